@@ -1,6 +1,7 @@
 #include "device.h"
 #include "devicecatalogue.h"
 #include "devicetables.h"
+#include "ipv4address.h"
 
 #include <QTest>
 
@@ -15,6 +16,8 @@ private slots:
     void lookupIsExact();
     void onlyCode1900WearsAnOemDress_data();
     void onlyCode1900WearsAnOemDress();
+    void addressesAreReadStrictly_data();
+    void addressesAreReadStrictly();
     void tablesAnswerUnknownKeysWithEmptyText();
 };
 
@@ -65,6 +68,30 @@ void TestDeviceModel::onlyCode1900WearsAnOemDress()
     const QString plain = devicecatalogue::image(code);
     QVERIFY(plain.endsWith(QLatin1String(".png")));
     QCOMPARE(devicecatalogue::deviceIconPath(code, brand), plain.left(plain.size() - 4) + suffix);
+}
+
+void TestDeviceModel::addressesAreReadStrictly_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<qint64>("number"); // -1: refused
+    QTest::newRow("plain") << "192.168.0.10" << qint64{0xC0A8000A};
+    QTest::newRow("blanks around") << " 10.0.0.1\t" << qint64{0x0A000001};
+    QTest::newRow("zero") << "0.0.0.0" << qint64{0};
+    QTest::newRow("all ones") << "255.255.255.255" << qint64{0xFFFFFFFF};
+    for (const char *refused : {"", "192.168.5", "5", "010.1.1.1", "1.2.3.04", "1.2.3.256", "1.2.3.4.5",
+                                "1.2.3.", "0x10.1.1.1", "1.2.3.4/24", "::1", "1. 2.3.4", "-1.2.3.4"}) {
+        QTest::newRow(qPrintable(QStringLiteral("refused '%1'").arg(QLatin1String(refused))))
+            << QString::fromLatin1(refused) << qint64{-1};
+    }
+}
+
+void TestDeviceModel::addressesAreReadStrictly()
+{
+    QFETCH(QString, text);
+    QFETCH(qint64, number);
+    const std::optional<quint32> address = parseIpv4Address(text);
+    QCOMPARE(address ? qint64{*address} : qint64{-1}, number);
+    QCOMPARE(isUsableIpv4Address(text), number > 0 && number < 0xFFFFFFFF);
 }
 
 void TestDeviceModel::tablesAnswerUnknownKeysWithEmptyText()
