@@ -10,36 +10,36 @@ namespace {
 
 struct IntOption
 {
-    QLatin1String key;
+    const char *key;
     int fallback;
     unsigned upper; // the setter takes 1 to upper
 };
 
 struct BoolOption
 {
-    QLatin1String key;
+    const char *key;
 };
 
 struct AddressOption
 {
-    QLatin1String key;
-    QLatin1String fallback;
+    const char *key;
+    const char *fallback;
 };
 
-constexpr IntOption scanTimeOption{QLatin1String("scan/scanTime"), 200, 99000};
-constexpr IntOption updateTimeoutOption{QLatin1String("update/timeout"), 120000, 999000};
-constexpr BoolOption manualIpOption{QLatin1String("update/manualIp")};
-constexpr BoolOption sendUnicastOption{QLatin1String("scan/sendUnicast")};
-constexpr AddressOption startIpOption{QLatin1String("scan/startIp"), QLatin1String("192.168.0.1")};
-constexpr AddressOption endIpOption{QLatin1String("scan/endIp"), QLatin1String("192.168.0.254")};
-constexpr QLatin1String fwDefaultDirKey("update/fwDefaultDir");
-constexpr IntOption threadsOption{QLatin1String("tcp/nThreads"), 10, 50};
-constexpr IntOption waitWrittenOption{QLatin1String("tcp/waitWritten"), 1000, 999000};
-constexpr IntOption waitReadOption{QLatin1String("tcp/waitRead"), 1000, 999000};
-constexpr IntOption waitConnectedOption{QLatin1String("tcp/waitConnected"), 1000, 999000};
+constexpr IntOption scanTimeOption{"scan/scanTime", 200, 99000};
+constexpr IntOption updateTimeoutOption{"update/timeout", 120000, 999000};
+constexpr BoolOption manualIpOption{"update/manualIp"};
+constexpr BoolOption sendUnicastOption{"scan/sendUnicast"};
+constexpr AddressOption startIpOption{"scan/startIp", "192.168.0.1"};
+constexpr AddressOption endIpOption{"scan/endIp", "192.168.0.254"};
+constexpr const char *fwDefaultDirKey = "update/fwDefaultDir";
+constexpr IntOption threadsOption{"tcp/nThreads", 10, 50};
+constexpr IntOption waitWrittenOption{"tcp/waitWritten", 1000, 999000};
+constexpr IntOption waitReadOption{"tcp/waitRead", 1000, 999000};
+constexpr IntOption waitConnectedOption{"tcp/waitConnected", 1000, 999000};
 
 // What the program writes is 300 bytes; QSettings needs 2 GB for a file of 60 MB with many keys.
-constexpr qint64 largestSaneFile = 1024 * 1024;
+constexpr qint64 largestSaneFile = 1048576;
 
 // Whether QSettings would survive reading the file. It would wait forever on a pipe, and the serialised
 // values that its INI dialect allows end the program when their length field is damaged; the program
@@ -62,8 +62,8 @@ bool isReadable(const QString &path)
 // A file that cannot be read safely is set aside under another name, and the program starts afresh.
 QString settingsPath()
 {
-    const QString path = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
-                         QStringLiteral("/deviceManagerConfig.ini");
+    QString path = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
+                   QStringLiteral("/deviceManagerConfig.ini");
     if (!isReadable(path)) {
         const QString aside = path + QStringLiteral(".unreadable");
         QFile::remove(aside);
@@ -72,10 +72,10 @@ QString settingsPath()
     return path;
 }
 
-void seed(QSettings &store, QLatin1String key, const QVariant &value)
+void seed(QSettings &store, const char *key, const QVariant &value)
 {
-    if (!store.contains(key)) {
-        store.setValue(key, value);
+    if (!store.contains(QLatin1String(key))) {
+        store.setValue(QLatin1String(key), value);
     }
 }
 
@@ -91,26 +91,29 @@ void seed(QSettings &store, const BoolOption &option)
 
 void seed(QSettings &store, const AddressOption &option)
 {
-    seed(store, option.key, QString(option.fallback));
+    seed(store, option.key, QString::fromLatin1(option.fallback));
 }
 
 int read(const QSettings &store, const IntOption &option)
 {
     bool converted = false;
-    const int value = store.value(option.key).toInt(&converted);
+    // By way of the text: QVariant cuts a number that is too large to 32 bits and calls that a success.
+    const int value = store.value(QLatin1String(option.key)).toString().toInt(&converted);
     return converted ? value : option.fallback;
 }
 
 bool read(const QSettings &store, const BoolOption &option)
 {
-    const QVariant value = store.value(option.key);
+    const QVariant value = store.value(QLatin1String(option.key));
     return value.canConvert<bool>() && value.toBool();
 }
 
 QHostAddress read(const QSettings &store, const AddressOption &option)
 {
     QHostAddress address;
-    return address.setAddress(store.value(option.key).toString()) ? address : QHostAddress(option.fallback);
+    return address.setAddress(store.value(QLatin1String(option.key)).toString())
+               ? address
+               : QHostAddress(QLatin1String(option.fallback));
 }
 
 void write(QSettings &store, const IntOption &option, int value)
@@ -118,14 +121,14 @@ void write(QSettings &store, const IntOption &option, int value)
     // One comparison: zero and the negative numbers wrap to values above every bound.
     const bool accepted = static_cast<unsigned>(value) - 1U <= option.upper - 1U;
     if (accepted && value != read(store, option)) {
-        store.setValue(option.key, value);
+        store.setValue(QLatin1String(option.key), value);
     }
 }
 
 void write(QSettings &store, const BoolOption &option, bool value)
 {
     if (value != read(store, option)) {
-        store.setValue(option.key, value);
+        store.setValue(QLatin1String(option.key), value);
     }
 }
 
@@ -135,7 +138,7 @@ void write(QSettings &store, const AddressOption &option, const QHostAddress &ad
         return;
     }
     if (address != read(store, option)) {
-        store.setValue(option.key, address.toString());
+        store.setValue(QLatin1String(option.key), address.toString());
     }
 }
 
@@ -209,7 +212,7 @@ QHostAddress AppSettings::endIp() const
 
 QString AppSettings::fwDefaultDir() const
 {
-    const QString folder = value(fwDefaultDirKey).toString();
+    const QString folder = value(QLatin1String(fwDefaultDirKey)).toString();
     return !folder.isEmpty() && QDir(folder).exists() ? folder : QDir::homePath();
 }
 
@@ -267,6 +270,6 @@ void AppSettings::setFwDefaultDir(const QString &filePath)
 {
     const QString folder = QFileInfo(filePath).absolutePath();
     if (!folder.isEmpty() && QDir(folder).exists() && folder != fwDefaultDir()) {
-        setValue(fwDefaultDirKey, folder);
+        setValue(QLatin1String(fwDefaultDirKey), folder);
     }
 }
