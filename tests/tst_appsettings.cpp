@@ -292,8 +292,9 @@ void TestAppSettings::survivesDamagedFiles_data()
     row("wrong types",
         "[scan]\nscanTime=abc\nstartIp=7, 8\nsendUnicast=a, b\n[update]\ntimeout=@Invalid()\n");
     row("no ini at all", QByteArray(300000, '['));
-    // A list that claims 2147483647 entries.
-    row("damaged value", "[scan]\nstartIp=@Variant(\\0\\0\\0\\v\\0\\x7f\\xff\\xff\\xff)\n");
+    // A list that claims 2147483647 entries: reading it would end the program.
+    row("damaged value", "[scan]\nstartIp=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
+    row("damaged date", "[scan]\nstartIp=@DateTime(\\0\\0\\0\\t\\0\\x7f\\xff\\xff\\xff)\n");
     row("100 MiB", "");
     row("pipe", "");
     row("folder in the file's place", "", false);

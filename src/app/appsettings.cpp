@@ -104,8 +104,7 @@ int read(const QSettings &store, const IntOption &option)
 
 bool read(const QSettings &store, const BoolOption &option)
 {
-    const QVariant value = store.value(QLatin1String(option.key));
-    return value.canConvert<bool>() && value.toBool();
+    return store.value(QLatin1String(option.key)).toBool(); // false for what is no boolean
 }
 
 QHostAddress read(const QSettings &store, const AddressOption &option)
