@@ -242,7 +242,7 @@ void TestSettings::reportsEachTypedValue_data()
         QTest::newRow(expected) << text(box) << text(typed) << text(expected);
     };
     row("doubleSpinBoxBroadcastTime", "0.25", "scan 250");
-    row("doubleSpinBoxBroadcastTime", "0.57", "scan 570"); // 569.99... as a product of doubles
+    row("doubleSpinBoxBroadcastTime", "2.01", "scan 2010"); // 2009.99... as a product of doubles
     row("doubleSpinBoxBroadcastTime", "99.99", "scan 99990");
     row("doubleSpinBoxBroadcastTime", "0", "scan 0");
     row("doubleSpinBoxTimeout", "1000", "timeout 1000000");
@@ -379,9 +379,11 @@ void TestSettings::storedAddressThatIsNoIpv4()
     QFETCH(bool, unicast);
     QFETCH(bool, flagFirst);
     Settings dialog;
-    fill(dialog, flagFirst && unicast);
+    fill(dialog, flagFirst == unicast);
     dialog.setStartIp(QHostAddress(text("fe80::1")));
-    dialog.setFlagUnicast(unicast);
+    if (!flagFirst) {
+        dialog.setFlagUnicast(unicast);
+    }
     open(dialog);
     QCOMPARE(child<QLineEdit>(dialog, "lineEditStart")->text(), text("fe80::1"));
     QCOMPARE(button(dialog, "Apply")->isEnabled(), !unicast);
