@@ -149,7 +149,6 @@ void Settings::setWait(Option<int> &option, QDoubleSpinBox *box, int ms)
 
 void Settings::showAddress(QLineEdit *field, const QHostAddress &address)
 {
-    const QSignalBlocker blocker(field);
     field->setText(address.toString());
     // A stored address that no scan can use stands in nobody's way while the range is switched off.
     ui->applyBtn->setEnabled(!ui->checkBoxEnableUnicast->isChecked() || hasRange());
