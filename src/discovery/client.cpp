@@ -26,6 +26,11 @@ constexpr int waitSteps = 80;
 // How often a walk through a range lets events be handled.
 constexpr int walkTurnMs = 20;
 
+// Room for the datagrams to about 600 hosts whose hardware address is not known yet: a whole /24
+// network goes out at once, and a wider range waits for room instead of overflowing the system's
+// table of neighbours (1024 on Linux), which drops datagrams without telling.
+constexpr int sendBufferSize = 256 * 1024;
+
 // How long a datagram waits for room on its way out. The system gives up asking for the hardware
 // address of a host that is not there after three seconds, and that makes room.
 constexpr int roomWaitMs = 6000;
@@ -150,6 +155,7 @@ void Client::queryRange()
         m_problem = m_unicastSocket->errorString();
         return;
     }
+    m_unicastSocket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, sendBufferSize);
     QDeadlineTimer turn(walkTurnMs);
     visitUnicastAddresses(m_startIp, m_endIp, [this, &turn](quint32 address) {
         if (turn.hasExpired()) {
