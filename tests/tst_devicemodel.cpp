@@ -25,7 +25,9 @@ void TestDeviceModel::catalogueKnowsTheCodesThatTheProgramTests_data()
 {
     QTest::addColumn<QString>("code");
     QTest::addColumn<int>("family");
-    const QVector<QPair<const char *, int>> rows{{"1100", 0}, {"2100", 1}, {"3100", 2}};
+    const QVector<QPair<const char *, int>> rows{
+        {"1100", 0}, {"1400", 0}, {"1600", 0}, {"1900", 0}, {"1F80", 0}, {"4100", 0}, {"4200", 0},
+        {"2100", 1}, {"2110", 1}, {"2180", 1}, {"3100", 2}, {"5100", 3}, {"6100", 3}};
     for (const auto &[code, family] : rows) {
         QTest::newRow(code) << QString::fromLatin1(code) << family;
     }
