@@ -1,3 +1,4 @@
+#include "hextext.h"
 #include "parsehex.h"
 
 #include <QFile>
@@ -53,22 +54,6 @@ namespace {
 
 const QByteArray upperZero = ":020000040000FA\n";
 const QByteArray endOfFile = ":00000001FF\n";
-
-QByteArray record(quint16 offset, const QByteArray &data, quint8 type = 0)
-{
-    QByteArray bytes;
-    bytes.append(static_cast<char>(data.size()));
-    bytes.append(static_cast<char>(offset >> 8));
-    bytes.append(static_cast<char>(offset & 0xff));
-    bytes.append(static_cast<char>(type));
-    bytes.append(data);
-    quint8 sum = 0;
-    for (const char byte : qAsConst(bytes)) {
-        sum = static_cast<quint8>(sum + static_cast<quint8>(byte));
-    }
-    bytes.append(static_cast<char>(-sum));
-    return ':' + bytes.toHex().toUpper();
-}
 
 void write(const QString &path, const QByteArray &content)
 {
@@ -138,18 +123,18 @@ void TestParseHex::lineIsJudged_data()
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<unsigned>("result");
     QTest::addColumn<int>("records");
-    QTest::newRow("data") << record(0x10, "ab") << 0u << 1;
-    QTest::newRow("data in lower case") << record(0x10, "\xab\xcd").toLower() << 0u << 1;
-    QTest::newRow("data of no bytes") << record(0x10, "") << 0u << 1;
-    QTest::newRow("end of file") << record(0, "", 1) << 0u << 0;
+    QTest::newRow("data") << hexRecord(0x10, "ab") << 0u << 1;
+    QTest::newRow("data in lower case") << hexRecord(0x10, "\xab\xcd").toLower() << 0u << 1;
+    QTest::newRow("data of no bytes") << hexRecord(0x10, "") << 0u << 1;
+    QTest::newRow("end of file") << hexRecord(0, "", 1) << 0u << 0;
     QTest::newRow("more bytes than the count") << QByteArray(":0100000041FFBF") << 0u << 1;
     QTest::newRow("wrong checksum") << QByteArray(":0100000041BF") << 2u << 0;
     QTest::newRow("empty") << QByteArray() << 1u << 0;
     QTest::newRow("nine characters") << QByteArray(":00000001") << 1u << 0;
     QTest::newRow("ten characters") << QByteArray(":00000001F") << 2u << 0;
-    QTest::newRow("lone last digit is a byte") << record(0x10, "ab") + '0' << 0u << 1;
-    QTest::newRow("lone last digit counts") << record(0x10, "ab") + '1' << 2u << 0;
-    QTest::newRow("lone last character") << record(0x10, "ab") + ' ' << 1u << 0;
+    QTest::newRow("lone last digit is a byte") << hexRecord(0x10, "ab") + '0' << 0u << 1;
+    QTest::newRow("lone last digit counts") << hexRecord(0x10, "ab") + '1' << 2u << 0;
+    QTest::newRow("lone last character") << hexRecord(0x10, "ab") + ' ' << 1u << 0;
     QTest::newRow("no colon") << QByteArray("000000001FF") << 1u << 0;
     QTest::newRow("blank in front") << QByteArray(" :00000001FF") << 1u << 0;
     QTest::newRow("blank behind") << QByteArray(":00000001FF  ") << 1u << 0;
@@ -158,13 +143,13 @@ void TestParseHex::lineIsJudged_data()
     QTest::newRow("zero byte") << QByteArray(":00000001\0\0", 11) << 1u << 0;
     QTest::newRow("count beyond the line") << QByteArray(":FF0000000100") << 1u << 0;
     QTest::newRow("count takes the checksum for data") << QByteArray(":0200000041BD") << 1u << 0;
-    QTest::newRow("linear address with an offset") << record(1, QByteArray(2, '\0'), 4) << 1u << 0;
-    QTest::newRow("linear address of one byte") << record(0, QByteArray(1, '\0'), 4) << 1u << 0;
-    QTest::newRow("segment address") << record(0, QByteArray(2, '\0'), 2) << 1u << 0;
-    QTest::newRow("segment start") << record(0, QByteArray(4, '\0'), 3) << 1u << 0;
-    QTest::newRow("linear start") << record(0, QByteArray(4, '\0'), 5) << 1u << 0;
-    QTest::newRow("255 characters") << record(0, QByteArray(122, 'x')) << 0u << 1;
-    QTest::newRow("256 characters and more") << record(0, QByteArray(123, 'x')) << 1u << 0;
+    QTest::newRow("linear address with an offset") << hexRecord(1, QByteArray(2, '\0'), 4) << 1u << 0;
+    QTest::newRow("linear address of one byte") << hexRecord(0, QByteArray(1, '\0'), 4) << 1u << 0;
+    QTest::newRow("segment address") << hexRecord(0, QByteArray(2, '\0'), 2) << 1u << 0;
+    QTest::newRow("segment start") << hexRecord(0, QByteArray(4, '\0'), 3) << 1u << 0;
+    QTest::newRow("linear start") << hexRecord(0, QByteArray(4, '\0'), 5) << 1u << 0;
+    QTest::newRow("255 characters") << hexRecord(0, QByteArray(122, 'x')) << 0u << 1;
+    QTest::newRow("256 characters and more") << hexRecord(0, QByteArray(123, 'x')) << 1u << 0;
 }
 
 void TestParseHex::lineIsJudged()
@@ -191,30 +176,30 @@ void TestParseHex::upperAddressIsSignExtended()
     QFETCH(QByteArray, upper);
     QFETCH(quint32, address);
     ParseHex reader;
-    QCOMPARE(reader.readData(record(0, upper, 4) + '\n' + record(0x1234, "ab") + '\n'), 0u);
+    QCOMPARE(reader.readData(hexRecord(0, upper, 4) + '\n' + hexRecord(0x1234, "ab") + '\n'), 0u);
     QCOMPARE(reader.blocks().first, QVector<quint32>{address});
 }
 
 void TestParseHex::upperAddressOutlivesTheFile()
 {
     ParseHex first;
-    QCOMPARE(first.readData(record(0, QByteArray("\x00\x3e", 2), 4) + '\n'), 0u);
+    QCOMPARE(first.readData(hexRecord(0, QByteArray("\x00\x3e", 2), 4) + '\n'), 0u);
     ParseHex second;
-    QCOMPARE(second.readData(record(0x8000, "ab") + '\n'), 0u);
+    QCOMPARE(second.readData(hexRecord(0x8000, "ab") + '\n'), 0u);
     QCOMPARE(second.blocks().first, QVector<quint32>{0x3e8000});
 }
 
 void TestParseHex::askingLeavesTheUpperAddressAlone()
 {
-    write(path("program.hex"), record(0, QByteArray("\x00\x3f", 2), 4) + '\n' + record(0, "ab") + '\n');
+    write(path("program.hex"), hexRecord(0, QByteArray("\x00\x3f", 2), 4) + '\n' + hexRecord(0, "ab") + '\n');
     write(path("nothing.hex"), upperZero + endOfFile);
-    write(path("broken.hex"), record(0, "ab") + "\nbroken\n");
+    write(path("broken.hex"), hexRecord(0, "ab") + "\nbroken\n");
     QVERIFY(ParseHex::holdsProgram(path("program.hex")));
     QVERIFY(!ParseHex::holdsProgram(path("nothing.hex")));
     QVERIFY(!ParseHex::holdsProgram(path("broken.hex")));
 
     ParseHex reader;
-    QCOMPARE(reader.readData(record(0x20, "ab") + '\n'), 0u);
+    QCOMPARE(reader.readData(hexRecord(0x20, "ab") + '\n'), 0u);
     QCOMPARE(reader.blocks().first, QVector<quint32>{0x20});
 }
 
@@ -223,9 +208,9 @@ void TestParseHex::fileIsJudged_data()
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<unsigned>("result");
     QTest::addColumn<int>("records");
-    const QByteArray one = record(0, "ab");
-    const QByteArray two = record(1, "cd");
-    const QByteArray longest = record(0, QByteArray(58, 'x')); // 127 characters
+    const QByteArray one = hexRecord(0, "ab");
+    const QByteArray two = hexRecord(1, "cd");
+    const QByteArray longest = hexRecord(0, QByteArray(58, 'x')); // 127 characters
     QTest::newRow("empty") << QByteArray() << 0u << 0;
     QTest::newRow("LF") << one + '\n' + two + '\n' << 0u << 2;
     QTest::newRow("CR LF") << one + "\r\n" + two + "\r\n" << 0u << 2;
@@ -241,8 +226,8 @@ void TestParseHex::fileIsJudged_data()
     QTest::newRow("128 characters, CR LF") << longest + "0\r\n" << 0u << 1;
     QTest::newRow("128 characters without an end") << one + '\n' + QByteArray(128, 'x') << 0u << 1;
     QTest::newRow("128 characters and CR at the end") << QByteArray(128, 'x') + '\r' << 1u << 0;
-    QTest::newRow("129 characters") << record(0, QByteArray(59, 'x')) + '\n' << 1u << 0;
-    QTest::newRow("129 characters, CR LF") << record(0, QByteArray(59, 'x')) + "\r\n" << 1u << 0;
+    QTest::newRow("129 characters") << hexRecord(0, QByteArray(59, 'x')) + '\n' << 1u << 0;
+    QTest::newRow("129 characters, CR LF") << hexRecord(0, QByteArray(59, 'x')) + "\r\n" << 1u << 0;
     QTest::newRow("no line at all") << QByteArray(300'000, 'x') << 1u << 0;
     QTest::newRow("129 characters without an end") << one + '\n' + QByteArray(129, 'x') << 1u << 1;
 }
@@ -258,10 +243,10 @@ void TestParseHex::fileIsJudged()
 
 void TestParseHex::droppedLinesAreCounted()
 {
-    QByteArray damaged = record(1, "cd");
+    QByteArray damaged = hexRecord(1, "cd");
     damaged[9] = damaged[9] == '0' ? '1' : '0';
     ParseHex reader;
-    const QByteArray content = record(0, "ab") + '\n' + damaged + '\n' + record(2, "ef") + '\n';
+    const QByteArray content = hexRecord(0, "ab") + '\n' + damaged + '\n' + hexRecord(2, "ef") + '\n';
     QCOMPARE(reader.readData(content), 0u);
     QCOMPARE(reader.droppedLines(), 1);
     QCOMPARE(reader.blocks().first, (QVector<quint32>{0, 2}));
@@ -272,7 +257,7 @@ void TestParseHex::droppedLinesAreCounted()
 void TestParseHex::failedReadKeepsWhatCameBefore()
 {
     ParseHex reader;
-    QCOMPARE(reader.readData(record(7, "ab") + "\nbroken\n" + record(8, "cd") + '\n'), 1u);
+    QCOMPARE(reader.readData(hexRecord(7, "ab") + "\nbroken\n" + hexRecord(8, "cd") + '\n'), 1u);
     QCOMPARE(reader.blocks().first, QVector<quint32>{7});
     QCOMPARE(reader.blocks().second, QVector<QByteArray>{"ab"});
 }
@@ -280,7 +265,7 @@ void TestParseHex::failedReadKeepsWhatCameBefore()
 void TestParseHex::unreadablePathFails()
 {
     ParseHex reader;
-    QCOMPARE(reader.readData(record(7, "ab") + '\n'), 0u);
+    QCOMPARE(reader.readData(hexRecord(7, "ab") + '\n'), 0u);
     QCOMPARE(reader.readFile(path("there is no such file")), 1u);
     QCOMPARE(reader.records(), 0);
     QVERIFY(reader.blocks().first.isEmpty());
@@ -294,7 +279,7 @@ void TestParseHex::linesMaySpanThePiecesOfTheReader()
     QByteArray expected;
     for (int i = 0; content.size() < 600'000; ++i) {
         const QByteArray data = QByteArray::number(i).rightJustified(6, '0').repeated(1 + i % 9);
-        content += record(static_cast<quint16>(2 * i), data) + (i % 3 == 0 ? "\n" : "\r\n");
+        content += hexRecord(static_cast<quint16>(2 * i), data) + (i % 3 == 0 ? "\n" : "\r\n");
         expected += data;
     }
     write(path("long.hex"), content);
@@ -321,7 +306,7 @@ void TestParseHex::recordsBecomeBlocks_data()
     const auto lines = [](const QVector<QPair<int, QByteArray>> &records) {
         QByteArray content;
         for (const auto &[offset, data] : records) {
-            content += record(static_cast<quint16>(offset), data) + '\n';
+            content += hexRecord(static_cast<quint16>(offset), data) + '\n';
         }
         return content;
     };
