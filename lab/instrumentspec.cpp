@@ -18,7 +18,7 @@ QString letters(const char *text)
 // Exactly `size` Latin-1 characters.
 QByteArray fixedText(JsonReader &reader, const char *key, const char *otherwise, int size)
 {
-    const QByteArray text = reader.text(letters(key), letters(otherwise)).toLatin1();
+    QByteArray text = reader.text(letters(key), letters(otherwise)).toLatin1();
     if (text.size() != size) {
         reader.fail(letters(key), QStringLiteral("a text of %1 characters").arg(size));
     }
@@ -98,7 +98,7 @@ void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
 
 QString readCode(JsonReader &reader)
 {
-    const QString code = reader.requiredText(letters("code"));
+    QString code = reader.requiredText(letters("code"));
     const QByteArray digits = code.toLatin1();
     if (digits.size() != 4 || QByteArray::fromHex(digits).toHex() != digits.toLower()) {
         reader.fail(letters("code"), QStringLiteral("four hexadecimal digits"));
@@ -106,16 +106,12 @@ QString readCode(JsonReader &reader)
     return code;
 }
 
-// An address that a host can have.
 quint32 readHostAddress(JsonReader &reader)
 {
-    constexpr quint32 firstMulticast = 224;
-    constexpr quint32 loopback = 127;
     const QString key = letters("ip");
     const QString text = reader.requiredText(key);
     const quint32 ip = text.isEmpty() ? 0 : reader.address(key, 0);
-    const quint32 first = ip >> 24;
-    if (first == 0 || first == loopback || first >= firstMulticast) {
+    if (!isHostAddress(ip)) {
         reader.fail(key, QStringLiteral("an address that a host can have"));
     }
     return ip;
@@ -152,9 +148,6 @@ Cable readCable(JsonReader &reader, quint32 ip, const QVector<Cable> &cables)
                              ? QStringLiteral("given, because no cable has a network with this \"ip\"")
                              : QStringLiteral("one of the lab's interfaces"));
         return {};
-    }
-    if (ip == cable->address) {
-        reader.fail(letters("ip"), QStringLiteral("another than the lab host's own"));
     }
     return *cable;
 }

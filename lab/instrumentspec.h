@@ -23,12 +23,14 @@ struct ModuleSpec
     TunnelSpec tunnel;
 };
 
+using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;
+
 // One instrument as a scenario describes it, checked and complete.
 struct InstrumentSpec
 {
     NetworkIdentity identity;
     Cable cable;
-    std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec> texts;
+    InstrumentTexts texts;
     Faults faults;
     int applyMs = 300;    // from a set datagram to life at the new address
     int restartMs = 1000; // how long a restart takes

@@ -30,6 +30,9 @@ QString XportModule::receive(const Datagram &datagram)
     if (setup->macEnd != mac().right(setup->macEnd.size())) {
         return QStringLiteral("other MAC");
     }
+    if (!isHostAddress(setup->ip)) {
+        return QStringLiteral("address");
+    }
     report(QStringLiteral("ipSetup"), {{QStringLiteral("bytes"), QString::fromLatin1(datagram.bytes.toHex())},
                                        {QStringLiteral("via"), wayOf(datagram)},
                                        {QStringLiteral("interface"), cable().name},
