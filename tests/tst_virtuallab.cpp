@@ -287,6 +287,7 @@ void TestVirtualLab::showcaseShowsEachInstrumentOnce()
             const int heardBy =
                 lab.events(QStringLiteral("query")).last().value(QStringLiteral("heardBy")).toInt();
             const QVector<UdpProbe::Reply> all = probe.receiveAll(heardBy);
+            QCOMPARE(all.size(), heardBy);
             replies += all.size();
             for (const UdpProbe::Reply &reply : all) {
                 found.insert(reply.from);
