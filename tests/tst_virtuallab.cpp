@@ -266,9 +266,9 @@ void TestVirtualLab::showcaseShowsEachInstrumentOnce()
     LabProcess lab;
     QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
     QSet<QString> expected;
-    for (const QJsonValue &value : LabProcess::scenario(QStringLiteral("showcase.json"))
-                                       .value(QStringLiteral("instruments"))
-                                       .toArray()) {
+    const QJsonArray instruments =
+        LabProcess::scenario(QStringLiteral("showcase.json")).value(QStringLiteral("instruments")).toArray();
+    for (const auto &value : instruments) {
         const QJsonObject expect = value[QStringLiteral("expect")].toObject();
         QCOMPARE(expect.value(QStringLiteral("MAC")), value[QStringLiteral("mac")]);
         QCOMPARE(expect.value(QStringLiteral("IP")), value[QStringLiteral("ip")]);
@@ -287,6 +287,7 @@ void TestVirtualLab::showcaseShowsEachInstrumentOnce()
             const int heardBy =
                 lab.events(QStringLiteral("query")).last().value(QStringLiteral("heardBy")).toInt();
             const QVector<UdpProbe::Reply> all = probe.receiveAll(heardBy);
+            QCOMPARE(all.size(), heardBy);
             replies += all.size();
             for (const UdpProbe::Reply &reply : all) {
                 found.insert(reply.from);

@@ -3,6 +3,8 @@
 #include <QHostAddress>
 #include <QNetworkDatagram>
 
+#include <sys/socket.h>
+
 namespace {
 
 constexpr int bufferBytes = 4 * 1024 * 1024;
@@ -13,7 +15,9 @@ constexpr quint16 discoveryPort = 30719;
 UdpProbe::UdpProbe(const QString &address, quint16 port)
 {
     m_socket.bind(QHostAddress(address), port);
-    m_socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, bufferBytes);
+    // Past the system's limit, which many set so low that a burst of a thousand does not fit.
+    setsockopt(static_cast<int>(m_socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUFFORCE, &bufferBytes,
+               sizeof bufferBytes);
 }
 
 void UdpProbe::send(const QByteArray &bytes, const QString &to, quint16 port)
