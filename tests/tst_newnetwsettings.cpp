@@ -179,7 +179,7 @@ void TestNewNetwSettings::sendsTheRightInstruments()
     open(rows);
     const QPoint header(m_table->columnViewportPosition(IpColumn) + 10, 5);
     QTest::mouseClick(m_table->horizontalHeader()->viewport(), Qt::LeftButton, {}, header);
-    QCOMPARE(column(IpColumn).join(QLatin1Char(' ')), text("9.200.0.1 10.0.0.9 10.0.0.10 unknown"));
+    QCOMPARE(column(IpColumn).join(QLatin1Char(' ')), text("2.0.0.1 10.0.0.9 10.0.0.10 unknown"));
     type(1, IpColumn, "200.0.0.1"); // stays where it is
     type(2, IpColumn, "1.0.0.1");
     type(0, GatewayColumn, "1.1.1.1");
@@ -197,7 +197,7 @@ void TestNewNetwSettings::pastes_data()
     QTest::addColumn<QString>("addresses");
     QTest::addColumn<QString>("message");
 
-    const QString before = text("10.0.0.10 10.0.0.9 9.200.0.1"); // sorted downwards: instruments 1, 2, 3
+    const QString before = text("10.0.0.10 10.0.0.9 2.0.0.1"); // sorted downwards: instruments 1, 2, 3
     QTest::newRow("a column") << "1.0.0.1\n1.0.0.2\n1.0.0.3" << 0 << int(IpColumn)
                               << "1.0.0.1 1.0.0.2 1.0.0.3"
                               << "Pasted into 3 rows.";
@@ -211,7 +211,7 @@ void TestNewNetwSettings::pastes_data()
                            << 0 << int(IpColumn) << "1.0.0.1  1.0.0.3"
                            << "3 rows";
     QTest::newRow("MAC addresses along") << "00:1a:2b:00:00:01\t1.0.0.1\n00:1A:2B:00:00:02\t1.0.0.2\n"
-                                         << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 9.200.0.1"
+                                         << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 2.0.0.1"
                                          << "2 rows";
     QTest::newRow("other MAC addresses")
         << "00:1A:2B:00:00:01\t1.0.0.1\n00:1A:2B:00:00:03\t1.0.0.3\n"
@@ -243,7 +243,7 @@ void TestNewNetwSettings::pastesIntoEditorAndSelection()
     open();
     type(0, IpColumn, "1", false);
     paste(editor(), text("1.0.0.1\t255.0.0.0\n1.0.0.2\t255.255.0.0\n"));
-    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("1.0.0.2"), text("9.200.0.1")}));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("1.0.0.2"), text("2.0.0.1")}));
     QCOMPARE(shown(1, NetmaskColumn), text("255.255.0.0"));
 
     select(0, GatewayColumn, 1, GatewayColumn); // one copied cell goes into all selected ones
@@ -261,33 +261,35 @@ void TestNewNetwSettings::copiesAndRestores()
     QTest::keySequence(m_table, QKeySequence::Copy);
     QCOMPARE(QApplication::clipboard()->text(),
              text("SN2\t00:1A:2B:00:00:02\t10.0.0.9\ntab here and there\t00:1A:2B:00:00:01\t10.0.0.10"));
-    select(0, IpColumn, 0, IpColumn); // cells here and there keep their columns
-    m_table->selectionModel()->select(cell(1, GatewayColumn), QItemSelectionModel::Select);
+    select(1, GatewayColumn, 1, GatewayColumn); // cells here and there keep their places
+    m_table->selectionModel()->select(cell(0, IpColumn), QItemSelectionModel::Select);
     QTest::keySequence(m_table, QKeySequence::Copy);
-    QCOMPARE(QApplication::clipboard()->text(), text("9.200.0.1\t\n\t10.0.0.254"));
+    QCOMPARE(QApplication::clipboard()->text(), text("2.0.0.1\t\n\t10.0.0.254"));
 
     type(0, IpColumn, "1.0.0.1");
     type(1, GatewayColumn, "wrong");
     select(0, IpColumn, 2, GatewayColumn);
     QTest::keyClick(m_table, Qt::Key_Delete);
-    QCOMPARE(shown(0, IpColumn), text("9.200.0.1"));
+    QCOMPARE(shown(0, IpColumn), text("2.0.0.1"));
     QVERIFY(!canApply() && !reason().contains(text("wrong")));
 }
 
 void TestNewNetwSettings::finds()
 {
-    open();
+    open({row(1, "10.0.0.10"), row(2, "10.0.0.9"), row(3, "2.0.0.1", "255.0.0.0", "2.0.0.254")});
     m_table->sortByColumn(IpColumn, Qt::AscendingOrder);
     type(0, NetmaskColumn, "255.0.0");
-    QTest::keyClicks(find<QLineEdit>("lineEditFind"), text("10.0.0.9"));
+    auto *sought = find<QLineEdit>("lineEditFind");
+    QTest::keyClicks(sought, text("sn2"));
     QCOMPARE(column(SerialNumberColumn), QStringList{text("SN2")});
     QVERIFY(find<QLabel>("labelCount")->text().contains(text("1 of 3")));
-    type(0, IpColumn, "8.0.0.9"); // stays in sight although it is no longer what is sought
-    QCOMPARE(column(SerialNumberColumn), QStringList{text("SN2")});
+    sought->setText(text("10.0.0.25")); // in the gateway
+    QCOMPARE(column(SerialNumberColumn), QStringList({text("SN2"), text("SN1")}));
+    type(0, IpColumn, "200.0.0.1"); // stays where it is
 
     click("showProblemBtn"); // of a row that is hidden
-    QCOMPARE(column(SerialNumberColumn), QStringList({text("SN2"), text("SN3"), text("SN1")}));
-    QCOMPARE(m_table->currentIndex(), cell(1, NetmaskColumn));
+    QCOMPARE(column(SerialNumberColumn), QStringList({text("SN3"), text("SN1"), text("SN2")}));
+    QCOMPARE(m_table->currentIndex(), cell(0, NetmaskColumn));
 }
 
 void TestNewNetwSettings::foreignTextsStayLiteral()

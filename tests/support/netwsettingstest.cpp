@@ -16,7 +16,7 @@ QStringList row(int n, const char *ip, const char *mask, const char *gateway)
 
 Rows threeRows()
 {
-    return {row(1, "10.0.0.10"), row(2, "10.0.0.9"), row(3, "9.200.0.1")};
+    return {row(1, "10.0.0.10"), row(2, "10.0.0.9"), row(3, "2.0.0.1")};
 }
 
 void NetwSettingsTest::open(const Rows &rows)

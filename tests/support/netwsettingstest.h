@@ -23,7 +23,7 @@ QString text(const char *utf8);
 // The row of instrument `n`: "SNn" with a MAC address that ends in n.
 QStringList row(int n, const char *ip, const char *mask = "255.0.0.0", const char *gateway = "10.0.0.254");
 
-// Instruments 1 to 3 at 10.0.0.10, 10.0.0.9 and 9.200.0.1.
+// Instruments 1 to 3 at 10.0.0.10, 10.0.0.9 and 2.0.0.1.
 Rows threeRows();
 
 // The real dialog on the offscreen platform, with an owner that takes its rows as the window does: hands
