@@ -11,6 +11,14 @@ struct Cable
     quint32 address = 0; // the lab host's own on this cable, host order
     quint32 netmask = 0;
 
+    // False for addresses that no instrument on this cable may have: the lab host's own, and those of
+    // the network as a whole.
+    bool hasRoomAt(quint32 other) const
+    {
+        const quint32 host = other & ~netmask;
+        return other != address && (!isLocal(other) || (host != 0 && host != ~netmask));
+    }
+
     bool isLocal(quint32 other) const { return (other & netmask) == (address & netmask); }
 
     // Limited broadcast, or the one directed at this cable's network.

@@ -10,9 +10,9 @@
 
 CommandReader::CommandReader(EventLog &log, QObject *parent) : QObject(parent), m_log(log) {}
 
-void CommandReader::add(const QString &name, Handler handler)
+void CommandReader::add(const QString &name, const Handler &handler)
 {
-    m_handlers.insert(name, std::move(handler));
+    m_handlers.insert(name, handler);
 }
 
 void CommandReader::listen(int descriptor)

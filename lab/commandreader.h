@@ -25,7 +25,7 @@ public:
 
     explicit CommandReader(EventLog &log, QObject *parent = nullptr);
 
-    void add(const QString &name, Handler handler);
+    void add(const QString &name, const Handler &handler);
 
     // Starts to read from this file descriptor (0 is standard input).
     void listen(int descriptor);

@@ -17,15 +17,27 @@ namespace {
 
 constexpr quint8 hostPrefix = 32;
 
-// A request to add or remove one address, as the kernel reads it.
+struct AddressAttribute
+{
+    rtattr header{};
+    quint32 address = 0; // network order
+};
+
+// A request to add or remove one address, as the kernel reads it. It names the address twice: without
+// the second one, a removal would take any network's address that looks the same, the host's own too.
 struct AddressRequest
 {
     nlmsghdr header{};
     ifaddrmsg message{};
-    rtattr attribute{};
-    quint32 address = 0; // network order
+    AddressAttribute local;
+    AddressAttribute peer;
 };
-static_assert(sizeof(AddressRequest) == 32, "the parts must follow each other without gaps");
+static_assert(sizeof(AddressRequest) == 40, "the parts must follow each other without gaps");
+
+AddressAttribute attribute(quint16 type, quint32 address)
+{
+    return {{RTA_LENGTH(sizeof address), type}, htonl(address)};
+}
 
 void writeSetting(const QString &path, const char *value)
 {
@@ -121,9 +133,8 @@ bool HostAddresses::request(Change change, quint32 address, int interfaceIndex)
     request.message.ifa_family = AF_INET;
     request.message.ifa_prefixlen = hostPrefix;
     request.message.ifa_index = static_cast<quint32>(interfaceIndex);
-    request.attribute.rta_type = IFA_LOCAL;
-    request.attribute.rta_len = RTA_LENGTH(sizeof request.address);
-    request.address = htonl(address);
+    request.local = attribute(IFA_LOCAL, address);
+    request.peer = attribute(IFA_ADDRESS, address);
 
     // The kernel works while it takes the request, and has its answer ready when send returns.
     alignas(nlmsghdr) std::array<char, 1024> answer{};

@@ -62,7 +62,9 @@ void Instrument::comeUp()
         m_identity = *m_next;
         m_next.reset();
     }
-    m_bench.addresses.add(m_identity.ip, m_cable);
+    if (!m_bench.addresses.add(m_identity.ip, m_cable)) {
+        report(QStringLiteral("addressFailed"), {{QStringLiteral("ip"), addressText(m_identity.ip)}});
+    }
     m_up = true;
     cameUp();
     if (m_identity.ip != before) {

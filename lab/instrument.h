@@ -19,7 +19,7 @@ class UdpFace;
 // own address. What it says and obeys is its kind's.
 //
 // Events: "ignored" with a reason, "reply" when the lab is verbose, "addressChanged" with from and to,
-// "rebooted", "removed", "restored", "state".
+// "rebooted", "removed", "restored"; "addressFailed" when the host cannot have the address.
 class Instrument : public QObject
 {
     Q_OBJECT
@@ -39,7 +39,7 @@ public:
     bool hears(const Datagram &datagram) const;
 
     // Acts on a datagram that it hears. Empty when the instrument took it as meant for itself, else
-    // why it did not ("unknown", "length", "other MAC"): the lab says so once if nobody took it.
+    // why it did not ("unknown", "length", "other MAC", "address"): the lab says so once if nobody took it.
     virtual QString receive(const Datagram &datagram) = 0;
 
     // Away for restartMs, then back with what waited for a restart. False when it is not plugged in.
@@ -49,6 +49,9 @@ public:
     void restore(); // and puts it back
 
     virtual QJsonObject state() const;
+
+    // A command that only some instruments know. Why this one does not; nothing when it carried it out.
+    virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
 
 protected:
     const NetworkIdentity &identity() const { return m_identity; }

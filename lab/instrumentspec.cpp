@@ -2,6 +2,7 @@
 
 #include "faultsreader.h"
 #include "jsonreader.h"
+#include "motordriverreader.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,7 @@ QString letters(const char *text)
 // Exactly `size` Latin-1 characters.
 QByteArray fixedText(JsonReader &reader, const char *key, const char *otherwise, int size)
 {
-    const QByteArray text = reader.text(letters(key), letters(otherwise)).toLatin1();
+    QByteArray text = reader.text(letters(key), letters(otherwise)).toLatin1();
     if (text.size() != size) {
         reader.fail(letters(key), QStringLiteral("a text of %1 characters").arg(size));
     }
@@ -64,18 +65,40 @@ TransducerTexts readTransducer(JsonReader &reader)
     return texts;
 }
 
+ModuleTexts readModuleTexts(JsonReader &reader)
+{
+    ModuleTexts texts;
+    texts.type = fixedText(reader, "type", "X5", 2);
+    texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
+    if (texts.firmware.size() > 7) {
+        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
+    }
+    return texts;
+}
+
 ModuleSpec readModule(JsonReader &reader)
 {
     ModuleSpec spec;
-    spec.texts.type = fixedText(reader, "type", "X5", 2);
-    spec.texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
-    if (spec.texts.firmware.size() > 7) {
-        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
-    }
+    spec.texts = readModuleTexts(reader);
     JsonReader tunnel(reader.object(letters("tunnel")), reader.where() + QStringLiteral(", tunnel"));
     spec.tunnel = readTunnelSpec(tunnel);
     reader.adopt(tunnel);
     return spec;
+}
+
+ModuleSpec readMotorDriver(JsonReader &reader)
+{
+    ModuleSpec spec;
+    spec.texts = readModuleTexts(reader);
+    JsonReader motor(reader.object(letters("motor")), reader.where() + QStringLiteral(", motor"));
+    spec.motor = readMotorDriverSpec(motor);
+    reader.adopt(motor);
+    return spec;
+}
+
+bool isModuleKind(const QString &kind)
+{
+    return kind == QLatin1String("module") || kind == QLatin1String("motorDriver");
 }
 
 void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
@@ -90,15 +113,17 @@ void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
         spec.texts = JsonTexts{reader.object(letters("texts"))};
     } else if (kind == QLatin1String("module")) {
         spec.texts = readModule(reader);
+    } else if (kind == QLatin1String("motorDriver")) {
+        spec.texts = readMotorDriver(reader);
     } else {
         reader.fail(letters("kind"),
-                    QStringLiteral("powerSupply, beamline, transducer, tools, json or module"));
+                    QStringLiteral("powerSupply, beamline, transducer, tools, json, module or motorDriver"));
     }
 }
 
 QString readCode(JsonReader &reader)
 {
-    const QString code = reader.requiredText(letters("code"));
+    QString code = reader.requiredText(letters("code"));
     const QByteArray digits = code.toLatin1();
     if (digits.size() != 4 || QByteArray::fromHex(digits).toHex() != digits.toLower()) {
         reader.fail(letters("code"), QStringLiteral("four hexadecimal digits"));
@@ -106,16 +131,12 @@ QString readCode(JsonReader &reader)
     return code;
 }
 
-// An address that a host can have.
 quint32 readHostAddress(JsonReader &reader)
 {
-    constexpr quint32 firstMulticast = 224;
-    constexpr quint32 loopback = 127;
     const QString key = letters("ip");
     const QString text = reader.requiredText(key);
     const quint32 ip = text.isEmpty() ? 0 : reader.address(key, 0);
-    const quint32 first = ip >> 24;
-    if (first == 0 || first == loopback || first >= firstMulticast) {
+    if (!isHostAddress(ip)) {
         reader.fail(key, QStringLiteral("an address that a host can have"));
     }
     return ip;
@@ -153,9 +174,6 @@ Cable readCable(JsonReader &reader, quint32 ip, const QVector<Cable> &cables)
                              : QStringLiteral("one of the lab's interfaces"));
         return {};
     }
-    if (ip == cable->address) {
-        reader.fail(letters("ip"), QStringLiteral("another than the lab host's own"));
-    }
     return *cable;
 }
 
@@ -165,7 +183,7 @@ InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cabl
 {
     InstrumentSpec spec;
     const QString kind = reader.requiredText(letters("kind"));
-    const bool isModule = kind == QLatin1String("module");
+    const bool isModule = isModuleKind(kind);
     spec.identity = readIdentity(reader, !isModule);
     spec.cable = readCable(reader, spec.identity.ip, cables);
     readTexts(reader, kind, spec);

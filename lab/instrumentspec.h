@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "jsonreply.h"
 #include "modulereply.h"
+#include "motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"
 #include "tunnelspec.h"
@@ -12,6 +13,7 @@
 #include <QString>
 #include <QVector>
 
+#include <optional>
 #include <variant>
 
 class JsonReader;
@@ -21,14 +23,17 @@ struct ModuleSpec
 {
     ModuleTexts texts;
     TunnelSpec tunnel;
+    std::optional<MotorDriverSpec> motor; // instead of what the tunnel leads to
 };
+
+using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;
 
 // One instrument as a scenario describes it, checked and complete.
 struct InstrumentSpec
 {
     NetworkIdentity identity;
     Cable cable;
-    std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec> texts;
+    InstrumentTexts texts;
     Faults faults;
     int applyMs = 300;    // from a set datagram to life at the new address
     int restartMs = 1000; // how long a restart takes

@@ -78,6 +78,15 @@ QJsonObject JsonReader::object(const QString &key)
     return value ? value->toObject() : QJsonObject();
 }
 
+QJsonArray JsonReader::array(const QString &key)
+{
+    const auto value = take(key);
+    if (!value || !value->isArray()) {
+        fail(key, QStringLiteral("an array"));
+    }
+    return value ? value->toArray() : QJsonArray();
+}
+
 void JsonReader::fail(const QString &key, const QString &expected)
 {
     if (m_error.isEmpty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
@@ -23,7 +24,8 @@ public:
     int number(const QString &key, int otherwise, int least, int most);
     bool flag(const QString &key, bool otherwise);
     quint32 address(const QString &key, quint32 otherwise); // dotted text; a host-order number
-    QJsonObject object(const QString &key);
+    QJsonObject object(const QString &key);                 // empty when there is none
+    QJsonArray array(const QString &key);                   // must be there
     void ignore(const QString &key) { m_asked.insert(key); }
 
     // Says that the value of `key` is not `expected`.

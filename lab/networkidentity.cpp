@@ -43,3 +43,11 @@ std::optional<quint32> addressFromText(const QString &text)
     }
     return address;
 }
+
+bool isHostAddress(quint32 address)
+{
+    constexpr quint32 loopback = 127;
+    constexpr quint32 firstMulticast = 224;
+    const quint32 first = address >> 24;
+    return first != 0 && first != loopback && first < firstMulticast;
+}

@@ -31,3 +31,7 @@ QString addressText(quint32 address);
 
 // Four decimal numbers; nothing when the text is anything else.
 std::optional<quint32> addressFromText(const QString &text);
+
+// True for an address that one host can have: neither of "this network", loopback, multicast nor
+// broadcast.
+bool isHostAddress(quint32 address);

@@ -50,6 +50,9 @@ QString QuorvexInstrument::receive(const Datagram &datagram)
     if (set->mac != mac()) {
         return QStringLiteral("other MAC");
     }
+    if (!isHostAddress(set->ip)) {
+        return QStringLiteral("address");
+    }
     takeSettings(datagram, *set);
     return {};
 }

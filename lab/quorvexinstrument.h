@@ -24,7 +24,7 @@ private:
     void takeSettings(const Datagram &datagram, const SetDatagram &set);
     QByteArray reply() const;
 
-    decltype(InstrumentSpec::texts) m_texts;
+    InstrumentTexts m_texts;
     NetworkIdentity m_wanted;
     QTimer m_apply;
 };

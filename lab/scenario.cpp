@@ -46,6 +46,27 @@ Scenario failed(const QString &error)
     return {{}, error};
 }
 
+// Adds what one object of the file describes, or the first error.
+void addInstruments(Scenario &scenario, const QJsonObject &object, int position, int seed,
+                    const QVector<Cable> &cables)
+{
+    JsonReader reader(object, nameOf(object, position));
+    const int count = reader.number(QStringLiteral("count"), 1, 1, mostOfOne);
+    InstrumentSpec spec = readInstrumentSpec(reader, cables);
+    spec.seed = static_cast<quint32>(seed + position);
+    const QVector<InstrumentSpec> specs = multiply(spec, count);
+    for (const InstrumentSpec &one : specs) {
+        if (!one.cable.hasRoomAt(one.identity.ip)) {
+            reader.fail(QStringLiteral("ip"), QStringLiteral("free: %1 is the lab host's or a network's own")
+                                                  .arg(addressText(one.identity.ip)));
+        }
+    }
+    if (scenario.error.isEmpty()) {
+        scenario.error = reader.error();
+    }
+    scenario.instruments += specs;
+}
+
 } // namespace
 
 Scenario readScenario(const QByteArray &json, const QVector<Cable> &cables)
@@ -59,26 +80,13 @@ Scenario readScenario(const QByteArray &json, const QVector<Cable> &cables)
     }
     JsonReader reader(document.object(), QStringLiteral("scenario"));
     reader.text(QStringLiteral("title"), {});
-    const int seed = reader.number(QStringLiteral("seed"), 1, 0, 0x7FFFFFFF);
-    const QJsonValue list = document.object().value(QStringLiteral("instruments"));
-    reader.ignore(QStringLiteral("instruments"));
-    if (!list.isArray()) {
-        reader.fail(QStringLiteral("instruments"), QStringLiteral("an array"));
-    }
+    const int seed = reader.number(QStringLiteral("seed"), 1, 0, 0x3FFFFFFF);
+    const QJsonArray list = reader.array(QStringLiteral("instruments"));
     reader.finish();
 
     Scenario scenario{{}, reader.error()};
-    int position = 0;
-    for (const QJsonValue &value : list.toArray()) {
-        const QJsonObject object = value.toObject();
-        JsonReader instrument(object, nameOf(object, ++position));
-        const int count = instrument.number(QStringLiteral("count"), 1, 1, mostOfOne);
-        InstrumentSpec spec = readInstrumentSpec(instrument, cables);
-        spec.seed = static_cast<quint32>(seed + position);
-        if (scenario.error.isEmpty()) {
-            scenario.error = instrument.error();
-        }
-        scenario.instruments += multiply(spec, count);
+    for (int i = 0; i < list.size(); ++i) {
+        addInstruments(scenario, list.at(i).toObject(), i + 1, seed, cables);
     }
     if (scenario.error.isEmpty()) {
         scenario.error = firstDoubleMac(scenario.instruments);

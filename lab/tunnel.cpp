@@ -10,7 +10,7 @@
 namespace {
 
 // A serial line has no flow control: what a client does not read in time is lost, not kept for ever.
-constexpr qint64 mostUnread = 4 * 1024 * 1024;
+constexpr int mostUnread = 4 * 1024 * 1024;
 
 // Makes the next close of the socket send a reset.
 void armReset(const QTcpSocket &socket)

@@ -30,15 +30,44 @@ QString XportModule::receive(const Datagram &datagram)
     if (setup->macEnd != mac().right(setup->macEnd.size())) {
         return QStringLiteral("other MAC");
     }
+    if (!isHostAddress(setup->ip)) {
+        return QStringLiteral("address");
+    }
     report(QStringLiteral("ipSetup"), {{QStringLiteral("bytes"), QString::fromLatin1(datagram.bytes.toHex())},
                                        {QStringLiteral("via"), wayOf(datagram)},
                                        {QStringLiteral("interface"), cable().name},
                                        {QStringLiteral("ip"), addressText(setup->ip)}});
     NetworkIdentity next = identity();
     next.ip = setup->ip;
+    restartAs(next);
+    return {};
+}
+
+void XportModule::restartAs(const NetworkIdentity &next)
+{
     keepForRestart(next);
     reboot();
-    return {};
+}
+
+QJsonObject XportModule::state() const
+{
+    QJsonObject state = Instrument::state();
+    for (const auto &service : m_services) {
+        const QJsonObject part = service->state();
+        for (auto field = part.constBegin(); field != part.constEnd(); ++field) {
+            state.insert(field.key(), *field);
+        }
+    }
+    return state;
+}
+
+QString XportModule::carryOut(const QJsonObject &command)
+{
+    QString refusal = Instrument::carryOut(command);
+    for (const auto &service : m_services) {
+        refusal = refusal.isEmpty() ? refusal : service->carryOut(command);
+    }
+    return refusal;
 }
 
 void XportModule::cameUp()
