@@ -4,6 +4,7 @@
 #include "threadrun.h"
 
 #include <QFile>
+#include <QSemaphore>
 #include <QTemporaryDir>
 #include <QTest>
 

@@ -3,6 +3,7 @@
 #include "threadrun.h"
 #include "xportconfiguration.h"
 
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -269,7 +270,7 @@ void TestXPortConfiguration::interruptionEndsTheDialogueSoon()
     run.interrupt();
     QVERIFY(run.wait(20000));
     QVERIFY(!result);
-    QVERIFY(!module.received().contains("9\r\n"));
+    QVERIFY(module.received().count("\r\n") <= lines + 1); // no Enter after Enter
 }
 
 void TestXPortConfiguration::interruptionCanBeIgnored()
