@@ -3,7 +3,7 @@
 #include "commandreader.h"
 #include "eventlog.h"
 #include "moduleequipment.h"
-#include "quorvexinstrument.h"
+#include "updatableinstrument.h"
 #include "xportmodule.h"
 
 #include <algorithm>
@@ -67,6 +67,9 @@ Instrument *VirtualLab::makeInstrument(const InstrumentSpec &spec)
         auto *xport = new XportModule(spec, m_bench, this);
         equipModule(*xport, module->tunnel, m_log);
         return xport;
+    }
+    if (spec.update.enabled) {
+        return new UpdatableInstrument(spec, m_bench, this);
     }
     return new QuorvexInstrument(spec, m_bench, this);
 }
@@ -149,5 +152,11 @@ void VirtualLab::registerCommands(CommandReader &commands)
     add(QStringLiteral("state"), [this](Instrument &instrument) {
         m_log.report(QStringLiteral("state"), instrument.macName(), instrument.state());
         return QString();
+    });
+    commands.add(QStringLiteral("dumpImage"), [this](const QJsonObject &command) {
+        const auto *instrument = qobject_cast<UpdatableInstrument *>(find(command));
+        return instrument == nullptr
+                   ? QStringLiteral("no instrument with this MAC that takes updates")
+                   : instrument->dumpImage(command.value(QStringLiteral("path")).toString());
     });
 }
