@@ -50,6 +50,9 @@ public:
 
     virtual QJsonObject state() const;
 
+    // A command that only some instruments know. Why this one does not; nothing when it carried it out.
+    virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
+
 protected:
     const NetworkIdentity &identity() const { return m_identity; }
     const Workbench &bench() const { return m_bench; }

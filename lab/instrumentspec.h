@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "jsonreply.h"
 #include "modulereply.h"
+#include "motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"
 #include "tunnelspec.h"
@@ -13,6 +14,7 @@
 #include <QString>
 #include <QVector>
 
+#include <optional>
 #include <variant>
 
 class JsonReader;
@@ -22,6 +24,7 @@ struct ModuleSpec
 {
     ModuleTexts texts;
     TunnelSpec tunnel;
+    std::optional<MotorDriverSpec> motor; // instead of what the tunnel leads to
 };
 
 using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;

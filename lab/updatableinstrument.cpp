@@ -70,6 +70,13 @@ void UpdatableInstrument::restart()
     }
 }
 
+QString UpdatableInstrument::carryOut(const QJsonObject &command)
+{
+    return command.value(QStringLiteral("command")) == QStringLiteral("dumpImage")
+               ? dumpImage(command.value(QStringLiteral("path")).toString())
+               : QuorvexInstrument::carryOut(command);
+}
+
 QString UpdatableInstrument::dumpImage(const QString &path) const
 {
     const QByteArray image = m_memory.image();

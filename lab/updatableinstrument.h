@@ -10,6 +10,8 @@ class UpdateDialogue;
 // An instrument that can be talked to, and mostly updated, on its own TCP port 10001 (updatedialogue.h).
 // A new image runs from the next time that it comes up, and shows its version from then on.
 //
+// Command "dumpImage" with path: writes the stored image into a file, even while the instrument is away.
+//
 // Events: "versionChanged" with from and to, before the "rebooted" of the same restart; "imageDumped"
 // with path, bytes and sha256; "listenFailed".
 class UpdatableInstrument : public QuorvexInstrument
@@ -19,8 +21,8 @@ class UpdatableInstrument : public QuorvexInstrument
 public:
     UpdatableInstrument(const InstrumentSpec &spec, const Workbench &bench, QObject *parent);
 
-    // Writes the stored image into a file. Empty when it is done, else why not.
-    QString dumpImage(const QString &path) const;
+    // "dumpImage" with a path.
+    QString carryOut(const QJsonObject &command) override;
 
 protected:
     void cameUp() override;
@@ -28,6 +30,7 @@ protected:
 
 private:
     std::unique_ptr<UpdateDialogue> makeDialogue(const InstrumentSpec &spec);
+    QString dumpImage(const QString &path) const;
     void runNewFirmware();
     void restart();
 

@@ -65,7 +65,7 @@ Instrument *VirtualLab::makeInstrument(const InstrumentSpec &spec)
 {
     if (const auto *module = std::get_if<ModuleSpec>(&spec.texts)) {
         auto *xport = new XportModule(spec, m_bench, this);
-        equipModule(*xport, module->tunnel, m_log);
+        equipModule(*xport, *module, m_log);
         return xport;
     }
     if (spec.update.enabled) {
@@ -149,14 +149,15 @@ void VirtualLab::registerCommands(CommandReader &commands)
         instrument.restore();
         return QString();
     });
+    for (const QString &name : {QStringLiteral("dumpFlash"), QStringLiteral("dumpImage")}) {
+        commands.add(name, [this](const QJsonObject &command) {
+            Instrument *instrument = find(command);
+            return instrument == nullptr ? QStringLiteral("no instrument with this MAC")
+                                         : instrument->carryOut(command);
+        });
+    }
     add(QStringLiteral("state"), [this](Instrument &instrument) {
         m_log.report(QStringLiteral("state"), instrument.macName(), instrument.state());
         return QString();
-    });
-    commands.add(QStringLiteral("dumpImage"), [this](const QJsonObject &command) {
-        const auto *instrument = qobject_cast<UpdatableInstrument *>(find(command));
-        return instrument == nullptr
-                   ? QStringLiteral("no instrument with this MAC that takes updates")
-                   : instrument->dumpImage(command.value(QStringLiteral("path")).toString());
     });
 }

@@ -44,8 +44,9 @@ Run run(const QString &program, const QStringList &arguments, bool inLabNet)
 QString addressesOfTheLabHost()
 {
     QProcess process;
-    process.start(LabProcess::labNet(), {QStringLiteral("--lab"), QStringLiteral("--"), QStringLiteral("ip"),
-                                         QStringLiteral("-oneline"), QStringLiteral("address")});
+    process.start(LabProcess::labNet(),
+                  {QStringLiteral("--lab"), QStringLiteral("--"), QStringLiteral("ip"), QStringLiteral("-4"),
+                   QStringLiteral("-oneline"), QStringLiteral("address")});
     process.waitForFinished();
     return QString::fromLocal8Bit(process.readAllStandardOutput());
 }

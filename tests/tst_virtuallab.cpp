@@ -266,9 +266,9 @@ void TestVirtualLab::showcaseShowsEachInstrumentOnce()
     LabProcess lab;
     QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
     QSet<QString> expected;
-    for (const QJsonValue &value : LabProcess::scenario(QStringLiteral("showcase.json"))
-                                       .value(QStringLiteral("instruments"))
-                                       .toArray()) {
+    const QJsonArray instruments =
+        LabProcess::scenario(QStringLiteral("showcase.json")).value(QStringLiteral("instruments")).toArray();
+    for (const auto &value : instruments) {
         const QJsonObject expect = value[QStringLiteral("expect")].toObject();
         QCOMPARE(expect.value(QStringLiteral("MAC")), value[QStringLiteral("mac")]);
         QCOMPARE(expect.value(QStringLiteral("IP")), value[QStringLiteral("ip")]);
