@@ -2,6 +2,7 @@
 
 #include "faultsreader.h"
 #include "jsonreader.h"
+#include "motordriverreader.h"
 
 #include <algorithm>
 #include <array>
@@ -64,18 +65,40 @@ TransducerTexts readTransducer(JsonReader &reader)
     return texts;
 }
 
+ModuleTexts readModuleTexts(JsonReader &reader)
+{
+    ModuleTexts texts;
+    texts.type = fixedText(reader, "type", "X5", 2);
+    texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
+    if (texts.firmware.size() > 7) {
+        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
+    }
+    return texts;
+}
+
 ModuleSpec readModule(JsonReader &reader)
 {
     ModuleSpec spec;
-    spec.texts.type = fixedText(reader, "type", "X5", 2);
-    spec.texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
-    if (spec.texts.firmware.size() > 7) {
-        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
-    }
+    spec.texts = readModuleTexts(reader);
     JsonReader tunnel(reader.object(letters("tunnel")), reader.where() + QStringLiteral(", tunnel"));
     spec.tunnel = readTunnelSpec(tunnel);
     reader.adopt(tunnel);
     return spec;
+}
+
+ModuleSpec readMotorDriver(JsonReader &reader)
+{
+    ModuleSpec spec;
+    spec.texts = readModuleTexts(reader);
+    JsonReader motor(reader.object(letters("motor")), reader.where() + QStringLiteral(", motor"));
+    spec.motor = readMotorDriverSpec(motor);
+    reader.adopt(motor);
+    return spec;
+}
+
+bool isModuleKind(const QString &kind)
+{
+    return kind == QLatin1String("module") || kind == QLatin1String("motorDriver");
 }
 
 void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
@@ -90,9 +113,11 @@ void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
         spec.texts = JsonTexts{reader.object(letters("texts"))};
     } else if (kind == QLatin1String("module")) {
         spec.texts = readModule(reader);
+    } else if (kind == QLatin1String("motorDriver")) {
+        spec.texts = readMotorDriver(reader);
     } else {
         reader.fail(letters("kind"),
-                    QStringLiteral("powerSupply, beamline, transducer, tools, json or module"));
+                    QStringLiteral("powerSupply, beamline, transducer, tools, json, module or motorDriver"));
     }
 }
 
@@ -158,7 +183,7 @@ InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cabl
 {
     InstrumentSpec spec;
     const QString kind = reader.requiredText(letters("kind"));
-    const bool isModule = kind == QLatin1String("module");
+    const bool isModule = isModuleKind(kind);
     spec.identity = readIdentity(reader, !isModule);
     spec.cable = readCable(reader, spec.identity.ip, cables);
     readTexts(reader, kind, spec);

@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "jsonreply.h"
 #include "modulereply.h"
+#include "motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"
 #include "tunnelspec.h"
@@ -12,6 +13,7 @@
 #include <QString>
 #include <QVector>
 
+#include <optional>
 #include <variant>
 
 class JsonReader;
@@ -21,6 +23,7 @@ struct ModuleSpec
 {
     ModuleTexts texts;
     TunnelSpec tunnel;
+    std::optional<MotorDriverSpec> motor; // instead of what the tunnel leads to
 };
 
 using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;

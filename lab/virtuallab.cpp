@@ -65,7 +65,7 @@ Instrument *VirtualLab::makeInstrument(const InstrumentSpec &spec)
 {
     if (const auto *module = std::get_if<ModuleSpec>(&spec.texts)) {
         auto *xport = new XportModule(spec, m_bench, this);
-        equipModule(*xport, module->tunnel, m_log);
+        equipModule(*xport, *module, m_log);
         return xport;
     }
     return new QuorvexInstrument(spec, m_bench, this);
@@ -145,6 +145,11 @@ void VirtualLab::registerCommands(CommandReader &commands)
     add(QStringLiteral("restore"), [](Instrument &instrument) {
         instrument.restore();
         return QString();
+    });
+    commands.add(QStringLiteral("dumpFlash"), [this](const QJsonObject &command) {
+        Instrument *instrument = find(command);
+        return instrument == nullptr ? QStringLiteral("no instrument with this MAC")
+                                     : instrument->carryOut(command);
     });
     add(QStringLiteral("state"), [this](Instrument &instrument) {
         m_log.report(QStringLiteral("state"), instrument.macName(), instrument.state());
