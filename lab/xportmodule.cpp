@@ -45,8 +45,9 @@ QString XportModule::receive(const Datagram &datagram)
 
 void XportModule::restartAs(const NetworkIdentity &next)
 {
+    const bool keepsAddress = next.ip == identity().ip;
     keepForRestart(next);
-    reboot();
+    reboot(keepsAddress);
 }
 
 QJsonObject XportModule::state() const

@@ -83,7 +83,7 @@ void Dsp::takeLine(char character)
     }
     const QString command = QString::fromLatin1(m_line).trimmed();
     m_line.clear();
-    report(QStringLiteral("lineReceived"), {{QStringLiteral("text"), command}});
+    report(QStringLiteral("lineReceived"), {{QStringLiteral("line"), command}});
     emit sends(m_spec.answers.value(command, QStringLiteral("#NAK")).toLatin1() + "\r\n");
 }
 

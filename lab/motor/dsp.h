@@ -28,7 +28,7 @@ struct DspSpec
 // boot ROM waits for an "a" or "A", echoes it once it has the line's speed, takes the boot loader
 // image and echoes that byte for byte, and then leaves the line to the flash program of the image.
 //
-// Events, each with the field "dsp": "dspState" with state; "lineReceived" with text; "autobaud";
+// Events, each with the field "dsp": "dspState" with state; "lineReceived" with line; "autobaud";
 // "bootloaderLoaded" with records and running; "bootloaderBroken"; and those of FlashKernel.
 class Dsp : public QObject
 {

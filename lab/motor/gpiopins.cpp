@@ -29,8 +29,8 @@ int GpioPins::levels() const
 
 QByteArray GpioPins::obey(const QByteArray &command)
 {
-    const int mask = command.at(1); // the pins are all in the first byte
-    const int value = command.at(5);
+    const int mask = static_cast<unsigned char>(command.at(1)); // the pins are all in the first byte
+    const int value = static_cast<unsigned char>(command.at(5));
     int answer = 0;
     switch (command.at(0)) {
     case SetDirections:

@@ -8,6 +8,7 @@ GpioPort::GpioPort(GpioPins &pins, int wrongAnswerAt, QObject *parent)
 
 bool GpioPort::open(const QHostAddress &address, quint16 port)
 {
+    m_port = port;
     return m_server.listen(address, port);
 }
 
@@ -25,9 +26,22 @@ void GpioPort::accept()
     while (QTcpSocket *const socket = m_server.nextPendingConnection()) {
         m_clients.insert(socket, {});
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
-        connect(socket, &QTcpSocket::disconnected, this, [this, socket] { m_clients.remove(socket); });
-        connect(socket, &QTcpSocket::disconnected, socket, &QTcpSocket::deleteLater);
+        connect(socket, &QTcpSocket::disconnected, this, [this, socket] { forget(socket); });
+        report(QStringLiteral("connected"), *socket);
     }
+}
+
+void GpioPort::forget(QTcpSocket *socket)
+{
+    m_clients.remove(socket);
+    socket->deleteLater();
+    report(QStringLiteral("disconnected"), *socket);
+}
+
+void GpioPort::report(const QString &event, const QTcpSocket &socket)
+{
+    emit happened(
+        event, {{QStringLiteral("peer"), socket.peerAddress().toString()}, {QStringLiteral("port"), m_port}});
 }
 
 void GpioPort::read(QTcpSocket *socket)

@@ -11,7 +11,7 @@
 // The module's control port for its pins, TCP 30704, for any number of clients; MotorDriver owns it
 // and the pins. A command may come in any number of segments.
 //
-// Events: "gpioCommand" with bytes and answer.
+// Events: "connected" and "disconnected" with peer and port; "gpioCommand" with bytes and answer.
 class GpioPort : public QObject
 {
     Q_OBJECT
@@ -37,11 +37,14 @@ private:
     };
 
     void accept();
+    void forget(QTcpSocket *socket);
+    void report(const QString &event, const QTcpSocket &socket);
     void read(QTcpSocket *socket);
     QByteArray answer(const QByteArray &command, int number);
 
     GpioPins &m_pins;
     int m_wrongAnswerAt;
+    quint16 m_port = 0;
     QTcpServer m_server;
     QHash<QTcpSocket *, Client> m_clients;
 };

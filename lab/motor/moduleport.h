@@ -2,18 +2,19 @@
 
 #include <QByteArray>
 #include <QHostAddress>
+#include <QJsonObject>
 #include <QObject>
-#include <QSocketNotifier>
+#include <QTcpServer>
 #include <QTcpSocket>
 
 #include <memory>
-#include <thread>
 
-// A TCP port of the module that serves one client at a time: while one is connected, a second one is
-// refused, as by a port where nobody listens. Whoever hangs up and calls again at once must get
-// through, though, so a thread waits in the kernel for the client's end and opens the port the moment
-// it comes, not when the event loop has time for it. A client that vanishes without a word holds the
-// port until the keepalive gives it up.
+// A TCP port of the module that serves one client at a time: a second one finds its connection reset
+// as soon as it has one. Whoever hangs up and calls again at once gets through, though, which is why
+// the port goes on listening and asks the kernel whether its client is still there. A client that
+// vanishes without a word holds the port until the keepalive gives it up.
+//
+// Events: "connected", "disconnected" and, a second one, "refused", with peer and port.
 class ModulePort : public QObject
 {
     Q_OBJECT
@@ -22,13 +23,12 @@ public:
     explicit ModulePort(QObject *parent = nullptr);
     ~ModulePort() override;
 
-    // Listens. False, with the reason in errno, when the port is not to be had.
+    // Listens. False when the port is not to be had.
     bool open(const QHostAddress &address, quint16 port, int keepaliveS = 45);
 
     // Resets the client's connection and listens no more.
     void close();
 
-    bool isOpen() const { return m_listener >= 0; }
     bool hasClient() const { return m_client != nullptr; }
     void send(const QByteArray &bytes); // nowhere when there is no client
     void hangUp();                      // what was sent still arrives
@@ -38,18 +38,16 @@ signals:
     void clientArrived();
     void received(const QByteArray &bytes);
     void clientLeft();
+    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     void accept();
-    void readClient();
+    void serve(QTcpSocket *client);
     void endClient();
-    void watch(int client);
-    void stopWatching();
+    void report(const QString &event, const QTcpSocket &client);
 
-    int m_listener = -1;
+    QTcpServer m_server;
+    QTcpSocket *m_client = nullptr; // child of the server
+    quint16 m_port = 0;
     int m_keepaliveS = 45;
-    std::unique_ptr<QSocketNotifier> m_calls;
-    std::unique_ptr<QTcpSocket> m_client;
-    int m_stopWatching = -1; // written to end the watcher
-    std::thread m_watcher;
 };

@@ -1,7 +1,5 @@
 #include "motordriver.h"
 
-#include "setupport.h"
-
 MotorDriver::MotorDriver(const MotorDriverSpec &spec, QObject *parent)
     : QObject(parent),
       m_spec(spec),
@@ -30,8 +28,7 @@ void MotorDriver::connectTunnel()
     connect(&m_tunnel, &ModulePort::clientArrived, this, &MotorDriver::greetClient);
     connect(&m_tunnel, &ModulePort::received, this, &MotorDriver::takeFromClient);
     connect(&m_tunnel, &ModulePort::clientLeft, &m_output, &PacedBytes::clear);
-    connect(&m_tunnel, &ModulePort::clientLeft, this,
-            [this] { emit happened(QStringLiteral("tunnelDisconnected"), {}); });
+    connect(&m_tunnel, &ModulePort::happened, this, &MotorDriver::happened);
     connect(&m_output, &PacedBytes::passed, &m_tunnel, &ModulePort::send);
 }
 
@@ -58,9 +55,9 @@ bool MotorDriver::open(const QHostAddress &address, const QByteArray &mac)
 
 void MotorDriver::close()
 {
-    m_setup.close();
-    m_gpio.close();
     m_tunnel.close();
+    m_gpio.close();
+    m_setup.close(); // last: whoever sees the menu go finds the other ports closed
     m_lineIn.clear();
     m_lineOut.clear();
     m_unheard.clear();
@@ -72,7 +69,6 @@ void MotorDriver::greetClient()
 {
     ++m_connection;
     m_fromClient = 0;
-    emit happened(QStringLiteral("tunnelConnected"), {});
     const QByteArray unheard = m_unheard;
     m_unheard.clear();
     passToClient(unheard);
@@ -84,9 +80,10 @@ void MotorDriver::takeFromClient(const QByteArray &bytes)
     if (!isCutDue()) {
         return m_lineIn.push(bytes);
     }
-    m_lineIn.push(bytes.left(bytes.size() - (m_fromClient - m_spec.cutAfterBytes)));
-    emit happened(QStringLiteral("tunnelCut"), {{QStringLiteral("bytes"), m_spec.cutAfterBytes}});
+    emit happened(QStringLiteral("connectionCut"), {{QStringLiteral("port"), int(m_spec.settings.port)},
+                                                    {QStringLiteral("bytes"), m_spec.cutAfterBytes}});
     m_tunnel.reset();
+    m_lineIn.push(bytes.left(bytes.size() - (m_fromClient - m_spec.cutAfterBytes)));
 }
 
 bool MotorDriver::isCutDue() const

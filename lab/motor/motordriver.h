@@ -37,8 +37,7 @@ struct MotorDriverSpec
 // The settings choose the tunnel's port and the speed of the serial line. Owned by whatever gives it
 // an address, opens it and, when asked to, closes it for the time of a restart and opens it again.
 //
-// Events: "tunnelConnected"; "tunnelCut" with bytes; "tunnelDisconnected"; and those of SetupPort,
-// GpioPort and DspPair.
+// Events: "connectionCut" with port and bytes, and those of its ports and of DspPair.
 class MotorDriver : public QObject
 {
     Q_OBJECT

@@ -15,6 +15,7 @@ SetupPort::SetupPort(const SetupPortSpec &spec, const Pace &replies, QObject *pa
     connect(&m_port, &ModulePort::clientArrived, this, &SetupPort::greet);
     connect(&m_port, &ModulePort::received, this, &SetupPort::receive);
     connect(&m_port, &ModulePort::clientLeft, this, &SetupPort::forgetClient);
+    connect(&m_port, &ModulePort::happened, this, &SetupPort::happened);
     connect(&m_output, &PacedBytes::passed, &m_port, &ModulePort::send);
     connect(&m_bannerPause, &QTimer::timeout, this, &SetupPort::finishGreeting);
     connect(&m_window, &QTimer::timeout, &m_port, &ModulePort::hangUp);
@@ -24,6 +25,7 @@ SetupPort::SetupPort(const SetupPortSpec &spec, const Pace &replies, QObject *pa
 bool SetupPort::open(const QHostAddress &address, quint16 port, const QByteArray &mac,
                      const ModuleSettings &settings)
 {
+    m_listensAt = port;
     m_mac = mac;
     m_settings = settings;
     return m_port.open(address, port, int(settings.keepaliveS));
@@ -37,7 +39,6 @@ void SetupPort::close()
 
 void SetupPort::greet()
 {
-    emit happened(QStringLiteral("setupConnected"), {});
     m_menu.emplace(m_settings, m_spec.menu);
     m_received = 0;
     print(setuptexts::banner(m_mac));
@@ -63,6 +64,8 @@ void SetupPort::receive(const QByteArray &bytes)
                   {{QStringLiteral("bytes"), QString::fromLatin1(bytes.toHex())}});
     m_received += bytes.size();
     if (m_spec.cutAfterBytes > 0 && m_received >= m_spec.cutAfterBytes) {
+        emit happened(QStringLiteral("connectionCut"),
+                      {{QStringLiteral("port"), m_listensAt}, {QStringLiteral("bytes"), m_received}});
         return m_port.reset();
     }
     if (m_bannerPause.isActive()) {
@@ -114,5 +117,4 @@ void SetupPort::forgetClient()
     m_output.clear();
     m_early.clear();
     m_menu.reset();
-    emit happened(QStringLiteral("setupDisconnected"), {});
 }

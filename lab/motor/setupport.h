@@ -23,8 +23,8 @@ struct SetupPortSpec
 // The module's setup port, TCP 9999: a client, its banner and its menu. A client that does not press
 // Enter within the window is dropped without a word. Owned by MotorDriver.
 //
-// Events: "setupConnected"; "setupReceived" with bytes; "setupDisconnected"; "parametersStored" with
-// baudrate and port.
+// Events: "setupReceived" with bytes; "parametersStored" with baudrate and port; "connectionCut" with
+// port and bytes; and those of ModulePort.
 class SetupPort : public QObject
 {
     Q_OBJECT
@@ -54,6 +54,7 @@ private:
     void forgetClient();
 
     SetupPortSpec m_spec;
+    quint16 m_listensAt = 0;
     QByteArray m_mac;
     ModuleSettings m_settings;
     ModulePort m_port;
