@@ -1,21 +1,16 @@
 #include "client.h"
-#include "devicecatalogue.h"
 #include "devicetables.h"
 #include "labprocess.h"
+#include "support/scanfixture.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QProcess>
-#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
 #include <QUdpSocket>
 
 #include <algorithm>
-#include <atomic>
 
 // The scan on a real network, with the virtual lab's events as witness of what crossed the wire.
 class TestClient : public QObject
@@ -32,58 +27,10 @@ private slots:
     void walksTheRange();
     void firstUnicastAnswerCounts();
     void waitsForRoomInAWideRange();
-    void progressWithoutAnInterface();
-    void stepsKeepToOneClock();
-    void aSecondScanIsRefused();
     void keepsResultsUntilCleared();
-    void stopEndsTheWait();
-    void stopEndsTheWalk();
-    void quitEndsTheScan();
-    void saysWhenItCannotListen();
 };
 
 namespace {
-
-interfaces_t wst0()
-{
-    return {QStringLiteral("wst0"), QStringLiteral("192.168.0.100"), QStringLiteral("255.255.255.0"), true};
-}
-
-interfaces_t wst1()
-{
-    return {QStringLiteral("wst1"), QStringLiteral("10.20.30.100"), QStringLiteral("255.255.255.0"), true};
-}
-
-QHostAddress address(const char *text)
-{
-    return QHostAddress(QString::fromLatin1(text));
-}
-
-QJsonObject supply(int number, const QJsonObject &more = {})
-{
-    QJsonObject instrument{
-        {QStringLiteral("kind"), QStringLiteral("powerSupply")},
-        {QStringLiteral("code"), QStringLiteral("1100")},
-        {QStringLiteral("mac"),
-         QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper()},
-        {QStringLiteral("ip"), QStringLiteral("192.168.0.%1").arg(number)}};
-    for (auto entry = more.constBegin(); entry != more.constEnd(); ++entry) {
-        instrument.insert(entry.key(), entry.value());
-    }
-    return instrument;
-}
-
-QJsonObject scenarioOf(const QJsonArray &instruments)
-{
-    return {{QStringLiteral("instruments"), instruments}};
-}
-
-// Changes the workstation's private network: ip("route add ...").
-bool ip(const char *arguments)
-{
-    return QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(arguments).split(QLatin1Char(' '))) ==
-           0;
-}
 
 QStringList ipsOf(const QList<Device_t> &devices)
 {
@@ -93,31 +40,6 @@ QStringList ipsOf(const QList<Device_t> &devices)
     }
     ips.sort();
     return ips;
-}
-
-// The queries that the lab saw, as "interface from to bytes", in order of arrival. Datagrams of our
-// own, sent after the scan, tell when all of the scan's have been seen.
-QStringList queriesSeen(LabProcess &lab)
-{
-    int markers = 0;
-    for (const interfaces_t &interface : {wst0(), wst1()}) {
-        QUdpSocket socket;
-        socket.bind(QHostAddress(interface.ip));
-        for (const quint16 port : {quint16(30719), quint16(30718)}) {
-            socket.writeDatagram("marker", QHostAddress(QHostAddress::Broadcast), port);
-            ++markers;
-        }
-    }
-    lab.waitForEvent(QStringLiteral("ignored"), markers);
-    QStringList queries;
-    for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
-        queries.append(QStringLiteral("%1 %2 %3 %4")
-                           .arg(event.value(QStringLiteral("interface")).toString(),
-                                event.value(QStringLiteral("from")).toString(),
-                                event.value(QStringLiteral("to")).toString(),
-                                event.value(QStringLiteral("bytes")).toString()));
-    }
-    return queries;
 }
 
 } // namespace
@@ -358,60 +280,6 @@ void TestClient::waitsForRoomInAWideRange()
     QVERIFY2(turns > 10, "the window stood still");
 }
 
-void TestClient::progressWithoutAnInterface()
-{
-    Client client;
-    client.setScanTime(200);
-    QList<int> values;
-    connect(&client, &Client::signalUpdateProgressBar, this, [&values](int value) { values.append(value); });
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(client.scan({}).isEmpty());
-    QVERIFY(clock.elapsed() >= 80 * 2);
-    QCOMPARE(values.size(), 82);
-    QCOMPARE(values.takeFirst(), 0);
-    QCOMPARE(values.takeLast(), 100);
-    QCOMPARE(values.count(1), 80);
-}
-
-// A window that paints for half of each step does not make the scan longer.
-void TestClient::stepsKeepToOneClock()
-{
-    Client client;
-    client.setScanTime(1600);
-    qint64 painting = 0;
-    connect(&client, &Client::signalUpdateProgressBar, this, [&painting] {
-        QElapsedTimer paint;
-        paint.start();
-        QThread::msleep(10);
-        painting += paint.elapsed();
-    });
-    QElapsedTimer clock;
-    clock.start();
-    client.scan({});
-    QVERIFY(clock.elapsed() >= 1600);
-    QVERIFY2(clock.elapsed() < 1600 + painting / 2, "the time of painting was added");
-}
-
-void TestClient::aSecondScanIsRefused()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf(
-                 {supply(11),
-                  supply(12, {{QStringLiteral("faults"), QJsonObject{{QStringLiteral("delayMs"), 200}}}})})),
-             qPrintable(lab.errorText()));
-    Client client;
-    client.setScanTime(800);
-    int refused = 0;
-    connect(&client, &Client::signalUpdateProgressBar, this, [&client, &refused](int value) {
-        refused += value == 1 && client.isScanning() && client.scan({wst0()}).isEmpty() ? 1 : 0;
-    });
-    QCOMPARE(client.scan({wst0()}).size(), 2);
-    QCOMPARE(refused, 80);
-    QVERIFY(!client.isScanning());
-    QCOMPARE(queriesSeen(lab).size(), 2);
-}
-
 void TestClient::keepsResultsUntilCleared()
 {
     LabProcess lab;
@@ -422,63 +290,6 @@ void TestClient::keepsResultsUntilCleared()
     QCOMPARE(client.scan({wst0()}).size(), 1);
     client.clearDevices();
     QCOMPARE(client.scan({wst0()}).size(), 0);
-}
-
-void TestClient::stopEndsTheWait()
-{
-    Client client;
-    client.requestStop(); // no scan runs, so this stops none
-    client.setScanTime(3600 * 1000);
-    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
-    QTimer::singleShot(50, &client, &Client::requestStop);
-    client.scan({wst0()});
-    QCOMPARE(progress.size(), 2);
-    QCOMPARE(progress.last().first().toInt(), 100);
-    client.setScanTime(80);
-    client.scan({});
-    QCOMPARE(progress.size(), 2 + 82); // the next one is whole again
-}
-
-void TestClient::stopEndsTheWalk()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
-    Client client;
-    client.setScanTime(3600 * 1000);
-    client.setSendUnicast(true);
-    client.setStartIp(address("11.0.0.0")); // no route to any of them
-    client.setEndIp(address("223.255.255.255"));
-    QTimer::singleShot(50, &client, &Client::requestStop);
-    QVERIFY(client.scan({wst0()}).isEmpty());
-    QVERIFY2(queriesSeen(lab).isEmpty(), "no broadcast after the stop");
-}
-
-void TestClient::quitEndsTheScan()
-{
-    Client client;
-    client.setScanTime(3600 * 1000);
-    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
-    QTimer::singleShot(0, &client, [&client] { client.scan({wst0()}); });
-    QTimer::singleShot(50, qApp, &QCoreApplication::quit);
-    QCoreApplication::exec();
-    QVERIFY(!client.isScanning());
-    QVERIFY(progress.size() < 10);
-    QCOMPARE(progress.last().first().toInt(), 100);
-}
-
-void TestClient::saysWhenItCannotListen()
-{
-    Client client;
-    {
-        QUdpSocket other;
-        QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot bind")));
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot bind")));
-        client.scan({wst0()});
-        QVERIFY(client.problem().contains(QLatin1String("30719")));
-    }
-    client.scan({wst0()});
-    QCOMPARE(client.problem(), QString());
 }
 
 QTEST_GUILESS_MAIN(TestClient)

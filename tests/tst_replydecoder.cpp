@@ -270,7 +270,7 @@ void TestReplyDecoder::jsonReplies_data()
     QTest::newRow("the last of two equal keys")
         << QByteArray(R"(Quorvex MS2:{"SN":"1","SN":"2"})") << "|||||2||||||"
         << "";
-    const QByteArray fits = QByteArray(R"(Quorvex MS2:{"SN":"1"})").leftJustified(2048, ' ');
+    const QByteArray fits = QByteArray(R"(Quorvex MS2:{"SN":"1")").leftJustified(2047, ' ') + '}';
     QTest::newRow("2048 bytes") << fits << "|||||1||||||"
                                 << "";
     QTest::newRow("what follows 2048 bytes") << fits + "garbage"

@@ -1,6 +1,7 @@
 #include "client.h"
 #include "devicecatalogue.h"
 #include "labprocess.h"
+#include "support/scanfixture.h"
 #include "versionquery.h"
 
 #include <QCoreApplication>
@@ -112,11 +113,6 @@ QString record(const char *code, const QString &serial, const QString &firmware,
                        QStringLiteral("192.168.0.1"),
                        QStringLiteral("NA")}
         .join(QLatin1Char('|'));
-}
-
-interfaces_t wst0()
-{
-    return {QStringLiteral("wst0"), QStringLiteral("192.168.0.100"), QStringLiteral("255.255.255.0"), true};
 }
 
 } // namespace
