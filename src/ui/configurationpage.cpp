@@ -1,7 +1,9 @@
 #include "configurationpage.h"
 
 #include "devicecatalogue.h"
+#include "elidedtooltips.h"
 #include "ipv4address.h"
+#include "tabularfont.h"
 #include "ui_configurationpage.h"
 
 #include <QCheckBox>
@@ -57,6 +59,7 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
 {
     ui->setupUi(this);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    new ElidedTooltips(ui->tableDeviceConfig);
     connect(ui->saveConfBtn, &QPushButton::released, this, &ConfigurationPage::saveRequested);
     connect(ui->tableDeviceConfig, &QTableWidget::itemChanged, this, &ConfigurationPage::checkTypedAddresses);
     resetConfigurationTable();
@@ -115,6 +118,7 @@ void ConfigurationPage::lockCells()
 void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked)
 {
     auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
     item->setForeground(locked ? lockedColour : editableColour);
     ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
     if (locked) {
@@ -124,7 +128,9 @@ void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked
 
 void ConfigurationPage::setPlainValue(int row, const QString &text)
 {
-    ui->tableDeviceConfig->setItem(row, valueColumn, std::make_unique<QTableWidgetItem>(text).release());
+    auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
+    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
 }
 
 void ConfigurationPage::showDevice(const Device_t &device)

@@ -93,6 +93,17 @@ void FirmwarePage::resetProgress()
 {
     ui->progressBarFirmware->setValue(0);
     ui->plainTextEditFirmware->clear();
+    ui->labelElapsed->reset();
+}
+
+void FirmwarePage::startClock()
+{
+    ui->labelElapsed->start();
+}
+
+void FirmwarePage::stopClock()
+{
+    ui->labelElapsed->stop();
 }
 
 void FirmwarePage::changeProgress(int value)

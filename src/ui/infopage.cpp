@@ -1,6 +1,7 @@
 #include "infopage.h"
 
 #include "devicetables.h"
+#include "tabularfont.h"
 #include "textresource.h"
 #include "ui_infopage.h"
 
@@ -12,6 +13,8 @@ namespace {
 constexpr std::array<DeviceField, 10> shownFields{Id,  Family, Device,  Sn,      Fw,
                                                   Mac, Ip,     Netmask, Gateway, Dhcp};
 
+constexpr int propertyColumn = 0;
+constexpr int valueColumn = 1;
 constexpr int propertyWidth = 150;
 constexpr int valueWidth = 280;
 
@@ -31,8 +34,8 @@ QString shownValue(const Device_t &device, DeviceField field)
 InfoPage::InfoPage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::InfoPage>())
 {
     ui->setupUi(this);
-    ui->tableInfo->setColumnWidth(0, propertyWidth);
-    ui->tableInfo->setColumnWidth(1, valueWidth);
+    ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
+    ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
 }
 
 InfoPage::~InfoPage() = default;
@@ -60,6 +63,9 @@ void InfoPage::setRow(int row, const QString &property, const QString &value)
     int column = 0;
     for (const QString &text : {property, value}) {
         auto item = std::make_unique<QTableWidgetItem>(text);
+        if (column == valueColumn) {
+            item->setFont(tabularFont());
+        }
         item->setToolTip(text.isEmpty() ? QString() : literalText(text));
         ui->tableInfo->setItem(row, column++, item.release()); // the table owns its items
     }
