@@ -8,6 +8,7 @@
 
 #include <QCheckBox>
 #include <QCoreApplication>
+#include <QHeaderView>
 #include <QSignalBlocker>
 
 #include <array>
@@ -58,6 +59,8 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     : QWidget(parent), ui(std::make_unique<Ui::ConfigurationPage>())
 {
     ui->setupUi(this);
+    setAttribute(Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
     new ElidedTooltips(ui->tableDeviceConfig);
     connect(ui->saveConfBtn, &QPushButton::released, this, &ConfigurationPage::saveRequested);
@@ -99,6 +102,7 @@ void ConfigurationPage::insertRow(int row)
     table->setItem(row, valueColumn, blank.release());
     auto box = std::make_unique<QCheckBox>(QStringLiteral("N.A."));
     box->setObjectName(QStringLiteral("checkBoxDhcp"));
+    box->setAccessibleName(QStringLiteral("DHCP"));
     box->setEnabled(false);
     table->setCellWidget(row, valueColumn, box.release());
 }
@@ -146,7 +150,6 @@ void ConfigurationPage::showDevice(const Device_t &device)
             QCheckBox *box = dhcpBox();
             box->setEnabled(true);
             box->setText(QString());
-            box->setAccessibleName(QStringLiteral("DHCP"));
             connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
             box->setChecked(device[Dhcp] == QLatin1String("1"));
         }

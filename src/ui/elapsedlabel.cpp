@@ -8,6 +8,7 @@ constexpr int tickMs = 1000;
 
 ElapsedLabel::ElapsedLabel(QWidget *parent) : QLabel(parent)
 {
+    hide(); // an empty label would push its neighbours aside
     connect(&m_tick, &QTimer::timeout, this, &ElapsedLabel::showTime);
 }
 
@@ -17,6 +18,7 @@ void ElapsedLabel::start()
         m_clock.start();
         m_tick.start(tickMs);
         showTime();
+        show();
     }
 }
 
@@ -32,6 +34,7 @@ void ElapsedLabel::reset()
 {
     if (!m_tick.isActive()) {
         clear();
+        hide();
     }
 }
 

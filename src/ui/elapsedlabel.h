@@ -5,7 +5,7 @@
 #include <QTimer>
 
 // Says for how long something has been running, and afterwards how long it took, so that a long update
-// is seen to be alive even while its progress stands still. Empty before the first start.
+// is seen to be alive even while its progress stands still. Hidden before the first start.
 class ElapsedLabel : public QLabel
 {
     Q_OBJECT
