@@ -36,6 +36,9 @@ NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent
       m_chooseOpen([this] { return QFileDialog::getOpenFileName(this, uploadTitle, QString(), fileFilter); })
 {
     m_ui->setupUi(this);
+    if (auto *clear = m_ui->lineEditFind->findChild<QToolButton *>()) {
+        clear->setAccessibleName(QStringLiteral("Clear the find text")); // Qt leaves it without a name
+    }
     m_ui->tableNetwSettings->showModel(m_model.get());
     connectAll();
     showSending(false);

@@ -59,7 +59,8 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     : QWidget(parent), ui(std::make_unique<Ui::ConfigurationPage>())
 {
     ui->setupUi(this);
-    setAttribute(Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
     new ElidedTooltips(ui->tableDeviceConfig);

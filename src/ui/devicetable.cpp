@@ -83,6 +83,7 @@ void DeviceTable::fillRow(int row, const Device_t &device)
     addSelectionBox(row, device);
 
     auto icon = std::make_unique<QTableWidgetItem>();
+    icon->setData(Qt::AccessibleTextRole, device[Family]); // what the picture tells those who see it
     const QIcon pixmap = picture(device);
     if (!pixmap.isNull()) {
         icon->setIcon(pixmap);

@@ -28,7 +28,8 @@ QString filterFor(const QString &code)
 FirmwarePage::FirmwarePage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::FirmwarePage>())
 {
     ui->setupUi(this);
-    setAttribute(Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     rows = {{{ui->lineEditFirmware1, ui->chooseFirmwareBtn, ui->updateFwBtn},
              {ui->lineEditFirmware2, ui->chooseFirmware2Btn, ui->updateFw2Btn}}};
     ui->frameDevIP->hide();

@@ -39,13 +39,21 @@ QString shownValue(const Device_t &device, DeviceField field)
 InfoPage::InfoPage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::InfoPage>())
 {
     ui->setupUi(this);
-    setAttribute(Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     ui->tableInfo->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
     ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
 }
 
 InfoPage::~InfoPage() = default;
+
+// The columns have their widths from the start; only a page that is laid out gives the values its rest.
+void InfoPage::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    ui->tableInfo->horizontalHeader()->setStretchLastSection(true);
+}
 
 void InfoPage::clear()
 {

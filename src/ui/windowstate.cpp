@@ -17,7 +17,8 @@ namespace {
 constexpr qint64 largestFile = 4096; // what is written is 200 bytes
 constexpr int widestColumn = 2000;
 constexpr int narrowestColumn = 40;
-constexpr int mostPixels = 32767; // of a window's side, as window systems count
+constexpr QSize smallestScreen(1024, 700); // that everything fits on
+constexpr int mostPixels = 32767;          // of a window's side, as window systems count
 
 const QString windowKey = QStringLiteral("window"); // width, height, 1 if maximized
 const QString splitterKey = QStringLiteral("splitter");
@@ -67,8 +68,9 @@ void WindowState::restore()
             m_window->setWindowState(m_window->windowState() | Qt::WindowMaximized);
         }
     }
-    if (const QScreen *screen = m_window->screen()) {
-        size = size.boundedTo(screen->availableSize());
+    const QSize available = m_window->screen() ? m_window->screen()->availableSize() : QSize();
+    if (available.width() >= smallestScreen.width() && available.height() >= smallestScreen.height()) {
+        size = size.boundedTo(available);
     }
     m_window->resize(size);
     const Numbers splitter = state.value(splitterKey);
