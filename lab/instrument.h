@@ -50,6 +50,9 @@ public:
 
     virtual QJsonObject state() const;
 
+    // A command that only some instruments know. Why this one does not; nothing when it carried it out.
+    virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
+
 protected:
     const NetworkIdentity &identity() const { return m_identity; }
     const Workbench &bench() const { return m_bench; }
@@ -61,6 +64,8 @@ protected:
 
     // Settings that the next restart, or restore, takes over.
     void keepForRestart(const NetworkIdentity &next) { m_next = next; }
+
+    void setCode(const QString &code) { m_identity.code = code; }
 
     // Takes over new settings now, or when it is plugged in again.
     void apply(const NetworkIdentity &next);

@@ -39,9 +39,35 @@ QString XportModule::receive(const Datagram &datagram)
                                        {QStringLiteral("ip"), addressText(setup->ip)}});
     NetworkIdentity next = identity();
     next.ip = setup->ip;
+    restartAs(next);
+    return {};
+}
+
+void XportModule::restartAs(const NetworkIdentity &next)
+{
     keepForRestart(next);
     reboot();
-    return {};
+}
+
+QJsonObject XportModule::state() const
+{
+    QJsonObject state = Instrument::state();
+    for (const auto &service : m_services) {
+        const QJsonObject part = service->state();
+        for (auto field = part.constBegin(); field != part.constEnd(); ++field) {
+            state.insert(field.key(), *field);
+        }
+    }
+    return state;
+}
+
+QString XportModule::carryOut(const QJsonObject &command)
+{
+    QString refusal = Instrument::carryOut(command);
+    for (const auto &service : m_services) {
+        refusal = refusal.isEmpty() ? refusal : service->carryOut(command);
+    }
+    return refusal;
 }
 
 void XportModule::cameUp()

@@ -18,6 +18,7 @@
 #include <QSet>
 #include <QStackedWidget>
 #include <QTest>
+#include <QUdpSocket>
 
 namespace {
 
@@ -54,6 +55,7 @@ private slots:
     void spaceScansAndReturnPresses();
     void aScanWhileOneRunsIsIgnored();
     void closingEndsARunningScan();
+    void aTakenPortIsSaid();
     void pagesSwitch();
     void fullScreenActionSaysWhatItDoes();
     void textsFromTheNetworkStayLiteral();
@@ -260,6 +262,19 @@ void TestMainWindow::closingEndsARunningScan()
     fixture->onScanDevices();
     QVERIFY2(clock.elapsed() < 30000, "the scan went on after the window was closed");
     QVERIFY(!fixture->isVisible());
+}
+
+void TestMainWindow::aTakenPortIsSaid()
+{
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    const QString said = fixture.find<QLabel>("labelFooter")->text();
+    QVERIFY2(said.contains(QStringLiteral("Not everyone could be asked or heard (UDP port 30719:")),
+             qPrintable(said));
+    QVERIFY(said.startsWith(QStringLiteral("0 instruments found on 0 network interfaces.")));
 }
 
 void TestMainWindow::pagesSwitch()

@@ -2,14 +2,17 @@
 #include "quickpacing.h"
 #include "scriptedpeer.h"
 #include "sendfirmware.h"
+#include "threadrun.h"
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QSemaphore>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <memory>
+#include <sys/socket.h>
 
 // The boot loader's dialogue against peers that play a DSP behind its tunnel: the bytes of each
 // packet, the pages, and how every failure ends.
@@ -32,6 +35,7 @@ private slots:
     void droppedLinesAreTold();
     void lostConnectionIsNoCompletion_data();
     void lostConnectionIsNoCompletion();
+    void stalledConnectionIsNoCompletion();
     void unreachableHostFails();
     void verifyReadsTheAnswers_data();
     void verifyReadsTheAnswers();
@@ -211,15 +215,18 @@ void TestSendFirmware::eraseIsJudgedByItsReply()
 void TestSendFirmware::answerWithinTheFirstWaitStaysForTheNextReply()
 {
     const ScriptedPeer dsp([](Connection &connection) {
+        connection.wait(100);
         connection.send("ACK\n");
         connection.read(1);
-        connection.wait(300);
+        connection.wait(1000);
         connection.send("more");
     });
     QTcpSocket socket;
     socket.connectToHost(loopback, dsp.port());
     QVERIFY(socket.waitForConnected());
-    SendFirmware sender(nullptr, quickPacing());
+    Pacing pacing = quickPacing();
+    pacing.replyFirst = std::chrono::milliseconds(800);
+    SendFirmware sender(nullptr, pacing);
     QCOMPARE(sender.readReply(200, &socket), QString());
     QCOMPARE(socket.bytesAvailable(), qint64(4));
     sender.sendPacket("x", &socket);
@@ -329,6 +336,30 @@ void TestSendFirmware::lostConnectionIsNoCompletion()
     QVERIFY(!report.messages.contains(QStringLiteral("Writing completed!")));
 }
 
+// A module that takes no more bytes and closes nothing: nobody ever reads from this server.
+void TestSendFirmware::stalledConnectionIsNoCompletion()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    const int small = 4096;
+    setsockopt(static_cast<int>(server.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    QTcpSocket socket;
+    socket.connectToHost(loopback, server.serverPort());
+    QVERIFY(socket.waitForConnected());
+    socket.setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, 4096);
+    Pacing pacing = quickPacing();
+    pacing.written = std::chrono::milliseconds(1500);
+    pacing.page = std::chrono::milliseconds(0);
+    SendFirmware sender(nullptr, pacing);
+    Report report;
+    follow(sender, &report);
+    QElapsedTimer clock;
+    clock.start();
+    sender.writeBlock(0x3e8000, QByteArray(0x10f00 * 2, 'x'), true, &socket);
+    QCOMPARE(report.errors, QStringList{QStringLiteral("ERROR: writing failed!")});
+    QVERIFY(clock.elapsed() < 15000); // the first packet that does not leave ends it
+}
+
 void TestSendFirmware::unreachableHostFails()
 {
     useBlocks({{0x3e8000, counting(32)}});
@@ -413,15 +444,14 @@ void TestSendFirmware::interruptionIsHonouredUntilTheErase()
     ports.tunnel = connecting ? ports.tunnel : dsp.port();
     const QString host = connecting ? QStringLiteral("192.168.0.77") : loopback;
     Report report;
-    const std::unique_ptr<QThread> run(QThread::create([&] {
+    ThreadRun run([&] {
         SendFirmware sender(nullptr, pacing, ports);
         follow(sender, &report);
         sender.program(hexFile, host);
-    }));
-    run->start();
+    });
     QVERIFY(connecting || reached.tryAcquire(1, 20000));
-    run->requestInterruption();
-    QVERIFY(run->wait(20000));
+    run.interrupt();
+    QVERIFY(run.wait(20000));
     if (honoured) {
         QCOMPARE(report.errors, QStringList{QStringLiteral("ERROR: Update timed out!")});
         QCOMPARE(report.messages, QStringList());

@@ -5,8 +5,9 @@
 
 namespace {
 
-// Measured with Qt's UDP socket on a 2-core machine: 4.1 to 4.4 µs a query.
-constexpr double secondsPerQuery = 5e-6;
+// Measured with the discovery client on a 2-core machine: 0.77 s for a scan of 65,536 addresses behind a
+// router at a scan time of 0.2 s.
+constexpr double secondsPerQuery = 9e-6;
 
 QString duration(double seconds)
 {

@@ -43,7 +43,7 @@ bool send(QUdpSocket &socket, const QByteArray &datagram, const QHostAddress &ad
 
 void read(QUdpSocket &socket, int atMost, const DatagramHandler &handle)
 {
-    if (!socket.isValid()) {
+    if (socket.state() == QAbstractSocket::UnconnectedState) {
         return; // not bound
     }
     // At least one read, whatever is said to be pending: a socket that was announced and not read

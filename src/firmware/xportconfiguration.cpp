@@ -142,7 +142,7 @@ bool xPortConfiguration::exchange(const QByteArray &command, const QByteArray &e
     if (!sendFirst) {
         sendCommand(command);
     }
-    return !waits::interrupted(interruption);
+    return true;
 }
 
 void xPortConfiguration::warnIfRefused()

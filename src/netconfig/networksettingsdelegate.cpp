@@ -91,16 +91,24 @@ void NetworkSettingsDelegate::setEditorData(QWidget *editor, const QModelIndex &
 bool NetworkSettingsDelegate::eventFilter(QObject *editor, QEvent *event)
 {
     auto *lineEdit = qobject_cast<QLineEdit *>(editor);
-    if (lineEdit && event->type() == QEvent::KeyPress) {
-        const auto *key = static_cast<QKeyEvent *>(event);
-        if (key->key() == Qt::Key_Escape) {
-            lineEdit->setText(lineEdit->property(textBefore).toString());
-            emit commitData(lineEdit);
-        } else if (key->matches(QKeySequence::Paste) && isBlockOfCells(QApplication::clipboard()->text())) {
-            emit closeEditor(lineEdit, NoHint);
-            emit signalPasteCells();
-            return true;
-        }
+    if (!lineEdit || event->type() != QEvent::KeyPress) {
+        return QStyledItemDelegate::eventFilter(editor, event);
+    }
+    const auto *key = static_cast<QKeyEvent *>(event);
+    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+        emit commitData(lineEdit);
+        emit closeEditor(lineEdit, NoHint);
+        emit signalReturnPressed();
+        return true;
+    }
+    if (key->matches(QKeySequence::Paste) && isBlockOfCells(QApplication::clipboard()->text())) {
+        emit closeEditor(lineEdit, NoHint);
+        emit signalPasteCells();
+        return true;
+    }
+    if (key->key() == Qt::Key_Escape) {
+        lineEdit->setText(lineEdit->property(textBefore).toString());
+        emit commitData(lineEdit);
     }
     return QStyledItemDelegate::eventFilter(editor, event);
 }

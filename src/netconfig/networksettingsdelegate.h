@@ -21,6 +21,9 @@ signals:
     // Several cells are being pasted into the editor of one, which was closed for it.
     void signalPasteCells();
 
+    // The editor was closed by Return, which goes one row down, as in a spreadsheet.
+    void signalReturnPressed();
+
 protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override;
     bool eventFilter(QObject *editor, QEvent *event) override;

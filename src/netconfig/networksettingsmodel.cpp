@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int firstAddressColumn = IpColumn;
+constexpr int longestSerialNumber = 24; // characters of it that are repeated in a message
 
 const char *const headers[] = {"Family",     "Serial Number", "MAC Address",
                                "IP Address", "Subnet Mask",   "Gateway"};
@@ -178,7 +179,12 @@ QModelIndex NetworkSettingsModel::firstInvalidCell() const
 
 QString NetworkSettingsModel::firstProblem() const
 {
-    return m_invalidRows.empty() ? QString() : rowProblem(m_rows.at(*m_invalidRows.begin()).texts);
+    if (m_invalidRows.empty()) {
+        return {};
+    }
+    const QStringList &texts = m_rows.at(*m_invalidRows.begin()).texts;
+    return QStringLiteral("Serial number ") + texts.at(SerialNumberColumn).left(longestSerialNumber) +
+           QStringLiteral(": ") + rowProblem(texts);
 }
 
 void NetworkSettingsModel::acceptFirstChanged(int count)

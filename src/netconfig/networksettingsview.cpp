@@ -15,8 +15,11 @@
 namespace {
 
 constexpr int rowPadding = 12;    // pixels above and below a cell's text
-constexpr int columnPadding = 28; // pixels beside it: a bold text and the sort arrow need room
-constexpr int sampledRows = 200;  // whose texts decide the columns' widths
+constexpr int columnPadding = 20; // pixels beside it
+
+// What the columns behind the first have room for, changed cells being bold; the first takes the rest.
+const char *const widestTexts[networkSettingsColumnCount] = {
+    "", "00Y00W0000000", "DD:DD:DD:DD:DD:DD", "255.255.255.255", "255.255.255.255", "255.255.255.255"};
 
 } // namespace
 
@@ -25,9 +28,11 @@ NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
     auto *delegate = new NetworkSettingsDelegate(this);
     setItemDelegate(delegate);
     connect(delegate, &NetworkSettingsDelegate::signalPasteCells, this, &NetworkSettingsView::onPaste);
+    connect(delegate, &NetworkSettingsDelegate::signalReturnPressed, this, &NetworkSettingsView::onGoDown);
 
     setSelectionMode(ExtendedSelection);
     setEditTriggers(DoubleClicked | EditKeyPressed | AnyKeyPressed);
+    setWordWrap(false);
     setTabKeyNavigation(false); // Tab leads on to the buttons
     verticalHeader()->hide();
     horizontalHeader()->setHighlightSections(false);
@@ -66,12 +71,22 @@ void NetworkSettingsView::showModel(NetworkSettingsModel *model)
 
     ensurePolished();
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() + rowPadding);
-    horizontalHeader()->setResizeContentsPrecision(sampledRows);
-    resizeColumnsToContents();
-    for (int column = SerialNumberColumn; column < networkSettingsColumnCount; ++column) {
-        setColumnWidth(column, columnWidth(column) + columnPadding);
-    }
+    fitColumns();
+    setCurrentIndex(m_order.index(0, IpColumn));
+}
+
+// By what a column usually holds and not by what this one does: an instrument that reports a serial
+// number of a thousand characters must not push the addresses out of the window.
+void NetworkSettingsView::fitColumns()
+{
+    QFont bold = font();
+    bold.setBold(true);
+    const QFontMetrics metrics(bold);
     horizontalHeader()->setSectionResizeMode(FamilyColumn, QHeaderView::Stretch);
+    for (int column = SerialNumberColumn; column < networkSettingsColumnCount; ++column) {
+        const int widest = metrics.horizontalAdvance(QLatin1String(widestTexts[column])) + columnPadding;
+        setColumnWidth(column, std::max(widest, horizontalHeader()->sectionSizeHint(column)));
+    }
 }
 
 void NetworkSettingsView::find(const QString &text)
@@ -212,11 +227,9 @@ void NetworkSettingsView::keyPressEvent(QKeyEvent *event)
     QTableView::keyPressEvent(event);
 }
 
-void NetworkSettingsView::closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint)
+void NetworkSettingsView::onGoDown()
 {
-    QTableView::closeEditor(editor, hint);
-    // Return goes one row down, as in a spreadsheet.
-    if (hint == QAbstractItemDelegate::SubmitModelCache && currentIndex().row() + 1 < m_order.rowCount()) {
+    if (currentIndex().row() + 1 < m_order.rowCount()) {
         setCurrentIndex(currentIndex().siblingAtRow(currentIndex().row() + 1));
     }
 }

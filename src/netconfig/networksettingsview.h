@@ -37,10 +37,11 @@ signals:
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
-    void closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint) override;
 
 private:
+    void onGoDown();
     void addShortcut(const QString &text, QKeySequence::StandardKey key, void (NetworkSettingsView::*slot)());
+    void fitColumns();
     void paste(const QVector<QStringList> &cells);
     void fillSelection(const QString &text);
     bool namesOtherInstrument(const QVector<QStringList> &cells, QString *message) const;

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QPointer>
 #include <QStyle>
 
@@ -16,6 +17,8 @@
 namespace {
 
 const QString uploadTitle = QStringLiteral("Upload csv-file");
+constexpr int messageWidth = 460; // pixels
+
 const QString fileFilter = QStringLiteral("csv-files (*.csv);;All files (*)");
 
 QString instruments(int count)
@@ -219,7 +222,11 @@ void NewNetwSettings::tellUpload(QMessageBox::Icon icon, const QString &text, bo
     auto *box = new QMessageBox(icon, uploadTitle, text, QMessageBox::Ok, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(uploadSummary(m_upload));
     box->setDetailedText(uploadDetails(m_upload));
+    // A message box is as wide as its first line, too narrow to read the details in.
+    auto *layout = static_cast<QGridLayout *>(box->layout());
+    layout->addItem(new QSpacerItem(messageWidth, 0), layout->rowCount(), 0, 1, layout->columnCount());
     if (closeAfterwards) {
         connect(box, &QMessageBox::finished, this, &NewNetwSettings::onCancel);
     }

@@ -20,6 +20,24 @@ QString section(const QString &title, const QVector<NetworkConfigurationLine> &l
 
 } // namespace
 
+QString uploadSummary(const NetworkConfiguration &configuration)
+{
+    if (!configuration.error.isEmpty()) {
+        return configuration.error;
+    }
+    const int sent = configuration.sendableRows.size();
+    const int refused = configuration.refusedCount;
+    QString text = sent == 0   ? QStringLiteral("Nothing was sent.")
+                   : sent == 1 ? QStringLiteral("1 instrument was sent its settings.")
+                               : QStringLiteral("%1 instruments were sent their settings.").arg(sent);
+    if (refused > 0) {
+        text += QStringLiteral(" Refused, and not sent: %1. The details say why.").arg(refused);
+    } else if (sent == 0) {
+        text += QStringLiteral(" No line of the file names an instrument and its settings.");
+    }
+    return text;
+}
+
 QString uploadDetails(const NetworkConfiguration &configuration)
 {
     if (!configuration.error.isEmpty()) {

@@ -98,6 +98,9 @@ void MainWindow::showScanResult()
         tr("%1 found on %2.")
             .arg(count(devices.size(), tr("instrument"), tr("instruments")),
                  count(client->interfacesQueried(), tr("network interface"), tr("network interfaces")))};
+    if (!client->problem().isEmpty()) {
+        sentences.append(tr("Not everyone could be asked or heard (%1).").arg(client->problem()));
+    }
     if (lastChangeRefused) {
         sentences.append(tr("The new settings were refused: nothing was sent."));
         lastChangeRefused = false;

@@ -1,10 +1,11 @@
 #include "scriptedpeer.h"
 
 #include <QDeadlineTimer>
-#include <QMutexLocker>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 
+#include <future>
 #include <memory>
 #include <sys/socket.h>
 
@@ -21,7 +22,7 @@ ScriptedPeer::Connection::Connection(ScriptedPeer *owner, QTcpSocket *accepted, 
 
 bool ScriptedPeer::Connection::isOpen() const
 {
-    return socket->state() == QAbstractSocket::ConnectedState && !peer->isInterruptionRequested();
+    return socket->state() == QAbstractSocket::ConnectedState && !peer->stopping;
 }
 
 // Waits a little for bytes; false when no more can come.
@@ -33,7 +34,7 @@ bool ScriptedPeer::Connection::receive()
     socket->waitForReadyRead(lookMs);
     const QByteArray fresh = socket->readAll();
     pending += fresh;
-    const QMutexLocker lock(&peer->mutex);
+    const std::lock_guard lock(peer->mutex);
     peer->bytes += fresh;
     return isOpen() || !fresh.isEmpty();
 }
@@ -67,7 +68,7 @@ void ScriptedPeer::Connection::send(const QByteArray &answer)
 void ScriptedPeer::Connection::wait(int ms)
 {
     const QDeadlineTimer deadline(ms);
-    while (!deadline.hasExpired() && !peer->isInterruptionRequested()) {
+    while (!deadline.hasExpired() && !peer->stopping) {
         QThread::msleep(static_cast<unsigned long>(qMin<qint64>(lookMs, deadline.remainingTime())));
     }
 }
@@ -86,26 +87,33 @@ void ScriptedPeer::Connection::reset()
 
 ScriptedPeer::ScriptedPeer(Script conversation) : script(std::move(conversation))
 {
-    start();
-    listening.acquire();
+    std::promise<quint16> port;
+    thread = std::thread([this, &port] { run([&port](quint16 number) { port.set_value(number); }); });
+    listenPort = port.get_future().get();
 }
 
 ScriptedPeer::~ScriptedPeer()
 {
-    requestInterruption();
-    QThread::wait();
+    stopping = true;
+    thread.join();
 }
 
 QByteArray ScriptedPeer::received() const
 {
-    const QMutexLocker lock(&mutex);
+    const std::lock_guard lock(mutex);
     return bytes;
 }
 
 int ScriptedPeer::connections() const
 {
-    const QMutexLocker lock(&mutex);
+    const std::lock_guard lock(mutex);
     return connectionCount;
+}
+
+int ScriptedPeer::countConnection()
+{
+    const std::lock_guard lock(mutex);
+    return ++connectionCount;
 }
 
 quint16 ScriptedPeer::closedPort()
@@ -115,22 +123,17 @@ quint16 ScriptedPeer::closedPort()
     return server.serverPort();
 }
 
-void ScriptedPeer::run()
+void ScriptedPeer::run(std::function<void(quint16)> listening)
 {
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);
-    listenPort = server.serverPort();
-    listening.release();
-    while (!isInterruptionRequested()) {
+    listening(server.serverPort());
+    while (!stopping) {
         if (!server.waitForNewConnection(lookMs)) {
             continue;
         }
         const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
-        {
-            const QMutexLocker lock(&mutex);
-            ++connectionCount;
-        }
-        Connection connection(this, socket.get(), connectionCount);
+        Connection connection(this, socket.get(), countConnection());
         script(connection);
         while (connection.receive()) {
         }

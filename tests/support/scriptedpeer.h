@@ -1,21 +1,21 @@
 #pragma once
 
 #include <QByteArray>
-#include <QMutex>
-#include <QSemaphore>
-#include <QThread>
 
+#include <atomic>
 #include <functional>
+#include <mutex>
+#include <thread>
 
 class QTcpSocket;
 
 // A device that a test plays: a TCP server on a free loopback port, on a thread of its own so that the
 // code under test may block. Each connection runs the script once; when the script returns, the peer
 // listens until the connection ends. Everything it receives is kept.
-class ScriptedPeer : public QThread
+//
+// The thread and its lock are the standard library's, whose order the thread sanitizer can see.
+class ScriptedPeer
 {
-    Q_OBJECT
-
 public:
     // What a script can do. Nothing blocks for longer than the test lives.
     class Connection
@@ -49,7 +49,9 @@ public:
     using Script = std::function<void(Connection &)>;
 
     explicit ScriptedPeer(Script script);
-    ~ScriptedPeer() override;
+    ~ScriptedPeer();
+    ScriptedPeer(const ScriptedPeer &) = delete;
+    ScriptedPeer &operator=(const ScriptedPeer &) = delete;
 
     quint16 port() const { return listenPort; }
 
@@ -60,14 +62,16 @@ public:
     // A loopback port on which nobody listens.
     static quint16 closedPort();
 
-protected:
-    void run() override;
-
 private:
+    void run(std::function<void(quint16)> listening);
+    int countConnection();
+
     Script script;
-    QSemaphore listening;
     quint16 listenPort = 0;
-    mutable QMutex mutex;
+    mutable std::mutex mutex; // guards what follows
     QByteArray bytes;
     int connectionCount = 0;
+
+    std::atomic<bool> stopping{false};
+    std::thread thread;
 };
