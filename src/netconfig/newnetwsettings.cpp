@@ -39,6 +39,9 @@ NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent
       m_chooseOpen([this] { return QFileDialog::getOpenFileName(this, uploadTitle, QString(), fileFilter); })
 {
     m_ui->setupUi(this);
+    if (auto *clear = m_ui->lineEditFind->findChild<QToolButton *>()) {
+        clear->setAccessibleName(QStringLiteral("Clear the find text")); // Qt leaves it without a name
+    }
     m_ui->tableNetwSettings->showModel(m_model.get());
     connectAll();
     showSending(false);
@@ -233,6 +236,9 @@ void NewNetwSettings::tellUpload(QMessageBox::Icon icon, const QString &text, bo
 void NewNetwSettings::onFind(const QString &text)
 {
     m_ui->tableNetwSettings->find(text);
+    // The style sheet draws the placeholder lighter, but looks at the text only when it is polished.
+    m_ui->lineEditFind->style()->unpolish(m_ui->lineEditFind);
+    m_ui->lineEditFind->style()->polish(m_ui->lineEditFind);
     onTableChanged();
 }
 

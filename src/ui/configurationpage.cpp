@@ -1,11 +1,14 @@
 #include "configurationpage.h"
 
 #include "devicecatalogue.h"
+#include "elidedtooltips.h"
 #include "ipv4address.h"
+#include "tabularfont.h"
 #include "ui_configurationpage.h"
 
 #include <QCheckBox>
 #include <QCoreApplication>
+#include <QHeaderView>
 #include <QSignalBlocker>
 
 #include <array>
@@ -56,7 +59,11 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     : QWidget(parent), ui(std::make_unique<Ui::ConfigurationPage>())
 {
     ui->setupUi(this);
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    new ElidedTooltips(ui->tableDeviceConfig);
     connect(ui->saveConfBtn, &QPushButton::released, this, &ConfigurationPage::saveRequested);
     connect(ui->tableDeviceConfig, &QTableWidget::itemChanged, this, &ConfigurationPage::checkTypedAddresses);
     resetConfigurationTable();
@@ -96,6 +103,7 @@ void ConfigurationPage::insertRow(int row)
     table->setItem(row, valueColumn, blank.release());
     auto box = std::make_unique<QCheckBox>(QStringLiteral("N.A."));
     box->setObjectName(QStringLiteral("checkBoxDhcp"));
+    box->setAccessibleName(QStringLiteral("DHCP"));
     box->setEnabled(false);
     table->setCellWidget(row, valueColumn, box.release());
 }
@@ -115,6 +123,7 @@ void ConfigurationPage::lockCells()
 void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked)
 {
     auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
     item->setForeground(locked ? lockedColour : editableColour);
     ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
     if (locked) {
@@ -124,7 +133,9 @@ void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked
 
 void ConfigurationPage::setPlainValue(int row, const QString &text)
 {
-    ui->tableDeviceConfig->setItem(row, valueColumn, std::make_unique<QTableWidgetItem>(text).release());
+    auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
+    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
 }
 
 void ConfigurationPage::showDevice(const Device_t &device)
@@ -140,7 +151,6 @@ void ConfigurationPage::showDevice(const Device_t &device)
             QCheckBox *box = dhcpBox();
             box->setEnabled(true);
             box->setText(QString());
-            box->setAccessibleName(QStringLiteral("DHCP"));
             connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
             box->setChecked(device[Dhcp] == QLatin1String("1"));
         }

@@ -3,6 +3,7 @@
 #include "devicecatalogue.h"
 #include "devicetables.h"
 #include "iptablewidgetitem.h"
+#include "tabularfont.h"
 
 #include <QCheckBox>
 #include <QFile>
@@ -31,7 +32,7 @@ QPixmap loadPicture(const QString &path, qreal ratio)
 
 } // namespace
 
-DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent)
+DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent), numberFont(tabularFont())
 {
     setEditTriggers(NoEditTriggers);
     setSelectionBehavior(SelectRows);
@@ -82,6 +83,7 @@ void DeviceTable::fillRow(int row, const Device_t &device)
     addSelectionBox(row, device);
 
     auto icon = std::make_unique<QTableWidgetItem>();
+    icon->setData(Qt::AccessibleTextRole, device[Family]); // what the picture tells those who see it
     const QIcon pixmap = picture(device);
     if (!pixmap.isNull()) {
         icon->setIcon(pixmap);
@@ -98,6 +100,9 @@ void DeviceTable::addItem(int row, Column column, QTableWidgetItem *item)
 {
     item->setData(Qt::UserRole, row); // rows go in in list order: the row is the device index
     item->setTextAlignment(Qt::AlignCenter);
+    if (column == IpColumn || column == FirmwareColumn) {
+        item->setFont(numberFont);
+    }
     setItem(row, column, item);
 }
 

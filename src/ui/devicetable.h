@@ -64,5 +64,6 @@ private:
     QString chosenCode(const QList<Device_t> &devices) const;
 
     QHash<QString, QIcon> pictures; // scaled, by resource path
+    QFont numberFont;
     QString emptyText;
 };

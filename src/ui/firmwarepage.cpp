@@ -28,6 +28,8 @@ QString filterFor(const QString &code)
 FirmwarePage::FirmwarePage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::FirmwarePage>())
 {
     ui->setupUi(this);
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     rows = {{{ui->lineEditFirmware1, ui->chooseFirmwareBtn, ui->updateFwBtn},
              {ui->lineEditFirmware2, ui->chooseFirmware2Btn, ui->updateFw2Btn}}};
     ui->frameDevIP->hide();
@@ -93,6 +95,17 @@ void FirmwarePage::resetProgress()
 {
     ui->progressBarFirmware->setValue(0);
     ui->plainTextEditFirmware->clear();
+    ui->labelElapsed->reset();
+}
+
+void FirmwarePage::startClock()
+{
+    ui->labelElapsed->start();
+}
+
+void FirmwarePage::stopClock()
+{
+    ui->labelElapsed->stop();
 }
 
 void FirmwarePage::changeProgress(int value)

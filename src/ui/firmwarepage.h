@@ -59,6 +59,10 @@ public:
     void appendLog(const QString &message);
     QString log() const;
 
+    // The time that an update takes, over all its instruments.
+    void startClock();
+    void stopClock();
+
     void setControlsEnabled(bool enabled);
 
 private:

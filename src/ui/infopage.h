@@ -23,6 +23,9 @@ public:
     void clear();
     void showDevice(const Device_t &device);
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void setRow(int row, const QString &property, const QString &value);
 

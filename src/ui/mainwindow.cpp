@@ -1,6 +1,9 @@
 #include "mainwindow.h"
 
 #include "devicecatalogue.h"
+#include "elidedtooltips.h"
+#include "menukeys.h"
+#include "tablecopy.h"
 #include "textresource.h"
 #include "ui_mainwindow.h"
 
@@ -23,6 +26,7 @@ constexpr int homeStackPage = 1;
 constexpr int firmwarePageIndex = 0;
 constexpr int infoPageIndex = 1;
 constexpr int configurationPageIndex = 2;
+constexpr int pageWidth = 460;             // the information page shows its two columns in full
 constexpr int filterComboWidth = 16777215; // as wide as it likes
 
 } // namespace
@@ -49,6 +53,7 @@ MainWindow::MainWindow(QWidget *parent)
     connectHeaderAndTable();
     connectPages();
     connectActions();
+    prepareHabits();
 }
 
 MainWindow::~MainWindow() = default;
@@ -83,12 +88,24 @@ void MainWindow::prepareWidgets()
     ui->labelHomeLogo->setPixmap(logo());
     ui->frameWeb->hide();
     ui->footerDetailsBtn->hide();
-    ui->splitterDevices->setSizes({760, 520});
+    ui->splitterDevices->setSizes({1275 - pageWidth, pageWidth});
     ui->splitterDevices->setStretchFactor(0, 3);
     ui->splitterDevices->setStretchFactor(1, 2);
     const QString invitation = tr("No instruments to show.\nPress Space to scan.");
     ui->tableWidgetDeviceFirstTable->setEmptyText(invitation);
     ui->labelFooter->setText(tr("Not scanned yet."));
+}
+
+// What people expect of any program: keys for the menus, copying from tables, whole texts, and a window
+// that comes back as it was left.
+void MainWindow::prepareHabits()
+{
+    addMenuKeys(ui->menuBar);
+    TableCopy::addTo(this);
+    new ElidedTooltips(ui->tableWidgetDeviceFirstTable);
+    const QList<QTableView *> tables = ui->splitterDevices->findChildren<QTableView *>();
+    windowState = std::make_unique<WindowState>(this, ui->splitterDevices, tables);
+    windowState->restore();
 }
 
 // Offers to remove what an older release left under the user's home folder. Asked at every start as
@@ -203,6 +220,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
         return;
     }
     client->requestStop();
+    windowState->save();
     QMainWindow::closeEvent(event);
 }
 
@@ -249,7 +267,9 @@ void MainWindow::onUpdateScanProgressBar(int value)
 
 void MainWindow::fillDeviceTable()
 {
+    QApplication::setOverrideCursor(Qt::WaitCursor); // thousands of rows take a moment
     ui->tableWidgetDeviceFirstTable->fill(devices);
+    QApplication::restoreOverrideCursor();
     applyFilterState();
 }
 

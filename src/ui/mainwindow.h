@@ -8,6 +8,7 @@
 #include "interfaces.h"
 #include "networkinterfaces.h"
 #include "versionproof.h"
+#include "windowstate.h"
 
 #include <QMainWindow>
 
@@ -82,6 +83,7 @@ private:
     // Steps of the constructor.
     void readSettings();
     void prepareWidgets();
+    void prepareHabits();
     void checkPreviousInstallation();
     void showHomePage();
     void connectHeaderAndTable();
@@ -122,6 +124,7 @@ private:
     std::unique_ptr<Ui::MainWindow> ui;
     QTimer *homeTimer = nullptr;
     Updates *updates = nullptr;
+    std::unique_ptr<WindowState> windowState; // of the widgets in ui
 
     QList<Device_t> devices;       // the last scan's result; a position in it is a device index
     QList<bool> selectedForUpdate; // one flag a device index

@@ -6,6 +6,7 @@
 #include "networksettingsrow.h"
 #include "newnetwsettings.h"
 #include "settings.h"
+#include "tablecopy.h"
 #include "textresource.h"
 #include "ui_mainwindow.h"
 #include "updates.h"
@@ -30,6 +31,7 @@ void MainWindow::onShowNetworksTable()
     interfaces->refresh();
     dialog->setInterfaces(interfaces->interfaces());
     dialog->fillTable();
+    TableCopy::addTo(dialog);
     dialog->show();
 }
 

@@ -99,6 +99,7 @@ void MainWindow::startFirmwareUpdate(const QString &path)
     worker = std::make_unique<firmwareUpgrade>(path, ui->tableWidgetDeviceFirstTable->rowCount(),
                                                selectedForUpdate, devices, ui->pageUpdate->manualIp());
     updating = true;
+    ui->pageUpdate->startClock();
     connectWorker();
     auto *limit = new QTimer(worker.get());
     limit->setSingleShot(true);
@@ -132,6 +133,7 @@ void MainWindow::onUpdateThreadEnded()
 {
     if (sender() == worker.get() && updating) {
         updating = false;
+        ui->pageUpdate->stopClock();
         setUpdateControlsEnabled(true);
     }
 }
@@ -149,10 +151,12 @@ void MainWindow::onUpdateNextDevice()
     if (isAnySelected()) {
         onButtonUpFwPressed(); // with the first selector's file, also after the second button
         if (!updating) {
+            ui->pageUpdate->stopClock();
             setUpdateControlsEnabled(true); // the first selector names no file
         }
         return;
     }
+    ui->pageUpdate->stopClock();
     QMessageBox::information(this, QStringLiteral("Firmware Upgrade"),
                              QStringLiteral("Device succesfuly updated!"));
     onScanDevices();
@@ -163,6 +167,7 @@ void MainWindow::onUpdateNextDevice()
 void MainWindow::onStopUpdateProcedure()
 {
     updating = false;
+    ui->pageUpdate->stopClock();
     versions.clear();
     setUpdateControlsEnabled(true);
     QMessageBox::critical(this, QStringLiteral("Firmware Upgrade"),

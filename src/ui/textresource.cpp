@@ -14,12 +14,16 @@ QString textResource(const QString &path)
     return QString::fromLatin1(end < 0 ? bytes : bytes.left(end));
 }
 
-QPixmap logo()
+QPixmap logo(int height)
 {
     // Through an icon, because a pixmap by itself never takes the file for dense screens.
     const QIcon icon(QStringLiteral(":/images/resources/images/quorvex_logo.png"));
     const QList<QSize> sizes = icon.availableSizes();
-    return sizes.isEmpty() ? QPixmap() : icon.pixmap(sizes.first());
+    if (sizes.isEmpty()) {
+        return {};
+    }
+    const QSize drawn = sizes.first();
+    return icon.pixmap(height > 0 ? drawn.scaled(drawn.width(), height, Qt::KeepAspectRatio) : drawn);
 }
 
 QString literalText(const QString &text)

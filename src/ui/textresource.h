@@ -7,8 +7,9 @@
 // opened; nothing is reported, since a missing style sheet or help text must not stop anyone.
 QString textResource(const QString &path);
 
-// The maker's logo, as dense as the screen. Null when it cannot be loaded.
-QPixmap logo();
+// The maker's logo, as dense as the screen, `height` pixels high or as it was drawn. Null when it cannot be
+// loaded.
+QPixmap logo(int height = 0);
 
 // A tool tip or message that shows `text` as it stands: what came from the network is never markup.
 QString literalText(const QString &text);
