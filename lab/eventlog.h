@@ -4,9 +4,8 @@
 #include <QObject>
 #include <QString>
 
-#include <cstdio>
-
-// What happens to the instruments, told to whoever watches: one compact JSON object a line,
+// What happens to the instruments, told to whoever watches: one compact JSON object a line on standard
+// output,
 //   {"event":"set","mac":"00:1A:2B:00:00:01",...}
 // flushed at once, so that a line is there the moment its event is. `mac` is left out of events that
 // belong to no single instrument. The program owns one and hands it to everything that can report;
@@ -16,14 +15,8 @@ class EventLog : public QObject
     Q_OBJECT
 
 public:
-    explicit EventLog(QObject *parent = nullptr, std::FILE *out = stdout);
+    using QObject::QObject;
 
-    void report(const QString &event, const QString &mac, QJsonObject fields = {});
-
-signals:
-    // The same object that was written, for listeners in this process.
-    void reported(const QJsonObject &line);
-
-private:
-    std::FILE *m_out;
+    // `fields` may not hold "event" or "mac".
+    void report(const QString &event, const QString &mac, const QJsonObject &fields = {});
 };

@@ -65,6 +65,7 @@ void Instrument::comeUp()
     if (!m_bench.addresses.add(m_identity.ip, m_cable)) {
         report(QStringLiteral("addressFailed"), {{QStringLiteral("ip"), addressText(m_identity.ip)}});
     }
+    giveUpAddress(before);
     m_up = true;
     cameUp();
     if (m_identity.ip != before) {
@@ -73,14 +74,25 @@ void Instrument::comeUp()
     }
 }
 
-void Instrument::goDown()
+void Instrument::goDown(bool keepsAddress)
 {
     if (!m_up) {
         return;
     }
     goesDown();
     m_up = false;
-    m_bench.addresses.remove(m_identity.ip, m_cable);
+    m_keepsAddress = true;
+    if (!keepsAddress) {
+        giveUpAddress(m_identity.ip);
+    }
+}
+
+void Instrument::giveUpAddress(quint32 address)
+{
+    if (m_keepsAddress) {
+        m_bench.addresses.remove(address, m_cable);
+        m_keepsAddress = false;
+    }
 }
 
 void Instrument::apply(const NetworkIdentity &next)
@@ -92,12 +104,12 @@ void Instrument::apply(const NetworkIdentity &next)
     }
 }
 
-bool Instrument::reboot()
+bool Instrument::reboot(bool keepsAddress)
 {
     if (!m_up && !m_restart.isActive()) {
         return false;
     }
-    goDown();
+    goDown(keepsAddress);
     m_restart.start();
     return true;
 }
@@ -112,6 +124,7 @@ void Instrument::remove()
 {
     m_restart.stop();
     goDown();
+    giveUpAddress(m_identity.ip);
     report(QStringLiteral("removed"));
 }
 

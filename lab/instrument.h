@@ -43,12 +43,16 @@ public:
     virtual QString receive(const Datagram &datagram) = 0;
 
     // Away for restartMs, then back with what waited for a restart. False when it is not plugged in.
-    bool reboot();
+    // One that keeps its address meanwhile refuses connections, the others are not there at all.
+    bool reboot(bool keepsAddress = false);
 
     void remove();  // pulls the plug
     void restore(); // and puts it back
 
     virtual QJsonObject state() const;
+
+    // A command that only some instruments know. Why this one does not; nothing when it carried it out.
+    virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
 
 protected:
     const NetworkIdentity &identity() const { return m_identity; }
@@ -61,6 +65,8 @@ protected:
 
     // Settings that the next restart, or restore, takes over.
     void keepForRestart(const NetworkIdentity &next) { m_next = next; }
+
+    void setCode(const QString &code) { m_identity.code = code; }
 
     // Takes over new settings now, or when it is plugged in again.
     void apply(const NetworkIdentity &next);
@@ -75,7 +81,8 @@ protected:
 
 private:
     void comeUp();
-    void goDown();
+    void goDown(bool keepsAddress = false);
+    void giveUpAddress(quint32 address);
     void finishRestart();
     void sendNow(const Datagram &query, const QVector<QByteArray> &datagrams);
 
@@ -89,6 +96,7 @@ private:
     QRandomGenerator m_random;
     int m_queries = 0;
     bool m_up = false;
+    bool m_keepsAddress = false; // while it restarts
 };
 
 // Fields that describe a datagram in an event: from, to, size and the first bytes in hexadecimal.

@@ -1,7 +1,9 @@
 #include "instrumentspec.h"
 
 #include "faultsreader.h"
+#include "firmwaretexts.h"
 #include "jsonreader.h"
+#include "motordriverreader.h"
 
 #include <algorithm>
 #include <array>
@@ -64,18 +66,40 @@ TransducerTexts readTransducer(JsonReader &reader)
     return texts;
 }
 
+ModuleTexts readModuleTexts(JsonReader &reader)
+{
+    ModuleTexts texts;
+    texts.type = fixedText(reader, "type", "X5", 2);
+    texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
+    if (texts.firmware.size() > 7) {
+        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
+    }
+    return texts;
+}
+
 ModuleSpec readModule(JsonReader &reader)
 {
     ModuleSpec spec;
-    spec.texts.type = fixedText(reader, "type", "X5", 2);
-    spec.texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
-    if (spec.texts.firmware.size() > 7) {
-        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
-    }
+    spec.texts = readModuleTexts(reader);
     JsonReader tunnel(reader.object(letters("tunnel")), reader.where() + QStringLiteral(", tunnel"));
     spec.tunnel = readTunnelSpec(tunnel);
     reader.adopt(tunnel);
     return spec;
+}
+
+ModuleSpec readMotorDriver(JsonReader &reader)
+{
+    ModuleSpec spec;
+    spec.texts = readModuleTexts(reader);
+    JsonReader motor(reader.object(letters("motor")), reader.where() + QStringLiteral(", motor"));
+    spec.motor = readMotorDriverSpec(motor);
+    reader.adopt(motor);
+    return spec;
+}
+
+bool isModuleKind(const QString &kind)
+{
+    return kind == QLatin1String("module") || kind == QLatin1String("motorDriver");
 }
 
 void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
@@ -90,18 +114,27 @@ void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
         spec.texts = JsonTexts{reader.object(letters("texts"))};
     } else if (kind == QLatin1String("module")) {
         spec.texts = readModule(reader);
+    } else if (kind == QLatin1String("motorDriver")) {
+        spec.texts = readMotorDriver(reader);
     } else {
         reader.fail(letters("kind"),
-                    QStringLiteral("powerSupply, beamline, transducer, tools, json or module"));
+                    QStringLiteral("powerSupply, beamline, transducer, tools, json, module or motorDriver"));
     }
+}
+
+constexpr const char *codeForm = "four hexadecimal digits";
+
+bool isCode(const QString &code)
+{
+    const QByteArray digits = code.toLatin1();
+    return digits.size() == 4 && QByteArray::fromHex(digits).toHex() == digits.toLower();
 }
 
 QString readCode(JsonReader &reader)
 {
     QString code = reader.requiredText(letters("code"));
-    const QByteArray digits = code.toLatin1();
-    if (digits.size() != 4 || QByteArray::fromHex(digits).toHex() != digits.toLower()) {
-        reader.fail(letters("code"), QStringLiteral("four hexadecimal digits"));
+    if (!isCode(code)) {
+        reader.fail(letters("code"), letters(codeForm));
     }
     return code;
 }
@@ -152,19 +185,35 @@ Cable readCable(JsonReader &reader, quint32 ip, const QVector<Cable> &cables)
     return *cable;
 }
 
+void readUpdate(JsonReader &reader, InstrumentSpec &spec)
+{
+    spec.update = readUpdateSpec(reader);
+    const QString &next = spec.update.newFirmware;
+    if (!next.isEmpty() && !fitsFirmware(spec.identity, spec.texts, next)) {
+        reader.fail(letters("newFirmware"),
+                    QStringLiteral("a version that its discovery reply has room for"));
+    }
+    if (!spec.update.newCode.isEmpty() && !isCode(spec.update.newCode)) {
+        reader.fail(letters("newCode"), letters(codeForm));
+    }
+}
+
 } // namespace
 
 InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cables)
 {
     InstrumentSpec spec;
     const QString kind = reader.requiredText(letters("kind"));
-    const bool isModule = kind == QLatin1String("module");
+    const bool isModule = isModuleKind(kind);
     spec.identity = readIdentity(reader, !isModule);
     spec.cable = readCable(reader, spec.identity.ip, cables);
     readTexts(reader, kind, spec);
     JsonReader faults(reader.object(letters("faults")), reader.where() + QStringLiteral(", faults"));
     spec.faults = readFaults(faults, kind);
     reader.adopt(faults);
+    if (!isModule) {
+        readUpdate(reader, spec);
+    }
     spec.applyMs = reader.number(letters("applyMs"), spec.applyMs, 0, longestWaitMs);
     spec.restartMs = reader.number(letters("restartMs"), isModule ? 2000 : spec.restartMs, 0, longestWaitMs);
     reader.ignore(letters("expect")); // what a user should see: for tests, not for the instrument

@@ -4,14 +4,17 @@
 #include "faults.h"
 #include "jsonreply.h"
 #include "modulereply.h"
+#include "motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"
 #include "tunnelspec.h"
+#include "updatespec.h"
 
 #include <QJsonObject>
 #include <QString>
 #include <QVector>
 
+#include <optional>
 #include <variant>
 
 class JsonReader;
@@ -21,6 +24,7 @@ struct ModuleSpec
 {
     ModuleTexts texts;
     TunnelSpec tunnel;
+    std::optional<MotorDriverSpec> motor; // instead of what the tunnel leads to
 };
 
 using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;
@@ -32,6 +36,7 @@ struct InstrumentSpec
     Cable cable;
     InstrumentTexts texts;
     Faults faults;
+    UpdateSpec update;
     int applyMs = 300;    // from a set datagram to life at the new address
     int restartMs = 1000; // how long a restart takes
     quint32 seed = 1;     // of its random bytes

@@ -1,11 +1,18 @@
 #include "moduleequipment.h"
 
+#include "instrumentspec.h"
 #include "lineresponder.h"
+#include "motordriverservice.h"
 #include "tunnel.h"
 #include "xportmodule.h"
 
-void equipModule(XportModule &module, const TunnelSpec &spec, EventLog &log)
+void equipModule(XportModule &module, const ModuleSpec &spec, EventLog &log)
 {
-    auto partner = std::make_unique<LineResponder>(spec, log, module.macName());
-    module.addService(std::make_unique<Tunnel>(std::move(partner), spec.manner, log, module.macName()));
+    if (spec.motor) {
+        module.addService(std::make_unique<MotorDriverService>(*spec.motor, module, log));
+        return;
+    }
+    auto partner = std::make_unique<LineResponder>(spec.tunnel, log, module.macName());
+    module.addService(
+        std::make_unique<Tunnel>(std::move(partner), spec.tunnel.manner, log, module.macName()));
 }

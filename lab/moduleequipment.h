@@ -2,8 +2,8 @@
 
 class EventLog;
 class XportModule;
-struct TunnelSpec;
+struct ModuleSpec;
 
 // Gives a module what its scenario says is behind it: an instrument on its serial line and the TCP
 // services that lead to it. Other kinds of instrument behind a module are chosen here.
-void equipModule(XportModule &module, const TunnelSpec &spec, EventLog &log);
+void equipModule(XportModule &module, const ModuleSpec &spec, EventLog &log);

@@ -39,9 +39,36 @@ QString XportModule::receive(const Datagram &datagram)
                                        {QStringLiteral("ip"), addressText(setup->ip)}});
     NetworkIdentity next = identity();
     next.ip = setup->ip;
-    keepForRestart(next);
-    reboot();
+    restartAs(next);
     return {};
+}
+
+void XportModule::restartAs(const NetworkIdentity &next)
+{
+    const bool keepsAddress = next.ip == identity().ip;
+    keepForRestart(next);
+    reboot(keepsAddress);
+}
+
+QJsonObject XportModule::state() const
+{
+    QJsonObject state = Instrument::state();
+    for (const auto &service : m_services) {
+        const QJsonObject part = service->state();
+        for (auto field = part.constBegin(); field != part.constEnd(); ++field) {
+            state.insert(field.key(), *field);
+        }
+    }
+    return state;
+}
+
+QString XportModule::carryOut(const QJsonObject &command)
+{
+    QString refusal = Instrument::carryOut(command);
+    for (const auto &service : m_services) {
+        refusal = refusal.isEmpty() ? refusal : service->carryOut(command);
+    }
+    return refusal;
 }
 
 void XportModule::cameUp()

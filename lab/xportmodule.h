@@ -24,6 +24,13 @@ public:
 
     QString receive(const Datagram &datagram) override;
 
+    // Restarts, and comes back with these settings.
+    void restartAs(const NetworkIdentity &next);
+
+    using Instrument::identity;
+    QJsonObject state() const override;
+    QString carryOut(const QJsonObject &command) override;
+
 protected:
     void cameUp() override;
     void goesDown() override;

@@ -89,6 +89,7 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
         return {};
     }
     const QScopedValueRollback<bool> scanning(m_scanning, true);
+    m_interfacesQueried = 0;
     openSockets();
     if (m_sendUnicast) {
         queryRange();
@@ -191,7 +192,11 @@ void Client::queryInterface(const interfaces_t &interface)
 {
     const auto address = parseIpv4Address(interface.ip);
     const auto netmask = parseIpv4Address(interface.netmask);
-    if (!address || !broadcastQuery(QHostAddress(*address)) || !netmask) {
+    if (!address || !broadcastQuery(QHostAddress(*address))) {
+        return;
+    }
+    ++m_interfacesQueried;
+    if (!netmask) {
         return;
     }
     querySerialServers(QHostAddress(*address), QHostAddress((*address & *netmask) | ~*netmask));

@@ -55,6 +55,9 @@ public:
 
     void clearDevices();
 
+    // Out of how many interfaces the last scan's question left.
+    int interfacesQueried() const { return m_interfacesQueried; }
+
     // What kept the last scan from asking or hearing everyone (the port is taken, the network takes
     // no more datagrams); empty when nothing did.
     QString problem() const { return m_problem; }
@@ -101,6 +104,7 @@ private:
     std::vector<std::unique_ptr<QUdpSocket>> m_serialServerSockets;
     QSet<quint32> m_answeredUnicast; // senders whose first datagram has been taken
     QString m_problem;
+    int m_interfacesQueried = 0;
 
     QMutex m_devicesMutex; // the follow-up queries append from the pool's threads
     QList<Device_t> m_devices;

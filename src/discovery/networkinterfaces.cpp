@@ -36,7 +36,8 @@ QTableWidgetItem *textItem(const QString &text)
 {
     auto *item = new QTableWidgetItem(text);
     item->setTextAlignment(Qt::AlignCenter);
-    item->setToolTip(text); // a long name is cut
+    // A long name is cut. Qt takes a tool tip for rich text when it looks like it: this one never is.
+    item->setToolTip(QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
     return item;
 }
 

@@ -58,10 +58,9 @@ bool LabProcess::run(const QStringList &arguments)
     m_lineStart.clear();
     m_offset = 0;
     m_process.setStandardOutputFile(eventsPath());
-    m_process.start(QStringLiteral(LAB_NET_SCRIPT),
-                    QStringList{QStringLiteral("--lab"), QStringLiteral("--"), QStringLiteral(LAB_PROGRAM),
-                                QStringLiteral("--quit-with-stdin")} +
-                        arguments);
+    m_process.start(labNet(), QStringList{QStringLiteral("--lab"), QStringLiteral("--"), program(),
+                                          QStringLiteral("--quit-with-stdin")} +
+                                  arguments);
     const bool ready = waitUntil(
         [this] {
             return m_process.state() == QProcess::NotRunning || !events(QStringLiteral("ready")).isEmpty();
@@ -173,4 +172,14 @@ QString LabProcess::errorText()
         return m_process.errorString();
     }
     return m_errors;
+}
+
+QString LabProcess::program()
+{
+    return QStringLiteral(LAB_PROGRAM);
+}
+
+QString LabProcess::labNet()
+{
+    return QStringLiteral(LAB_NET_SCRIPT);
 }

@@ -51,6 +51,11 @@ public:
 
     // What the lab wrote to standard error, and how it ended if it did.
     QString errorText();
+    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    int exitCode() const { return m_process.exitCode(); }
+
+    static QString program(); // the path of virtual-lab
+    static QString labNet();  // the path of script/lab-net
 
 private:
     bool run(const QStringList &arguments);

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "bootloadertext.h"
+#include "dspflash.h"
+#include "flashkernel.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QMap>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+struct DspSpec
+{
+    FlashKernelSpec kernel;
+    QMap<QString, QString> answers{{QStringLiteral("MVER"), QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07")},
+                                   {QStringLiteral("MRG:22"), QStringLiteral("21Y08W0131")}};
+    bool blank = false;                // starts with an erased flash
+    bool autobaud = true;              // false: the boot ROM never locks
+    bool requireBootloaderCode = true; // an image without a data record runs nothing
+};
+
+// One of the two DSPs of the motor driver. Owned by DspPair, which holds it in reset, lets it go and
+// passes on what comes over the serial line. Running normally it answers lines: a command, CR, LF.
+// A DSP whose flash is blank has no program to run and stays silent. Started for programming, its
+// boot ROM waits for an "a" or "A", echoes it once it has the line's speed, takes the boot loader
+// image and echoes that byte for byte, and then leaves the line to the flash program of the image.
+//
+// Events, each with the field "dsp": "dspState" with state; "lineReceived" with line; "autobaud";
+// "bootloaderLoaded" with records and running; "bootloaderBroken"; and those of FlashKernel.
+class Dsp : public QObject
+{
+    Q_OBJECT
+
+public:
+    Dsp(const QString &name, const DspSpec &spec, QObject *parent = nullptr);
+
+    void hold();              // in reset
+    void run();               // out of it, into the program in its flash
+    void runForProgramming(); // out of it, into the boot ROM
+
+    int baudrate() const; // at which it listens now; 0 when it does not
+    void receive(const QByteArray &bytes);
+
+    const QString &name() const { return m_name; }
+    const DspFlash &flash() const { return m_flash; }
+    QJsonObject state() const;
+
+signals:
+    void sends(const QByteArray &bytes);
+    void happened(const QString &event, const QJsonObject &fields);
+
+private:
+    enum class State { Reset, Normal, Autobaud, Loading, Kernel, Lost };
+
+    void enter(State state);
+    void takeLine(char character);
+    void lock(char character);
+    void load(char character);
+    void endLoading(bool running, const QString &event);
+    void report(const QString &event, QJsonObject fields = {});
+
+    QString m_name;
+    DspSpec m_spec;
+    DspFlash m_flash;
+    State m_state = State::Reset;
+    QByteArray m_line;
+    BootloaderText m_bootloader;
+    std::unique_ptr<FlashKernel> m_kernel;
+};

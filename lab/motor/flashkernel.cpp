@@ -1,0 +1,241 @@
+#include "flashkernel.h"
+
+#include <QtEndian>
+
+namespace {
+
+constexpr char header[] = {0x0C, 0x0E, 0};
+constexpr char trailer = 0x0E;
+constexpr int headerBytes = 2;
+constexpr int overheadBytes = 5;
+constexpr int pageBytes = 512;
+constexpr int eraseArgument = 0x0B;
+
+enum Command { SetAddress = 0x0A, WritePage = 0x0B, Data = 0x0C, VerifyPage = 0x0D, Erase = 0x0E };
+
+bool hasRightLength(int command, int length)
+{
+    switch (command) {
+    case SetAddress:
+        return length == 4;
+    case Data:
+        return length >= 1 && length <= 32;
+    case WritePage:
+    case VerifyPage:
+        return length == 0;
+    case Erase:
+        return length == 1;
+    default:
+        return false;
+    }
+}
+
+int byteAt(const QByteArray &bytes, int index)
+{
+    return static_cast<unsigned char>(bytes.at(index));
+}
+
+QVector<quint16> wordsOf(const QByteArray &bytes)
+{
+    QVector<quint16> words;
+    for (int i = 0; i < bytes.size(); i += 2) {
+        const int low = i + 1 < bytes.size() ? byteAt(bytes, i + 1) : 0xFF; // half a word: the rest stays
+        words.append(quint16(byteAt(bytes, i) << 8 | low));
+    }
+    return words;
+}
+
+QString hexAddress(quint32 address)
+{
+    return QString::number(address, 16).toUpper();
+}
+
+} // namespace
+
+FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent)
+    : QObject(parent), m_spec(spec), m_flash(flash)
+{
+    m_work.setSingleShot(true);
+    connect(&m_work, &QTimer::timeout, this, &FlashKernel::finishWork);
+}
+
+void FlashKernel::receive(const QByteArray &bytes)
+{
+    m_received += bytes;
+    while (!m_then && takePacket()) {
+    }
+    if (m_then) {
+        m_lost += m_received.size();
+        m_received.clear();
+    }
+}
+
+bool FlashKernel::takePacket()
+{
+    int skipped = 0; // nothing that begins a packet; the line end after the image is one such
+    while (skipped < m_received.size() && m_received.at(skipped) != header[0]) {
+        ++skipped;
+    }
+    if (skipped > 0) {
+        const QByteArray garbage = m_received.left(skipped);
+        m_received.remove(0, skipped);
+        if (!garbage.trimmed().isEmpty()) {
+            emit happened(QStringLiteral("packetRejected"),
+                          {{QStringLiteral("bytes"), QString::fromLatin1(garbage.toHex())},
+                           {QStringLiteral("reason"), QStringLiteral("no header")}});
+        }
+        return true;
+    }
+    if (m_received.size() < headerBytes + 2) {
+        return false;
+    }
+    const int command = byteAt(m_received, 2);
+    const int length = byteAt(m_received, 3);
+    if (m_received.at(1) != header[1] || !hasRightLength(command, length)) {
+        reject(m_received.left(headerBytes + 2), QStringLiteral("no such packet"));
+        m_received.remove(0, 1); // a packet may begin inside of it
+        return true;
+    }
+    if (m_received.size() < overheadBytes + length) {
+        return false;
+    }
+    const QByteArray packet = m_received.left(overheadBytes + length);
+    m_received.remove(0, packet.size());
+    if (packet.back() == trailer) {
+        obey(command, packet.mid(headerBytes + 2, length));
+    } else {
+        reject(packet, QStringLiteral("no end"));
+    }
+    return true;
+}
+
+void FlashKernel::obey(int command, const QByteArray &arguments)
+{
+    switch (command) {
+    case SetAddress:
+        return setAddress(arguments);
+    case Data:
+        return addData(arguments);
+    case Erase:
+        return erase(byteAt(arguments, 0));
+    default:
+        return endPage(command == WritePage);
+    }
+}
+
+void FlashKernel::setAddress(const QByteArray &arguments)
+{
+    if (!m_page.isEmpty()) {
+        reject(m_page, QStringLiteral("page not ended"));
+    }
+    m_page.clear();
+    m_address = qFromBigEndian<quint32>(arguments.constData());
+    if (!DspFlash::holds(*m_address, 1)) {
+        m_address.reset();
+        reject(arguments, QStringLiteral("address outside the flash"));
+    }
+}
+
+void FlashKernel::addData(const QByteArray &arguments)
+{
+    const int bytes = m_page.size() + arguments.size();
+    if (!m_address) {
+        reject(arguments, QStringLiteral("no address"));
+    } else if (bytes > pageBytes || !DspFlash::holds(*m_address, (bytes + 1) / 2)) {
+        reject(arguments, QStringLiteral("past the end of the page or the flash"));
+    } else {
+        m_page += arguments;
+    }
+}
+
+void FlashKernel::endPage(bool writes)
+{
+    if (!m_address || m_page.isEmpty()) {
+        return reject({}, QStringLiteral("empty page"));
+    }
+    const QVector<quint16> words = wordsOf(m_page);
+    if (writes) {
+        workFor(m_spec.pageWriteMs, [this, words] { writePage(words); });
+    } else {
+        verifyPage(words);
+    }
+}
+
+void FlashKernel::writePage(const QVector<quint16> &words)
+{
+    const int notErased = m_flash.write(*m_address, words);
+    emit happened(QStringLiteral("pageWritten"), {{QStringLiteral("address"), hexAddress(*m_address)},
+                                                  {QStringLiteral("words"), words.size()},
+                                                  {QStringLiteral("notErased"), notErased}});
+    m_page.clear();
+    m_address.reset();
+    answer(notErased == 0 ? "ACK\n" : "NAK\n");
+}
+
+void FlashKernel::verifyPage(const QVector<quint16> &words)
+{
+    const bool equal = m_flash.equals(*m_address, words);
+    emit happened(QStringLiteral("pageVerified"), {{QStringLiteral("address"), hexAddress(*m_address)},
+                                                   {QStringLiteral("words"), words.size()},
+                                                   {QStringLiteral("equal"), equal}});
+    m_page.clear();
+    m_address.reset();
+    answer(equal ? "ACK\n" : "NAK\n");
+}
+
+void FlashKernel::erase(int argument)
+{
+    emit happened(QStringLiteral("eraseStarted"), {{QStringLiteral("argument"), argument}});
+    if (argument != eraseArgument || m_spec.eraseAnswer == FlashKernelSpec::Nak) {
+        emit happened(QStringLiteral("eraseRefused"), {{QStringLiteral("argument"), argument}});
+        return answer("NAK\n");
+    }
+    if (m_spec.eraseAnswer == FlashKernelSpec::Silent) {
+        return;
+    }
+    m_page.clear();
+    m_address.reset();
+    m_flash.clear(m_spec.erasedSectors);
+    workFor(m_spec.eraseMs, [this] { finishErase(); });
+}
+
+void FlashKernel::finishErase()
+{
+    m_flash.erase(m_spec.erasedSectors);
+    emit happened(QStringLiteral("erased"),
+                  {{QStringLiteral("sectors"), QString::fromLatin1(m_spec.erasedSectors)}});
+    answer(m_spec.eraseAnswer == FlashKernelSpec::AckWithoutNewline ? "ACK" : "ACK\n");
+}
+
+void FlashKernel::reject(const QByteArray &bytes, const QString &reason)
+{
+    emit happened(
+        QStringLiteral("packetRejected"),
+        {{QStringLiteral("bytes"), QString::fromLatin1(bytes.toHex())}, {QStringLiteral("reason"), reason}});
+    answer("NAK\n");
+}
+
+void FlashKernel::answer(const QByteArray &text)
+{
+    emit sends(text);
+}
+
+void FlashKernel::workFor(int ms, const std::function<void()> &then)
+{
+    if (ms == 0) {
+        return then();
+    }
+    m_then = then;
+    m_work.start(ms);
+}
+
+void FlashKernel::finishWork()
+{
+    if (m_lost > 0) {
+        emit happened(QStringLiteral("bytesLost"), {{QStringLiteral("count"), m_lost}});
+        m_lost = 0;
+    }
+    const std::function<void()> then = std::move(m_then);
+    m_then = nullptr;
+    then();
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "dspflash.h"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <optional>
+
+// How the flash program of a DSP takes its time, and how it fails when a scenario wants it to.
+struct FlashKernelSpec
+{
+    enum EraseAnswer { Ack, Nak, AckWithoutNewline, Silent };
+
+    int eraseMs = 8000;
+    int pageWriteMs = 400;
+    QByteArray erasedSectors = "ABCD"; // by the erase command's one argument
+    EraseAnswer eraseAnswer = Ack;     // Nak and Silent leave the flash as it is
+};
+
+// The flash program that the boot loader image carries, running on a DSP. Owned by a Dsp. Packets:
+//   0C 0E, command, number of arguments, arguments, 0E
+//   0A, 4: address of the page, the high byte first    0C, 1 to 32: data, a word's high byte first
+//   0B, 0: write the page    0D, 0: compare it    0E, 1: erase; the argument is 0B
+// Writing, comparing and erasing answer "ACK\n", or "NAK\n" when the flash is not as it was told.
+// While it works on the flash it does not listen: bytes that come then are lost.
+//
+// Events: "eraseStarted" with argument; "erased" with sectors; "eraseRefused"; "pageWritten" with
+// address, words and notErased; "pageVerified" with address, words and equal; "packetRejected" with
+// bytes and reason; "bytesLost" with count.
+class FlashKernel : public QObject
+{
+    Q_OBJECT
+
+public:
+    // `flash` must outlive it.
+    FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent = nullptr);
+
+    void receive(const QByteArray &bytes);
+
+signals:
+    void sends(const QByteArray &bytes);
+    void happened(const QString &event, const QJsonObject &fields);
+
+private:
+    bool takePacket(); // true when it took something off m_received
+    void obey(int command, const QByteArray &arguments);
+    void setAddress(const QByteArray &arguments);
+    void addData(const QByteArray &arguments);
+    void endPage(bool writes);
+    void writePage(const QVector<quint16> &words);
+    void verifyPage(const QVector<quint16> &words);
+    void erase(int argument);
+    void finishErase();
+    void reject(const QByteArray &bytes, const QString &reason);
+    void answer(const QByteArray &text);
+    void workFor(int ms, const std::function<void()> &then);
+    void finishWork();
+
+    FlashKernelSpec m_spec;
+    DspFlash &m_flash;
+    QByteArray m_received;
+    std::optional<quint32> m_address; // of the page that is being filled
+    QByteArray m_page;
+    QTimer m_work;
+    std::function<void()> m_then; // what happens at the end of the work
+    int m_lost = 0;
+};

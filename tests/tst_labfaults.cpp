@@ -1,0 +1,329 @@
+#include "labprocess.h"
+#include "labroom.h"
+#include "udpprobe.h"
+
+#include <QJsonDocument>
+#include <QTcpSocket>
+#include <QTest>
+
+#include <functional>
+
+using namespace labroom;
+
+namespace {
+
+const QString ip = QStringLiteral("192.168.0.10");
+const QString fence = QStringLiteral("192.168.0.240");
+constexpr int waitMs = 5000;
+
+QJsonObject instrument(const char *kind, const QJsonObject &faults)
+{
+    QJsonObject one{{QStringLiteral("kind"), QString::fromLatin1(kind)},
+                    {QStringLiteral("code"), QStringLiteral("1900")},
+                    {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:10")},
+                    {QStringLiteral("ip"), ip}};
+    return with(one, "faults", faults);
+}
+
+// What the instrument sends for one query, in order, besides a healthy neighbour.
+QVector<QByteArray> answers(const QJsonObject &instrument, int queries = 1)
+{
+    LabProcess lab;
+    if (!lab.start(scenarioOf({instrument, plain("00:1A:2B:00:00:FE", "192.168.0.240")}))) {
+        qWarning("%s", qPrintable(lab.errorText()));
+        return {};
+    }
+    UdpProbe probe(onCable0());
+    for (int i = 0; i < queries; ++i) {
+        probe.send(discoveryQuery(), ip, discoveryPort);
+    }
+    QVector<QByteArray> bytes;
+    const QVector<UdpProbe::Reply> replies = probe.receiveUntil(fence, 1);
+    for (const UdpProbe::Reply &reply : replies) {
+        bytes.append(reply.bytes);
+    }
+    return bytes;
+}
+
+QJsonDocument payload(const QByteArray &reply)
+{
+    return QJsonDocument::fromJson(reply.mid(12));
+}
+
+// A module with this tunnel, at 192.168.0.50.
+QJsonObject moduleWith(const char *tunnel)
+{
+    return with(module("00:20:4A:AD:64:70", "192.168.0.50"), "tunnel", object(tunnel));
+}
+
+// A client of that tunnel.
+class Client : public QTcpSocket
+{
+public:
+    bool connectNow()
+    {
+        connectToHost(QStringLiteral("192.168.0.50"), 10001);
+        return waitForConnected(waitMs);
+    }
+
+    QByteArray readAtLeast(int size)
+    {
+        while (bytesAvailable() < size && waitForReadyRead(waitMs)) {
+        }
+        return readAll();
+    }
+};
+
+} // namespace
+
+// How instruments fail when a scenario asks them to.
+class TestLabFaults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void contentIsSpoiled_data();
+    void contentIsSpoiled();
+    void queriesAreDropped_data();
+    void queriesAreDropped();
+    void lateReplyComesAfterTheOthers();
+    void repliesAreDoubled();
+    void garbageIsRepeatable();
+
+    void tunnelAnswersCommands_data();
+    void tunnelAnswersCommands();
+    void tunnelTakesOneClientAtATime();
+    void tunnelNeverEnds();
+    void tunnelSendsALineOfAMegabyte();
+    void tunnelIsResetInALine();
+    void silentTunnelTakesEverything();
+    void tunnelClosesAtOnce();
+    void tunnelRefuses();
+};
+
+using Check = std::function<bool(const QByteArray &)>;
+Q_DECLARE_METATYPE(Check)
+
+void TestLabFaults::contentIsSpoiled_data()
+{
+    QTest::addColumn<QByteArray>("kind");
+    QTest::addColumn<QJsonObject>("faults");
+    QTest::addColumn<Check>("isRight");
+
+    QTest::newRow("truncated") << QByteArray("powerSupply") << object(R"({"truncate":20})")
+                               << Check([](const QByteArray &reply) {
+                                      return reply.size() == 20 && reply.startsWith("Quorvex Dev:");
+                                  });
+    QTest::newRow("cut to nothing") << QByteArray("powerSupply") << object(R"({"truncate":0})")
+                                    << Check([](const QByteArray &reply) { return reply.isEmpty(); });
+    QTest::newRow("oversized") << QByteArray("powerSupply") << object(R"({"oversize":5000})")
+                               << Check([](const QByteArray &reply) {
+                                      return reply.size() == 5000 && reply.startsWith("Quorvex Dev:\x19");
+                                  });
+    QTest::newRow("wrong prefix") << QByteArray("powerSupply") << object(R"({"wrongPrefix":"Quorvex Dex:"})")
+                                  << Check([](const QByteArray &reply) {
+                                         return reply.size() == 248 && reply.startsWith("Quorvex Dex:\x19");
+                                     });
+    QTest::newRow("embedded NUL") << QByteArray("json") << object(R"({"embeddedNul":30})")
+                                  << Check([](const QByteArray &reply) { return reply.indexOf('\0') == 30; });
+    QTest::newRow("invalid JSON") << QByteArray("json") << object(R"({"invalidJson":true})")
+                                  << Check([](const QByteArray &reply) {
+                                         return reply.startsWith("Quorvex MS2:{") && payload(reply).isNull();
+                                     });
+    QTest::newRow("JSON array") << QByteArray("json") << object(R"({"jsonArray":true})")
+                                << Check([](const QByteArray &reply) { return payload(reply).isArray(); });
+}
+
+void TestLabFaults::contentIsSpoiled()
+{
+    QFETCH(QByteArray, kind);
+    QFETCH(QJsonObject, faults);
+    QFETCH(Check, isRight);
+    const QVector<QByteArray> replies = answers(instrument(kind.constData(), faults));
+    QCOMPARE(replies.size(), 1);
+    QVERIFY2(isRight(replies[0]), replies[0].toHex(' ').constData());
+    const QVector<QByteArray> healthy = answers(instrument(kind.constData(), {}));
+    QVERIFY(!isRight(healthy.value(0)));
+}
+
+void TestLabFaults::queriesAreDropped_data()
+{
+    QTest::addColumn<QJsonObject>("faults");
+    QTest::addColumn<int>("answered"); // of six
+    QTest::newRow("the first two") << object(R"({"dropFirst":2})") << 4;
+    QTest::newRow("every third") << object(R"({"dropEvery":3})") << 4;
+    QTest::newRow("all") << object(R"({"dropEvery":1})") << 0;
+}
+
+void TestLabFaults::queriesAreDropped()
+{
+    QFETCH(QJsonObject, faults);
+    QFETCH(int, answered);
+    QCOMPARE(answers(instrument("powerSupply", faults), 6).size(), answered);
+}
+
+void TestLabFaults::lateReplyComesAfterTheOthers()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({instrument("powerSupply", object(R"({"delayMs":50})")),
+                                  plain("00:1A:2B:00:00:FE", "192.168.0.240")})));
+    UdpProbe probe(onCable0());
+    probe.send(discoveryQuery(), ip, discoveryPort);
+    probe.send(discoveryQuery(), fence, discoveryPort);
+    QCOMPARE(probe.receive()->from, fence);
+    QCOMPARE(probe.receive()->from, ip);
+}
+
+void TestLabFaults::repliesAreDoubled()
+{
+    const QVector<QByteArray> replies = answers(instrument("powerSupply", object(R"({"duplicate":3})")));
+    QCOMPARE(replies.size(), 3);
+    QCOMPARE(replies[0], replies[2]);
+}
+
+void TestLabFaults::garbageIsRepeatable()
+{
+    const QJsonObject babbling = instrument("powerSupply", object(R"({"garbage":{"bytes":100,"count":3}})"));
+    const QVector<QByteArray> once = answers(babbling);
+    QCOMPARE(once.size(), 4);
+    QVERIFY(once[0].size() == 100 && once[0] != once[1] && once[1] != once[2]);
+    QVERIFY(once[3].startsWith("Quorvex Dev:"));
+    QCOMPARE(answers(babbling), once);
+
+    const QJsonObject only = instrument("powerSupply", object(R"({"garbage":{"bytes":100,"instead":true}})"));
+    QCOMPARE(answers(only), once.mid(0, 1));
+}
+
+void TestLabFaults::tunnelAnswersCommands_data()
+{
+    QTest::addColumn<QJsonObject>("module");
+    QTest::addColumn<QByteArray>("sent");
+    QTest::addColumn<QByteArray>("answer");
+    const QByteArray version = "#MVER:ROVAN-MOTOR:x:1.07\r\n";
+    QTest::newRow("version") << moduleWith("{}") << QByteArray("MVER\r\n") << version;
+    QTest::newRow("serial number") << moduleWith("{}") << QByteArray("MRG:22\r\n")
+                                   << QByteArray("21Y08W0131\r\n");
+    QTest::newRow("two at once, an unknown one between")
+        << moduleWith("{}") << QByteArray("MVER\r\nMOO\r\nMVER\r\n") << version + version;
+    QTest::newRow("three parts") << moduleWith(R"({"answers":{"MVER":"#MVER:ROVAN-MOTOR:1.07"}})")
+                                 << QByteArray("MVER\r\n") << QByteArray("#MVER:ROVAN-MOTOR:1.07\r\n");
+    QTest::newRow("late") << moduleWith(R"({"manner":"late","delayMs":30})") << QByteArray("MVER\r\n")
+                          << version;
+    QTest::newRow("in pieces") << moduleWith(R"({"manner":"pieces","pieceBytes":1,"delayMs":5})")
+                               << QByteArray("MVER\r\n") << version;
+}
+
+void TestLabFaults::tunnelAnswersCommands()
+{
+    QFETCH(QJsonObject, module);
+    QFETCH(QByteArray, sent);
+    QFETCH(QByteArray, answer);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({module})), qPrintable(lab.errorText()));
+    Client client;
+    QVERIFY(client.connectNow());
+    for (const char byte : sent) { // as slowly as a serial line
+        client.write(&byte, 1);
+        client.flush();
+    }
+    QCOMPARE(client.readAtLeast(answer.size()), answer);
+    QVERIFY(lab.waitForEvent(QStringLiteral("lineReceived")));
+    QCOMPARE(field(lab.events(QStringLiteral("lineReceived")).value(0), "line"),
+             QString::fromLatin1(sent.left(sent.indexOf('\r'))));
+}
+
+void TestLabFaults::tunnelTakesOneClientAtATime()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith("{}")})));
+    Client first;
+    QVERIFY(first.connectNow());
+    QVERIFY(lab.waitForEvent(QStringLiteral("connected")));
+    Client second;
+    QVERIFY(!second.connectNow());
+    QCOMPARE(second.error(), QAbstractSocket::ConnectionRefusedError);
+    first.write("MVER\r\n"); // the first is not disturbed
+    QVERIFY(first.readAtLeast(1).startsWith("#MVER"));
+    first.disconnectFromHost();
+    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
+    QVERIFY(second.connectNow());
+}
+
+void TestLabFaults::tunnelNeverEnds()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"endless"})")})));
+    Client client;
+    QVERIFY(client.connectNow());
+    client.write("MVER\r\n");
+    const QByteArray bytes = client.readAtLeast(300000);
+    QVERIFY(bytes.size() >= 300000);
+    QVERIFY(!bytes.contains('\r'));
+    client.abort();
+    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
+}
+
+void TestLabFaults::tunnelSendsALineOfAMegabyte()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"megabyte"})")})));
+    Client client;
+    QVERIFY(client.connectNow());
+    client.write("MVER\r\n");
+    const QByteArray bytes = client.readAtLeast(1024 * 1024 + 2);
+    QCOMPARE(bytes.indexOf('\r'), 1024 * 1024);
+    QCOMPARE(bytes.size(), 1024 * 1024 + 2);
+}
+
+void TestLabFaults::tunnelIsResetInALine()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"resetInLine"})")})));
+    Client client;
+    QVERIFY(client.connectNow());
+    client.write("MVER\r\n");
+    QVERIFY(client.waitForDisconnected(waitMs));
+    const QByteArray bytes = client.readAll();
+    QVERIFY(QByteArray("#MVER:ROVAN-MOTOR:x:1.07\r\n").startsWith(bytes) && !bytes.contains('\r'));
+    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
+    QVERIFY(client.connectNow()); // the next one is welcome
+}
+
+void TestLabFaults::silentTunnelTakesEverything()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"silent"})")})));
+    Client client;
+    QVERIFY(client.connectNow());
+    client.write("MVER\r\n");
+    QVERIFY(client.waitForBytesWritten(waitMs));
+    client.disconnectFromHost();
+    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected"))); // only now: it stayed until then
+    QCOMPARE(client.bytesAvailable(), 0);
+    QVERIFY(lab.events(QStringLiteral("lineReceived")).isEmpty());
+}
+
+void TestLabFaults::tunnelClosesAtOnce()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"closeAtOnce"})")})));
+    for (int i = 0; i < 2; ++i) {
+        Client client;
+        QVERIFY(client.connectNow());
+        QVERIFY(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected(waitMs));
+        QCOMPARE(client.bytesAvailable(), 0);
+    }
+    QVERIFY(lab.waitForEvent(QStringLiteral("accepted"), 2));
+}
+
+void TestLabFaults::tunnelRefuses()
+{
+    LabProcess lab;
+    QVERIFY(lab.start(scenarioOf({moduleWith(R"({"manner":"refuse"})")})));
+    Client client;
+    QVERIFY(!client.connectNow());
+    QCOMPARE(client.error(), QAbstractSocket::ConnectionRefusedError);
+}
+
+QTEST_GUILESS_MAIN(TestLabFaults)
+#include "tst_labfaults.moc"

@@ -1,0 +1,284 @@
+#include "labprocess.h"
+#include "labroom.h"
+#include "udpprobe.h"
+
+#include <QTcpSocket>
+#include <QTest>
+
+using namespace labroom;
+
+namespace {
+
+const char *const instrumentMac = "00:1A:2B:3C:4D:5E";
+const char *const moduleMac = "00:20:4A:AD:64:70";
+
+// To 192.168.0.77/16, gateway 192.168.7.1, DHCP off.
+const char *const newSettings = "51756f72766578205365743a"
+                                "001a2b3c4d5e"
+                                "2711"
+                                "c0a8004d"
+                                "ffff0000"
+                                "c0a80701"
+                                "00000000";
+
+QJsonObject powerSupply()
+{
+    return object(R"({"kind":"powerSupply","code":"1100","mac":"00:1A:2B:3C:4D:5E","ip":"192.168.0.10",
+                      "firmware":"2.1.04","serial":"24001","module":"Q","note":"N","site":"S"})");
+}
+
+QJsonObject commandFor(const char *name, const char *mac)
+{
+    return {{QStringLiteral("command"), QString::fromLatin1(name)},
+            {QStringLiteral("mac"), QString::fromLatin1(mac)}};
+}
+
+} // namespace
+
+// What the datagrams and commands that change an instrument do to it.
+class TestLabSettings : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void setDatagramMovesTheInstrument_data();
+    void setDatagramMovesTheInstrument();
+    void setDatagramIsRefused_data();
+    void setDatagramIsRefused();
+    void dhcpFlagIsKeptAndReported_data();
+    void dhcpFlagIsKeptAndReported();
+    void a6100WaitsForItsRestart();
+    void ipSetupRestartsTheModule();
+    void ipSetupIsRefused_data();
+    void ipSetupIsRefused();
+    void unpluggedInstrumentIsSilent();
+    void badCommandsAreReported_data();
+    void badCommandsAreReported();
+};
+
+void TestLabSettings::setDatagramMovesTheInstrument_data()
+{
+    QTest::addColumn<QString>("to");
+    QTest::addColumn<QString>("via");
+    QTest::newRow("broadcast") << everyone() << "broadcast";
+    QTest::newRow("unicast") << "192.168.0.10"
+                             << "unicast";
+}
+
+void TestLabSettings::setDatagramMovesTheInstrument()
+{
+    QFETCH(QString, to);
+    QFETCH(QString, via);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf(
+                 {with(powerSupply(), "applyMs", 20), plain("00:1A:2B:00:00:01", "192.168.0.240")})),
+             qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    probe.send(hex(newSettings), to, discoveryPort);
+
+    QVERIFY(lab.waitForEvent(QStringLiteral("addressChanged")));
+    const QJsonObject set = lab.events(QStringLiteral("set")).value(0);
+    QCOMPARE(field(set, "mac"), QString::fromLatin1(instrumentMac));
+    QCOMPARE(field(set, "bytes"), QString::fromLatin1(newSettings));
+    QCOMPARE(field(set, "via"), via);
+    QCOMPARE(field(set, "interface"), QStringLiteral("lab0"));
+    QCOMPARE(set.value(QStringLiteral("port")).toInt(), 10001);
+    const QJsonObject moved = lab.events(QStringLiteral("addressChanged")).value(0);
+    QCOMPARE(field(moved, "from"), QStringLiteral("192.168.0.10"));
+    QCOMPARE(field(moved, "to"), QStringLiteral("192.168.0.77"));
+
+    // Nobody answers at the old address any more; at the new one, the reply holds the new settings.
+    probe.send(discoveryQuery(), QStringLiteral("192.168.0.10"), discoveryPort);
+    QCOMPARE(probe.receiveUntil(QStringLiteral("192.168.0.240"), 1).size(), 0);
+    probe.send(discoveryQuery(), QStringLiteral("192.168.0.77"), discoveryPort);
+    const auto reply = probe.receive();
+    QVERIFY(reply);
+    QCOMPARE(reply->from, QStringLiteral("192.168.0.77"));
+    QCOMPARE(reply->bytes.mid(20, 12).toHex(), QByteArray("c0a8004d"
+                                                          "ffff0000"
+                                                          "c0a80701"));
+}
+
+void TestLabSettings::setDatagramIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("reason");
+    const QByteArray good = hex(newSettings);
+    QTest::newRow("another MAC") << QByteArray(good).replace(17, 1, "\x5F") << "other MAC";
+    QTest::newRow("a byte short") << good.left(35) << "length";
+    QTest::newRow("a byte more") << good + '\0' << "length";
+    QTest::newRow("address 0.0.0.0") << QByteArray(good).replace(20, 4, QByteArray(4, '\0')) << "address";
+    QTest::newRow("address 255.255.255.255")
+        << QByteArray(good).replace(20, 4, QByteArray(4, '\xFF')) << "address";
+    QTest::newRow("another word") << QByteArray(good).replace(8, 3, "Get") << "unknown";
+}
+
+void TestLabSettings::setDatagramIsRefused()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, reason);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({with(powerSupply(), "applyMs", 0)})), qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    probe.send(bytes, everyone(), discoveryPort);
+    QVERIFY(lab.waitForEvent(QStringLiteral("ignored")));
+    QCOMPARE(field(lab.events(QStringLiteral("ignored")).value(0), "reason"), reason);
+    QVERIFY(lab.events(QStringLiteral("set")).isEmpty());
+    probe.send(discoveryQuery(), QStringLiteral("192.168.0.10"), discoveryPort);
+    QVERIFY(probe.receive());
+    QVERIFY(lab.events(QStringLiteral("addressChanged")).isEmpty());
+}
+
+void TestLabSettings::dhcpFlagIsKeptAndReported_data()
+{
+    QTest::addColumn<QByteArray>("flag");
+    QTest::addColumn<QByteArray>("reported");
+    QTest::newRow("on, low byte first") << hex("01000000") << QByteArray("1");
+    QTest::newRow("off") << hex("00000000") << QByteArray("0");
+    QTest::newRow("high byte first is not on") << hex("00000001") << QByteArray("0");
+}
+
+void TestLabSettings::dhcpFlagIsKeptAndReported()
+{
+    QFETCH(QByteArray, flag);
+    QFETCH(QByteArray, reported);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({with(powerSupply(), "applyMs", 0)})), qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    probe.send(hex(newSettings).left(32) + flag, everyone(), discoveryPort);
+    QVERIFY(lab.waitForEvent(QStringLiteral("addressChanged")));
+    probe.send(discoveryQuery(), everyone(), discoveryPort);
+    const auto reply = probe.receive();
+    QVERIFY(reply);
+    QCOMPARE(reply->bytes.mid(44).split('\n').value(4).trimmed(), reported);
+}
+
+void TestLabSettings::a6100WaitsForItsRestart()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({object(R"({"kind":"tools","code":"6100","mac":"00:1A:2B:3C:4D:5E",
+                                              "ip":"192.168.0.10","applyMs":0,"restartMs":20})")})),
+             qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    probe.send(hex(newSettings), everyone(), discoveryPort);
+    QVERIFY(lab.waitForEvent(QStringLiteral("set")));
+    probe.send(discoveryQuery(), everyone(), discoveryPort);
+    QCOMPARE(probe.receive()->from, QStringLiteral("192.168.0.10"));
+    lab.command(commandFor("state", instrumentMac));
+    QVERIFY(lab.waitForEvent(QStringLiteral("state")));
+    const QJsonObject state = lab.events(QStringLiteral("state")).value(0);
+    QCOMPARE(field(state, "ip"), QStringLiteral("192.168.0.10"));
+    QCOMPARE(field(state, "afterRestart"), QStringLiteral("192.168.0.77"));
+
+    lab.command(commandFor("reboot", instrumentMac));
+    QVERIFY(lab.waitForEvent(QStringLiteral("rebooted")));
+    QCOMPARE(lab.events(QStringLiteral("addressChanged")).size(), 1);
+    probe.send(discoveryQuery(), QStringLiteral("192.168.0.77"), discoveryPort);
+    QCOMPARE(probe.receive()->from, QStringLiteral("192.168.0.77"));
+}
+
+void TestLabSettings::ipSetupRestartsTheModule()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({with(module(moduleMac, "192.168.0.50"), "restartMs", 50)})),
+             qPrintable(lab.errorText()));
+    QTcpSocket client;
+    client.connectToHost(QStringLiteral("192.168.0.50"), 10001);
+    QVERIFY(client.waitForConnected(5000));
+
+    const QByteArray ipSetup = hex("000000fc"
+                                   "49502d5345545550"
+                                   "0000"
+                                   "6470"
+                                   "c0a80051");
+    UdpProbe probe(onCable0());
+    probe.send(ipSetup, everyone(), modulePort);
+    QVERIFY(client.waitForDisconnected(5000));
+    QVERIFY(lab.waitForEvent(QStringLiteral("rebooted")));
+    const QJsonObject event = lab.events(QStringLiteral("ipSetup")).value(0);
+    QCOMPARE(field(event, "bytes"), QString::fromLatin1(ipSetup.toHex()));
+    QCOMPARE(field(event, "mac"), QString::fromLatin1(moduleMac));
+
+    // The first datagram back is the answer to a new query: the set-up itself had none.
+    probe.send(hex("000100f6"), everyone(), modulePort);
+    const auto reply = probe.receive();
+    QVERIFY(reply);
+    QCOMPARE(reply->from, QStringLiteral("192.168.0.81"));
+    client.connectToHost(QStringLiteral("192.168.0.81"), 10001);
+    QVERIFY(client.waitForConnected(5000));
+}
+
+void TestLabSettings::ipSetupIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("reason");
+    const QByteArray good = hex("000000fc"
+                                "49502d5345545550"
+                                "0000"
+                                "6470"
+                                "c0a80051");
+    QTest::newRow("another end of the MAC") << QByteArray(good).replace(15, 1, "\x71") << "other MAC";
+    QTest::newRow("a byte short") << good.left(19) << "length";
+    QTest::newRow("another function") << QByteArray(good).replace(3, 1, "\xFD") << "unknown";
+    QTest::newRow("address 0.0.0.0") << good.left(16) + QByteArray(4, '\0') << "address";
+}
+
+void TestLabSettings::ipSetupIsRefused()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, reason);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({with(module(moduleMac, "192.168.0.50"), "restartMs", 0)})),
+             qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    probe.send(bytes, everyone(), modulePort);
+    QVERIFY(lab.waitForEvent(QStringLiteral("ignored")));
+    QCOMPARE(field(lab.events(QStringLiteral("ignored")).value(0), "reason"), reason);
+    probe.send(hex("000000f6"), QStringLiteral("192.168.0.50"), modulePort);
+    QVERIFY(probe.receive());
+    QVERIFY(lab.events(QStringLiteral("rebooted")).isEmpty());
+}
+
+void TestLabSettings::unpluggedInstrumentIsSilent()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({powerSupply(), plain("00:1A:2B:00:00:01", "192.168.0.240")})),
+             qPrintable(lab.errorText()));
+    UdpProbe probe(onCable0());
+    lab.command(commandFor("remove", instrumentMac));
+    QVERIFY(lab.waitForEvent(QStringLiteral("removed")));
+    probe.send(discoveryQuery(), everyone(), discoveryPort);
+    QCOMPARE(probe.receiveUntil(QStringLiteral("192.168.0.240"), 2).size(), 0);
+    lab.command(commandFor("restore", instrumentMac));
+    QVERIFY(lab.waitForEvent(QStringLiteral("restored")));
+    probe.send(discoveryQuery(), QStringLiteral("192.168.0.10"), discoveryPort);
+    QVERIFY(probe.receive());
+}
+
+void TestLabSettings::badCommandsAreReported_data()
+{
+    QTest::addColumn<QJsonObject>("command");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("unknown") << commandFor("explode", instrumentMac) << "no such command";
+    QTest::newRow("unknown MAC") << commandFor("reboot", "00:1A:2B:00:00:00")
+                                 << "no instrument with this MAC";
+    QTest::newRow("no MAC") << object(R"({"command":"state"})") << "no instrument with this MAC";
+    QTest::newRow("nothing") << QJsonObject() << "no such command";
+}
+
+void TestLabSettings::badCommandsAreReported()
+{
+    QFETCH(QJsonObject, command);
+    QFETCH(QString, reason);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({powerSupply()})), qPrintable(lab.errorText()));
+    lab.command(command);
+    QVERIFY(lab.waitForEvent(QStringLiteral("commandFailed")));
+    QCOMPARE(field(lab.events(QStringLiteral("commandFailed")).value(0), "reason"), reason);
+    lab.command({{QStringLiteral("command"), QStringLiteral("quit")}});
+    QTRY_VERIFY(!lab.isRunning());
+    QCOMPARE(lab.exitCode(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestLabSettings)
+#include "tst_labsettings.moc"
