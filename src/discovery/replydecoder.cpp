@@ -38,8 +38,8 @@ constexpr int textCSize = 196;
 constexpr int macSize = 6;
 constexpr int serialServerMacAt = 24; // in a serial server's reply
 
-constexpr auto binaryPrefix = QLatin1String("Quorvex Dev:");
-constexpr auto jsonPrefix = QLatin1String("Quorvex MS2:");
+constexpr auto binaryPrefix = QLatin1String("Quorvex Dev:", prefixSize);
+constexpr auto jsonPrefix = QLatin1String("Quorvex MS2:", prefixSize);
 
 // A datagram in a buffer of fixed size: cut when it is longer, zeros behind it when it is shorter.
 class Reply
