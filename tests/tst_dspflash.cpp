@@ -169,6 +169,7 @@ void TestDspFlash::pinsDecideWhenResetEnds()
     };
     bench.dsps.setPins(programControl); // without a reset nothing starts anew
     QVERIFY(isState(bench.dsps.control(), QStringLiteral("normal")));
+    QCOMPARE(bench.dsps.state(), QStringLiteral("normal"));
     bench.dsps.setPins(0);
     QVERIFY(isState(bench.dsps.communication(), QStringLiteral("reset")));
     bench.dsps.setPins(pins);

@@ -52,7 +52,7 @@ Client::Client(quint16 port, const char *host)
     m_socket.waitForConnected(patienceMs);
 }
 
-bool Client::isDropped()
+bool Client::isDropped(int patienceMs)
 {
     m_socket.waitForDisconnected(patienceMs);
     return m_socket.state() == QAbstractSocket::UnconnectedState;

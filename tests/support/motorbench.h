@@ -35,7 +35,7 @@ public:
 
     bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     bool isRefused() const { return m_socket.error() == QAbstractSocket::ConnectionRefusedError; }
-    bool isDropped(); // waits for it
+    bool isDropped(int patienceMs = 10000); // waits for it
 
     void send(const QByteArray &bytes);
 
