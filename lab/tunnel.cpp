@@ -5,6 +5,7 @@
 
 #include <QHostAddress>
 
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -26,6 +27,14 @@ void narrow(QTcpSocket &socket, int window)
         socket.setReadBufferSize(window);
         socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, window);
     }
+}
+
+// Whether the client has ended the connection, even if bytes that it sent before still wait: Qt sees an
+// end only behind the last of them.
+bool hasLeft(const QTcpSocket &client)
+{
+    pollfd end{static_cast<int>(client.socketDescriptor()), POLLRDHUP, 0};
+    return poll(&end, 1, 0) == 1 && (end.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 } // namespace
@@ -93,6 +102,9 @@ void Tunnel::read()
         if (m_manner != TunnelSpec::Silent) {
             m_partner->receive(bytes);
         }
+    }
+    if (m_client != nullptr && m_client->bytesAvailable() > 0 && hasLeft(*m_client)) {
+        reset(); // a slow partner need not take what nobody waits for
     }
 }
 

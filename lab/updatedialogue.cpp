@@ -188,12 +188,17 @@ QByteArray UpdateDialogue::keepImage()
 
 void UpdateDialogue::earnCredit()
 {
+    const bool wasFull = appetite() == 0;
     const double speed = m_spec.bytesPerSecond;
     m_credit += speed * static_cast<double>(m_sinceCredit.restart()) / 1000;
     m_credit = std::min(m_credit, std::max(speed * longestSavingS, 1.0));
-    if (appetite() > 0) {
-        emit hungry();
+    if (appetite() == 0) {
+        return;
     }
+    if (wasFull && m_silence.isActive()) {
+        m_silence.start(); // what waited could not come earlier
+    }
+    emit hungry();
 }
 
 void UpdateDialogue::pauseInImage()
@@ -251,6 +256,7 @@ void UpdateDialogue::send(const QByteArray &bytes)
     m_outgoing += bytes;
     if (!m_pieces.isActive()) {
         m_pieces.start();
+        sendPiece();
     }
 }
 
