@@ -25,10 +25,9 @@
 namespace {
 
 constexpr int boxPollMs = 50;
-constexpr int patienceMs = 60000
+constexpr int patienceMs = 60000;
 
-    void
-    waitUntil(const std::function<bool()> &reached)
+void waitUntil(const std::function<bool()> &reached)
 {
     if (!QTest::qWaitFor(reached, patienceMs)) {
         qFatal("waited in vain");
