@@ -236,9 +236,6 @@ void NewNetwSettings::tellUpload(QMessageBox::Icon icon, const QString &text, bo
 void NewNetwSettings::onFind(const QString &text)
 {
     m_ui->tableNetwSettings->find(text);
-    // The style sheet draws the placeholder lighter, but looks at the text only when it is polished.
-    m_ui->lineEditFind->style()->unpolish(m_ui->lineEditFind);
-    m_ui->lineEditFind->style()->polish(m_ui->lineEditFind);
     onTableChanged();
 }
 

@@ -25,7 +25,14 @@
 namespace {
 
 constexpr int boxPollMs = 50;
-constexpr int patienceMs = 20000;
+constexpr int patienceMs = 60000;
+
+void waitUntil(const std::function<bool()> &reached)
+{
+    if (!QTest::qWaitFor(reached, patienceMs)) {
+        qFatal("waited in vain");
+    }
+}
 
 // Saves pictures under a name and a suffix for the scale, and closes each message box after taking it.
 class Photographer
@@ -107,10 +114,7 @@ public:
     void visit()
     {
         m_camera.take(&m_window, QStringLiteral("home-page"));
-        if (!QTest::qWaitFor([this] { return find<QStackedWidget>("stackedWidget")->currentIndex() == 0; },
-                             patienceMs)) {
-            qFatal("the home page stays");
-        }
+        waitUntil([this] { return find<QStackedWidget>("stackedWidget")->currentIndex() == 0; });
         m_camera.take(&m_window, QStringLiteral("before-a-scan"));
         press("configBtn");
         m_camera.takeBoxes(QStringLiteral("box-no-device"), [this] { press("saveConfBtn"); });
@@ -121,6 +125,7 @@ public:
         takeDialogs();
         takeMenus();
         takeBoxes();
+        takeUpdate();
     }
 
     MainWindow &window() { return m_window; }
@@ -216,6 +221,23 @@ private:
         find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.300"));
         m_camera.take(&m_window, QStringLiteral("configuration-wrong-address"));
         m_camera.takeBoxes(QStringLiteral("box-saved"), [this] { press("saveConfBtn"); });
+    }
+
+    // An update of the motor driver to its end. The showcase's has no processor to program: it fails.
+    void takeUpdate()
+    {
+        const QTemporaryDir folder;
+        const QString firmware = folder.filePath(QStringLiteral("Rovan_Motor_Communication_DSP.hex"));
+        QFile::copy(QStringLiteral(":/files/resources/Rovan_Motor_Bootloader.hex"), firmware);
+        press("updateBtn");
+        select("192.168.0.60");
+        find<QLineEdit>("lineEditFirmware1")->setText(firmware);
+        table()->cellWidget(table()->currentRow(), 0)->setProperty("checked", true);
+        m_camera.takeBoxes(QStringLiteral("box-update-ended"), [this] {
+            press("updateFwBtn");
+            waitUntil([this] { return find<QPushButton>("updateFwBtn")->isEnabled(); });
+        });
+        m_camera.take(&m_window, QStringLiteral("update-ended"));
     }
 
     Photographer &m_camera;
