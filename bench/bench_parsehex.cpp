@@ -1,4 +1,5 @@
 #include "parsehex.h"
+#include "ratioreporter.h"
 
 #include <QFile>
 #include <QProcess>
@@ -7,9 +8,7 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
-#include <map>
 #include <memory>
-#include <string>
 
 // The firmware reader against srec_cat, a converter that everyone trusts, on one file of 16 MiB in
 // one run. Both begin with the file on the disk: ours ends with the blocks in memory, srec_cat with
@@ -82,21 +81,6 @@ void readWithSrecCat(benchmark::State &state, const QString &hexFile, const QStr
     state.SetBytesProcessed(state.iterations() * fileSize);
 }
 
-class RatioReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs) {
-            seconds[run.run_name.function_name] =
-                run.real_accumulated_time / static_cast<double>(run.iterations);
-        }
-    }
-
-    std::map<std::string, double> seconds;
-};
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -117,9 +101,8 @@ int main(int argc, char **argv)
         ->Unit(benchmark::kMillisecond);
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    if (reporter.seconds.size() == 2) {
-        std::printf("ParseHex reads %.1f times as fast as srec_cat\n",
-                    reporter.seconds["srec_cat"] / reporter.seconds["ParseHex"]);
+    if (const double times = reporter.timesFaster("ParseHex", "srec_cat")) {
+        std::printf("ParseHex reads %.1f times as fast as srec_cat\n", times);
     }
     return 0;
 }
