@@ -210,7 +210,7 @@ void TestNetworkConfiguration::failedWriteKeepsTheFile()
     QString reason;
     bool written = true;
     {
-        const FullDisk full(16 * 1024);
+        const FullDisk full(16384);
         written = changeNetworkConfiguration::writeFile(rack, path, &reason);
     }
     QVERIFY(!written);

@@ -49,7 +49,7 @@ void TestNetwSettingsFile::stops()
 
 void TestNetwSettingsFile::savesWhatIsSeen()
 {
-    const QString path = m_folder.filePath(text("rack.csv"));
+    QString path = m_folder.filePath(text("rack.csv"));
     open();
     Device_t second;
     second[Code] = text("2180");
@@ -57,7 +57,7 @@ void TestNetwSettingsFile::savesWhatIsSeen()
     m_dialog->setDevices({second});
     type(1, IpColumn, "1.0.0.2");
     m_table->sortByColumn(IpColumn, Qt::AscendingOrder);
-    m_dialog->setFileChoosers([path] { return path; }, {});
+    m_dialog->setFileChoosers([&path] { return path; }, {});
     click("saveFileBtn");
     QVERIFY2(status().contains(path), qPrintable(status()));
     QFile file(path);
