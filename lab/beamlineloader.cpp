@@ -2,14 +2,12 @@
 
 #include "firmwarememory.h"
 
-#include <QLatin1String>
-
 #include <utility>
 
 namespace {
 
 constexpr const char *ack = "#ACK";
-constexpr QLatin1String eraseCommand("EPCSER:");
+constexpr const char *eraseCommand = "EPCSER:";
 
 } // namespace
 
@@ -33,8 +31,8 @@ bool BeamlineLoader::isWholeLine(const QByteArray &received) const
 
 UpdateDialogue::Reaction BeamlineLoader::obey(const QByteArray &line)
 {
-    if (line.startsWith(eraseCommand.data())) {
-        return erase(line.mid(eraseCommand.size()));
+    if (line.startsWith(eraseCommand)) {
+        return erase(line.mid(line.indexOf(':') + 1));
     }
     if (line == "EPCSWR") {
         return {ack, Next::Image};

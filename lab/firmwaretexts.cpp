@@ -6,13 +6,20 @@ namespace {
 
 constexpr int fixedSize = 4; // of a firmware text in a binary reply without text block
 
-constexpr QLatin1String idKey("ID");
-constexpr QLatin1String firmwareKey("FW");
+QString idKey()
+{
+    return QStringLiteral("ID");
+}
+
+QString firmwareKey()
+{
+    return QStringLiteral("FW");
+}
 
 struct Name
 {
     QString operator()(const BeamlineTexts &texts) const { return QString::fromLatin1(texts.module); }
-    QString operator()(const JsonTexts &texts) const { return texts.keys.value(idKey).toString(); }
+    QString operator()(const JsonTexts &texts) const { return texts.keys.value(idKey()).toString(); }
     QString operator()(const ModuleSpec & /*unused*/) const { return {}; }
     template <typename Texts>
     QString operator()(const Texts &texts) const
@@ -24,7 +31,7 @@ struct Name
 struct Firmware
 {
     QString operator()(const PowerSupplyTexts &texts) const { return texts.firmware; }
-    QString operator()(const JsonTexts &texts) const { return texts.keys.value(firmwareKey).toString(); }
+    QString operator()(const JsonTexts &texts) const { return texts.keys.value(firmwareKey()).toString(); }
     QString operator()(const ModuleSpec & /*unused*/) const { return {}; }
     template <typename Texts>
     QString operator()(const Texts &texts) const
@@ -38,7 +45,7 @@ struct GiveFirmware
     const QString &firmware;
 
     void operator()(PowerSupplyTexts &texts) const { texts.firmware = firmware; }
-    void operator()(JsonTexts &texts) const { texts.keys.insert(firmwareKey, firmware); }
+    void operator()(JsonTexts &texts) const { texts.keys.insert(firmwareKey(), firmware); }
     void operator()(ModuleSpec & /*unused*/) const {}
     template <typename Texts>
     void operator()(Texts &texts) const
@@ -61,7 +68,7 @@ QString firmwareOf(const InstrumentTexts &texts)
 
 QString firmwareVersion(const InstrumentTexts &texts)
 {
-    const QString firmware = firmwareOf(texts);
+    QString firmware = firmwareOf(texts);
     if (std::holds_alternative<BeamlineTexts>(texts) || std::holds_alternative<TransducerTexts>(texts)) {
         return QStringLiteral("%1.%2.%3").arg(firmware.left(1), firmware.mid(1, 1), firmware.mid(2));
     }
