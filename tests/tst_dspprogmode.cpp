@@ -5,8 +5,10 @@
 
 #include <QFile>
 #include <QSemaphore>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 // The pins and the boot loader: the bytes at the GPIO port and in the tunnel, and how a wrong, missing
 // or late answer ends.
@@ -24,6 +26,7 @@ private slots:
     void wrongAnswerDoesNotStopTheTable();
     void answerMayComeInPieces();
     void closedPortsAreTold();
+    void portThatIsStillTakenIsAskedAgain();
 
     void bootloaderIsSentAsItStands();
     void builtInBootloaderIsThere();
@@ -202,6 +205,19 @@ void TestDspProgMode::closedPortsAreTold()
     mode.loadBootloader();
     QCOMPARE(report.errors.size(), 2);
     QCOMPARE(report.errors.last(), QStringLiteral("ERROR: Connection Failed!!"));
+}
+
+void TestDspProgMode::portThatIsStillTakenIsAskedAgain()
+{
+    const quint16 port = ScriptedPeer::closedPort();
+    QTcpServer module; // on this thread, so it answers nothing
+    QTimer::singleShot(400, &module, [&module, port] { module.listen(QHostAddress::LocalHost, port); });
+    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(port, port));
+    Report report;
+    follow(mode, &report);
+    mode.setState(1, loopback);
+    QVERIFY(module.isListening());
+    QCOMPARE(report.errors, misconfigured + misconfigured + misconfigured + misconfigured);
 }
 
 TestDspProgMode::Report TestDspProgMode::loadBootloader(const ScriptedPeer &peer, const QString &path)

@@ -35,6 +35,23 @@ bool inSlices(const QTcpSocket &socket, milliseconds bound, Interruption rule, W
     return false;
 }
 
+// Waits for one attempt to connect: true when the connection stands. waitForConnected() gives an
+// attempt up when its time is over, so it cannot be called for parts of the bound; an event loop can.
+bool settles(const QTcpSocket &socket, const QDeadlineTimer &deadline, Interruption rule)
+{
+    QEventLoop loop;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, &QAbstractSocket::stateChanged, &loop, &QEventLoop::quit);
+    while (socket.state() != QAbstractSocket::ConnectedState &&
+           socket.state() != QAbstractSocket::UnconnectedState && !deadline.hasExpired() &&
+           !waits::interrupted(rule)) {
+        look.start(remaining(deadline, rule));
+        loop.exec();
+    }
+    return socket.state() == QAbstractSocket::ConnectedState;
+}
+
 } // namespace
 
 bool waits::interrupted(Interruption rule)
@@ -47,26 +64,19 @@ QString waits::timedOutText()
     return QStringLiteral("ERROR: Update timed out!");
 }
 
-// QAbstractSocket::waitForConnected() gives the connection up when its time is over, so it cannot be
-// called for parts of the bound; an event loop can.
 bool waits::forConnection(QTcpSocket &socket, const QString &host, quint16 port, milliseconds bound,
                           Interruption rule)
 {
-    QEventLoop loop;
-    QTimer look;
-    QObject::connect(&look, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, &QAbstractSocket::stateChanged, &loop, &QEventLoop::quit);
     const QDeadlineTimer deadline(bound);
     socket.connectToHost(host, port);
-    while (socket.state() != QAbstractSocket::ConnectedState &&
-           socket.state() != QAbstractSocket::UnconnectedState && !deadline.hasExpired() &&
-           !interrupted(rule)) {
-        look.start(remaining(deadline, rule));
-        loop.exec();
-    }
-    if (socket.state() != QAbstractSocket::ConnectedState) {
+    while (!settles(socket, deadline, rule)) {
+        const bool refused = socket.error() == QAbstractSocket::ConnectionRefusedError;
         socket.abort();
-        return false;
+        if (!refused || deadline.hasExpired() || interrupted(rule)) {
+            return false;
+        }
+        pause(std::min(slice, milliseconds(deadline.remainingTime())), rule);
+        socket.connectToHost(host, port);
     }
     return true;
 }

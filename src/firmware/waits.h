@@ -22,7 +22,9 @@ bool interrupted(Interruption rule);
 // Logged wherever a run ends because it was asked to.
 QString timedOutText();
 
-// True when the connection stands. A socket that did not connect is unconnected afterwards.
+// True when the connection stands. The ports of an XPort serve one client at a time and refuse the
+// next one until they have noticed that the last one left, so a refusal is no answer before the bound
+// is over. A socket that did not connect is unconnected afterwards.
 bool forConnection(QTcpSocket &socket, const QString &host, quint16 port, milliseconds bound,
                    Interruption rule);
 
