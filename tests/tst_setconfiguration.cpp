@@ -163,10 +163,12 @@ void TestSetConfiguration::reachesInstrumentAndModule()
              qPrintable(lab.errorText()));
     changeNetworkConfiguration sender;
     const QHostAddress notThere(QStringLiteral("192.168.0.10"));
-    QVERIFY(sender.setConfiguration(cables(true, true), instrumentMac, 10001, 0x0A141E32u, newMask,
-                                    0x0A141E01u, 0, notThere));
-    QVERIFY(sender.setConfiguration(cables(true, true), QStringLiteral("00-20-4A-AD-64-70"), 10001,
-                                    0x0A141E33u, newMask, 0x0A141E01u, 0, notThere));
+    for (const QList<interfaces_t> &interfaces : {cables(true, false), cables(false, true)}) {
+        QVERIFY(sender.setConfiguration(interfaces, instrumentMac, 10001, 0x0A141E32u, newMask, 0x0A141E01u,
+                                        0, notThere));
+        QVERIFY(sender.setConfiguration(interfaces, QStringLiteral("00-20-4A-AD-64-70"), 10001, 0x0A141E33u,
+                                        newMask, 0x0A141E01u, 0, notThere));
+    }
     QVERIFY(lab.waitForEvent(QStringLiteral("addressChanged"), 2));
     const QJsonObject set = lab.events(QStringLiteral("set")).value(0);
     QCOMPARE(field(set, "mac"), instrumentMac);

@@ -70,8 +70,7 @@ void changeNetworkConfiguration::broadcast(const QByteArray &set, const QByteArr
         }
         // A limited broadcast leaves by the interface whose address its socket is bound to.
         QUdpSocket socket;
-        const QHostAddress address(local.ip);
-        if (address.isNull() || !socket.bind(address, setPort, QAbstractSocket::ShareAddress)) {
+        if (!socket.bind(QHostAddress(local.ip), setPort, QAbstractSocket::ShareAddress)) {
             qCWarning(lcNetconfig) << "passed over" << local.name << local.ip << socket.errorString();
             continue;
         }
