@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QHeaderView>
 #include <QPainter>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 #include <memory>
@@ -19,6 +20,21 @@ constexpr int selectionWidth = 80;
 constexpr int iconWidth = 96;
 constexpr int pictureSize = 90;
 constexpr int deviceRowHeight = 96;
+
+// Rows are chosen, not cells: the selected row shows where the keyboard is, and a mark around one of its
+// cells would mean nothing.
+class RowDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->state.setFlag(QStyle::State_HasFocus, false);
+    }
+};
 
 // On a dense screen the picture at twice the size, where there is one.
 QPixmap loadPicture(const QString &path, qreal ratio)
@@ -34,6 +50,7 @@ QPixmap loadPicture(const QString &path, qreal ratio)
 
 DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent), numberFont(tabularFont())
 {
+    setItemDelegate(new RowDelegate(this));
     setEditTriggers(NoEditTriggers);
     setSelectionBehavior(SelectRows);
     setSelectionMode(SingleSelection);
