@@ -66,6 +66,8 @@ protected:
     // Settings that the next restart, or restore, takes over.
     void keepForRestart(const NetworkIdentity &next) { m_next = next; }
 
+    void setCode(const QString &code) { m_identity.code = code; }
+
     // Takes over new settings now, or when it is plugged in again.
     void apply(const NetworkIdentity &next);
 

@@ -1,6 +1,7 @@
 #include "instrumentspec.h"
 
 #include "faultsreader.h"
+#include "firmwaretexts.h"
 #include "jsonreader.h"
 #include "motordriverreader.h"
 
@@ -121,12 +122,19 @@ void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
     }
 }
 
+constexpr const char *codeForm = "four hexadecimal digits";
+
+bool isCode(const QString &code)
+{
+    const QByteArray digits = code.toLatin1();
+    return digits.size() == 4 && QByteArray::fromHex(digits).toHex() == digits.toLower();
+}
+
 QString readCode(JsonReader &reader)
 {
     QString code = reader.requiredText(letters("code"));
-    const QByteArray digits = code.toLatin1();
-    if (digits.size() != 4 || QByteArray::fromHex(digits).toHex() != digits.toLower()) {
-        reader.fail(letters("code"), QStringLiteral("four hexadecimal digits"));
+    if (!isCode(code)) {
+        reader.fail(letters("code"), letters(codeForm));
     }
     return code;
 }
@@ -177,6 +185,19 @@ Cable readCable(JsonReader &reader, quint32 ip, const QVector<Cable> &cables)
     return *cable;
 }
 
+void readUpdate(JsonReader &reader, InstrumentSpec &spec)
+{
+    spec.update = readUpdateSpec(reader);
+    const QString &next = spec.update.newFirmware;
+    if (!next.isEmpty() && !fitsFirmware(spec.identity, spec.texts, next)) {
+        reader.fail(letters("newFirmware"),
+                    QStringLiteral("a version that its discovery reply has room for"));
+    }
+    if (!spec.update.newCode.isEmpty() && !isCode(spec.update.newCode)) {
+        reader.fail(letters("newCode"), letters(codeForm));
+    }
+}
+
 } // namespace
 
 InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cables)
@@ -190,6 +211,9 @@ InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cabl
     JsonReader faults(reader.object(letters("faults")), reader.where() + QStringLiteral(", faults"));
     spec.faults = readFaults(faults, kind);
     reader.adopt(faults);
+    if (!isModule) {
+        readUpdate(reader, spec);
+    }
     spec.applyMs = reader.number(letters("applyMs"), spec.applyMs, 0, longestWaitMs);
     spec.restartMs = reader.number(letters("restartMs"), isModule ? 2000 : spec.restartMs, 0, longestWaitMs);
     reader.ignore(letters("expect")); // what a user should see: for tests, not for the instrument

@@ -8,6 +8,7 @@
 #include "networkidentity.h"
 #include "replyencoder.h"
 #include "tunnelspec.h"
+#include "updatespec.h"
 
 #include <QJsonObject>
 #include <QString>
@@ -35,6 +36,7 @@ struct InstrumentSpec
     Cable cable;
     InstrumentTexts texts;
     Faults faults;
+    UpdateSpec update;
     int applyMs = 300;    // from a set datagram to life at the new address
     int restartMs = 1000; // how long a restart takes
     quint32 seed = 1;     // of its random bytes

@@ -18,6 +18,7 @@ public:
     JsonReader(QJsonObject object, QString where);
 
     bool has(const QString &key) const { return m_object.contains(key); }
+    bool hasObject(const QString &key) const { return m_object.value(key).isObject(); }
 
     QString text(const QString &key, const QString &otherwise);
     QString requiredText(const QString &key);

@@ -20,6 +20,10 @@ public:
 
     QString receive(const Datagram &datagram) override;
 
+protected:
+    const InstrumentTexts &texts() const { return m_texts; }
+    void setTexts(const InstrumentTexts &texts) { m_texts = texts; }
+
 private:
     void takeSettings(const Datagram &datagram, const SetDatagram &set);
     QByteArray reply() const;

@@ -5,6 +5,7 @@
 
 #include <QHostAddress>
 
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -19,6 +20,23 @@ void armReset(const QTcpSocket &socket)
     setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
 }
 
+// Lets no more than about so many bytes wait unread.
+void narrow(QTcpSocket &socket, int window)
+{
+    if (window > 0) {
+        socket.setReadBufferSize(window);
+        socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, window);
+    }
+}
+
+// Whether the client has ended the connection, even if bytes that it sent before still wait: Qt sees an
+// end only behind the last of them.
+bool hasLeft(const QTcpSocket &client)
+{
+    pollfd end{static_cast<int>(client.socketDescriptor()), POLLRDHUP, 0};
+    return poll(&end, 1, 0) == 1 && (end.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
 } // namespace
 
 Tunnel::Tunnel(std::unique_ptr<SerialPartner> partner, TunnelSpec::Manner manner, EventLog &log,
@@ -28,6 +46,7 @@ Tunnel::Tunnel(std::unique_ptr<SerialPartner> partner, TunnelSpec::Manner manner
     connect(&m_server, &QTcpServer::newConnection, this, &Tunnel::welcome);
     connect(m_partner.get(), &SerialPartner::transmit, this, &Tunnel::write);
     connect(m_partner.get(), &SerialPartner::resetConnection, this, &Tunnel::reset);
+    connect(m_partner.get(), &SerialPartner::hungry, this, &Tunnel::read, Qt::QueuedConnection);
 }
 
 Tunnel::~Tunnel()
@@ -68,6 +87,7 @@ void Tunnel::welcome()
     }
     m_server.close();
     m_client = client;
+    narrow(*client, m_partner->window());
     connect(m_client, &QTcpSocket::readyRead, this, &Tunnel::read);
     connect(m_client, &QTcpSocket::disconnected, this, &Tunnel::clientGone);
     report(QStringLiteral("connected"), *m_client);
@@ -76,9 +96,15 @@ void Tunnel::welcome()
 
 void Tunnel::read()
 {
-    const QByteArray bytes = m_client->readAll();
-    if (m_manner != TunnelSpec::Silent) {
-        m_partner->receive(bytes);
+    // The partner may end the connection at any byte.
+    while (m_client != nullptr && m_client->bytesAvailable() > 0 && m_partner->appetite() > 0) {
+        const QByteArray bytes = m_client->read(m_partner->appetite());
+        if (m_manner != TunnelSpec::Silent) {
+            m_partner->receive(bytes);
+        }
+    }
+    if (m_client != nullptr && m_client->bytesAvailable() > 0 && hasLeft(*m_client)) {
+        reset(); // a slow partner need not take what nobody waits for
     }
 }
 

@@ -12,8 +12,8 @@
 class EventLog;
 
 // A module's serial tunnel, TCP 10001: what a client writes goes to the instrument behind the module,
-// and back. There is one client at a time; while it is there nobody listens, so that a second one is
-// refused, as the module does it.
+// and back. An instrument with a network interface of its own has the same port. There is one client at a
+// time; while it is there nobody listens, so that a second one is refused, as the module does it.
 //
 // Events: "connected" and "disconnected" with peer and port, "accepted" when a client is only closed.
 class Tunnel : public ModuleService

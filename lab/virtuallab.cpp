@@ -3,7 +3,7 @@
 #include "commandreader.h"
 #include "eventlog.h"
 #include "moduleequipment.h"
-#include "quorvexinstrument.h"
+#include "updatableinstrument.h"
 #include "xportmodule.h"
 
 #include <algorithm>
@@ -67,6 +67,9 @@ Instrument *VirtualLab::makeInstrument(const InstrumentSpec &spec)
         auto *xport = new XportModule(spec, m_bench, this);
         equipModule(*xport, *module, m_log);
         return xport;
+    }
+    if (spec.update.enabled) {
+        return new UpdatableInstrument(spec, m_bench, this);
     }
     return new QuorvexInstrument(spec, m_bench, this);
 }
@@ -146,11 +149,13 @@ void VirtualLab::registerCommands(CommandReader &commands)
         instrument.restore();
         return QString();
     });
-    commands.add(QStringLiteral("dumpFlash"), [this](const QJsonObject &command) {
-        Instrument *instrument = find(command);
-        return instrument == nullptr ? QStringLiteral("no instrument with this MAC")
-                                     : instrument->carryOut(command);
-    });
+    for (const QString &name : {QStringLiteral("dumpFlash"), QStringLiteral("dumpImage")}) {
+        commands.add(name, [this](const QJsonObject &command) {
+            Instrument *instrument = find(command);
+            return instrument == nullptr ? QStringLiteral("no instrument with this MAC")
+                                         : instrument->carryOut(command);
+        });
+    }
     add(QStringLiteral("state"), [this](Instrument &instrument) {
         m_log.report(QStringLiteral("state"), instrument.macName(), instrument.state());
         return QString();

@@ -29,7 +29,7 @@ public:
     // Plugs instruments in. False, and `error` names the instrument, when one cannot have its address.
     bool populate(const QVector<InstrumentSpec> &specs, QString *error);
 
-    // "reboot", "remove", "restore", "state" and "dumpFlash", each with a "mac".
+    // "reboot", "remove", "restore", "state", "dumpFlash" and "dumpImage", each with a "mac".
     void registerCommands(CommandReader &commands);
 
 private:

@@ -1,0 +1,68 @@
+#include "rangesummary.h"
+
+#include <QHostAddress>
+#include <QLocale>
+
+namespace {
+
+// Measured with the discovery client on a 2-core machine: 0.77 s for a scan of 65,536 addresses behind a
+// router at a scan time of 0.2 s.
+constexpr double secondsPerQuery = 9e-6;
+
+QString duration(double seconds)
+{
+    const QLocale english(QLocale::English);
+    if (seconds < 10) {
+        return english.toString(seconds, 'f', 1) + QStringLiteral(" s");
+    }
+    if (seconds < 120) {
+        return english.toString(seconds, 'f', 0) + QStringLiteral(" s");
+    }
+    return seconds < 7200 ? english.toString(seconds / 60, 'f', 0) + QStringLiteral(" min")
+                          : english.toString(seconds / 3600, 'f', 0) + QStringLiteral(" h");
+}
+
+} // namespace
+
+quint64 RangeSummary::addressCount(quint32 start, quint32 end)
+{
+    if (start > end) {
+        return 0;
+    }
+    const quint32 network = start & 0xFFFFFF00U;
+    const quint32 broadcast = start | 0x000000FFU;
+    quint64 count = quint64(end) - start + 1;
+    count -= start == network ? 1 : 0;
+    count -= end >= broadcast ? 1 : 0;
+    return count;
+}
+
+double RangeSummary::scanSeconds(quint64 addresses, double scanTime)
+{
+    return scanTime / 1000 + static_cast<double>(addresses) * secondsPerQuery;
+}
+
+QString RangeSummary::text(quint32 start, quint32 end, double scanTime)
+{
+    if (start > end) {
+        return tr("The range is empty: the start address is above the end address.");
+    }
+    const quint64 count = addressCount(start, end);
+    if (count == 0) {
+        return tr("The range is empty: a network's own and its broadcast address are not asked.");
+    }
+    const QString addresses =
+        count == 1 ? tr("1 address") : tr("%1 addresses").arg(QLocale(QLocale::English).toString(count));
+    return tr("%1; a scan takes about %2.").arg(addresses, duration(scanSeconds(count, scanTime)));
+}
+
+QString RangeSummary::fault(const QString &which, const QString &text)
+{
+    if (text.trimmed().isEmpty()) {
+        return tr("The %1 address is missing.").arg(which);
+    }
+    if (QHostAddress(text.trimmed()).protocol() == QAbstractSocket::IPv6Protocol) {
+        return tr("The %1 address is an IPv6 address; instruments are asked by IPv4.").arg(which);
+    }
+    return tr("The %1 address is no IPv4 address; write it like 192.168.0.1.").arg(which);
+}

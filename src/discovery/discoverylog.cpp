@@ -1,0 +1,3 @@
+#include "discoverylog.h"
+
+Q_LOGGING_CATEGORY(discoveryLog, "devicemanager.discovery", QtInfoMsg)

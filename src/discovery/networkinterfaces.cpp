@@ -1,0 +1,120 @@
+#include "networkinterfaces.h"
+
+#include "ui_networkinterfaces.h"
+
+#include <QCheckBox>
+#include <QHeaderView>
+#include <QStyledItemDelegate>
+#include <QTableWidgetItem>
+
+namespace {
+
+enum Column { TickColumn, NameColumn, IpColumn, MaskColumn };
+
+constexpr int tickWidth = 10;
+constexpr int nameWidth = 100;
+constexpr int ipWidth = 200;
+
+// The tick column is narrower than a tick box, which therefore stands out into the name column.
+constexpr int boxWidth = 26;
+
+// Keeps the name out from under the tick box.
+class NameDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        QStyleOptionViewItem besideBox(option);
+        besideBox.rect.setLeft(option.rect.left() + boxWidth - tickWidth);
+        QStyledItemDelegate::paint(painter, besideBox, index);
+    }
+};
+
+QTableWidgetItem *textItem(const QString &text)
+{
+    auto *item = new QTableWidgetItem(text);
+    item->setTextAlignment(Qt::AlignCenter);
+    // A long name is cut. Qt takes a tool tip for rich text when it looks like it: this one never is.
+    item->setToolTip(QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
+    return item;
+}
+
+} // namespace
+
+NetworkInterfaces::NetworkInterfaces(QWidget *parent)
+    : QDialog(parent), ui(std::make_unique<Ui::NetworkInterfaces>())
+{
+    ui->setupUi(this);
+    setUpTable();
+    connect(ui->applyBtn, &QPushButton::released, this, &NetworkInterfaces::onApply);
+    connect(ui->cancelBtn, &QPushButton::released, this, &NetworkInterfaces::reject);
+    fillTable();
+}
+
+NetworkInterfaces::~NetworkInterfaces() = default;
+
+void NetworkInterfaces::setInterfaces(const QList<interfaces_t> &interfaces)
+{
+    m_interfaces = interfaces;
+    fillTable();
+}
+
+void NetworkInterfaces::refresh()
+{
+    setInterfaces(localInterfaces(m_interfaces));
+}
+
+void NetworkInterfaces::fillTable()
+{
+    ui->tableNetworks->setRowCount(0);
+    ui->tableNetworks->setRowCount(m_interfaces.size());
+    for (int row = 0; row < m_interfaces.size(); ++row) {
+        addRow(row, m_interfaces.at(row));
+    }
+    ui->labelNoNetwork->setVisible(m_interfaces.isEmpty());
+}
+
+void NetworkInterfaces::reject()
+{
+    emit signalClose();
+}
+
+void NetworkInterfaces::onApply()
+{
+    for (int row = 0; row < m_interfaces.size(); ++row) {
+        m_interfaces[row].selected = tickBox(row)->isChecked();
+    }
+    emit signalUpdateNetworkList(m_interfaces);
+}
+
+void NetworkInterfaces::setUpTable()
+{
+    QTableWidget *table = ui->tableNetworks;
+    table->horizontalHeader()->setMinimumSectionSize(tickWidth);
+    table->setColumnWidth(TickColumn, tickWidth);
+    table->setColumnWidth(NameColumn, nameWidth);
+    table->setColumnWidth(IpColumn, ipWidth);
+    table->horizontalHeader()->setSectionResizeMode(TickColumn, QHeaderView::Fixed);
+    table->setItemDelegateForColumn(NameColumn, new NameDelegate(table));
+    // The boxes are small: a click anywhere in a row ticks it.
+    connect(table, &QTableWidget::cellClicked, this, [this](int row) { tickBox(row)->toggle(); });
+}
+
+void NetworkInterfaces::addRow(int row, const interfaces_t &interface)
+{
+    auto *box = new QCheckBox;
+    box->setChecked(interface.selected);
+    box->setMinimumWidth(boxWidth);
+    box->setAccessibleName(interface.name + QLatin1Char(' ') + interface.ip);
+    ui->tableNetworks->setCellWidget(row, TickColumn, box);
+    ui->tableNetworks->setItem(row, NameColumn, textItem(interface.name));
+    ui->tableNetworks->setItem(row, IpColumn, textItem(interface.ip));
+    ui->tableNetworks->setItem(row, MaskColumn, textItem(interface.netmask));
+}
+
+QCheckBox *NetworkInterfaces::tickBox(int row) const
+{
+    return qobject_cast<QCheckBox *>(ui->tableNetworks->cellWidget(row, TickColumn));
+}

@@ -1,0 +1,198 @@
+#include "dspprogmode.h"
+
+#include "firmwarelog.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QThread>
+
+namespace {
+
+constexpr std::array<GpioStep, 4> initialTable{{
+    {{0x19, 7, 0, 0, 0, 7, 0, 0, 0}, {0x19, 7, 0, 0, 0}, "Set directions: Output"},
+    {{0x1a, 7, 0, 0, 0, 0, 0, 0, 0}, {0x1a, 0, 0, 0, 0}, "Set active levels: Active High"},
+    {{0x1b, 7, 0, 0, 0, 0, 0, 0, 0}, {0x1b, 0, 0, 0, 0}, "Set current states: Reset"},
+    {{}, {}, ""},
+}};
+
+// By dspProgMode::State. A DSP whose pin stays low when the reset ends starts in programming mode.
+constexpr std::array<GpioStep, 3> stateSteps{{
+    {{0x1b, 7, 0, 0, 0, 7, 0, 0, 0}, {0x1b, 7, 0, 0, 0}, "Set current states: NORMAL"},
+    {{0x1b, 7, 0, 0, 0, 5, 0, 0, 0}, {0x1b, 5, 0, 0, 0}, "Set current states: Prog. Communication"},
+    {{0x1b, 7, 0, 0, 0, 6, 0, 0, 0}, {0x1b, 6, 0, 0, 0}, "Set current states: Prog. Control"},
+}};
+
+// The boot loader echoes this character once it has locked onto the speed of the line.
+constexpr char autobaudCharacter = 'a';
+
+// Waits for the boot loader's answers that are shown as progress.
+constexpr int shownWaits = 5;
+
+template <std::size_t Size>
+QByteArray toBytes(const std::array<quint8, Size> &bytes)
+{
+    return {reinterpret_cast<const char *>(bytes.data()), static_cast<int>(Size)};
+}
+
+} // namespace
+
+dspProgMode::dspProgMode(QObject *parent, Interruption interruptionRule, const Pacing &times,
+                         const XPortPorts &tcpPorts, const QString &bootloader)
+    : QObject(parent),
+      table(initialTable),
+      interruption(interruptionRule),
+      pacing(times),
+      ports(tcpPorts),
+      bootloaderPath(bootloader)
+{}
+
+QString dspProgMode::defaultBootloader()
+{
+    return QStringLiteral(":/files/resources/Rovan_Motor_Bootloader.hex");
+}
+
+void dspProgMode::setState(int state, const QString &host)
+{
+    address = host;
+    if (state >= Normal && state <= ProgramControl) {
+        table.back() = stateSteps[static_cast<std::size_t>(state)];
+    }
+    runGpioTable();
+}
+
+void dspProgMode::runGpioTable()
+{
+    step();
+    const bool connected =
+        waits::forConnection(socket, address, ports.gpio, pacing.gpioConnect, interruption);
+    if (stopped()) {
+        return;
+    }
+    if (!connected) {
+        fail(QStringLiteral("ERROR: Connection to port 30704 failed!"));
+        return;
+    }
+    for (const GpioStep &entry : table) {
+        runStep(entry);
+        if (stopped()) {
+            return;
+        }
+    }
+    waits::close(socket);
+}
+
+void dspProgMode::runStep(const GpioStep &entry)
+{
+    QThread::usleep(static_cast<unsigned long>(pacing.gpioStep.count()));
+    socket.write(toBytes(entry.command));
+
+    // An answer may come in pieces, but all of them within the bound.
+    const QDeadlineTimer deadline(pacing.gpioAnswer);
+    QByteArray answer;
+    while (answer.size() < static_cast<int>(entry.answer.size()) &&
+           waits::forData(socket, waits::milliseconds(deadline.remainingTime()), interruption)) {
+        answer += socket.readAll();
+    }
+    qCDebug(lcFirmware) << entry.label << answer.toHex(' ');
+    if (answer != toBytes(entry.answer) && !waits::interrupted(interruption)) {
+        emit signalError(QStringLiteral("ERROR: GPIO not configured correctly!"));
+    }
+    step();
+}
+
+void dspProgMode::loadBootloader()
+{
+    if (!waits::forConnection(socket, address, ports.tunnel, pacing.tunnelConnect, interruption)) {
+        if (!stopped()) {
+            fail(QStringLiteral("ERROR: Connection Failed!!"));
+        }
+        return;
+    }
+    step();
+    waits::pause(pacing.tunnelSettle, interruption);
+    step();
+    if (stopped()) {
+        return;
+    }
+    const bool locked = autobaud();
+    if (stopped()) {
+        return;
+    }
+    if (!locked) {
+        fail(QStringLiteral("ERROR: autobaud failed!"));
+        return;
+    }
+    step();
+
+    QFile file(bootloaderPath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(QStringLiteral("ERROR: Bootloader File not found!"));
+        return;
+    }
+    sendBootloader(file.readAll());
+    drainAnswers();
+    if (!stopped()) {
+        waits::close(socket);
+    }
+}
+
+bool dspProgMode::autobaud()
+{
+    // The module may hand over what the line said before we came; that is no answer.
+    waits::stillConnected(socket);
+    socket.readAll();
+
+    socket.putChar(autobaudCharacter);
+    socket.flush();
+    waits::forWritten(socket, pacing.written, interruption);
+    waits::forData(socket, pacing.autobaud, interruption);
+    const QByteArray answer = socket.readAll();
+    qCDebug(lcFirmware) << "autobaud" << answer.toHex(' ');
+    return answer == QByteArray(1, autobaudCharacter);
+}
+
+void dspProgMode::sendBootloader(const QByteArray &text)
+{
+    qCDebug(lcFirmware) << "boot loader," << text.size() << "bytes";
+    socket.write(text);
+    socket.flush();
+    waits::forWritten(socket, pacing.written, interruption);
+    waits::forData(socket, pacing.bootFirstAnswer, interruption);
+    step();
+}
+
+void dspProgMode::drainAnswers()
+{
+    const QDeadlineTimer patience(pacing.longestAnswer);
+    bool more = true;
+    for (int wait = 1; more && !patience.hasExpired(); ++wait) {
+        more = waits::forData(socket, pacing.bootAnswer, interruption);
+        qCDebug(lcFirmware) << "boot loader >" << socket.readAll();
+        if (wait <= shownWaits) {
+            step();
+        }
+    }
+}
+
+void dspProgMode::step()
+{
+    emit signalIncreaseProgressBar();
+    QCoreApplication::processEvents();
+}
+
+// The thread was asked to stop, and nothing has been erased so far.
+bool dspProgMode::stopped()
+{
+    if (!waits::interrupted(interruption)) {
+        return false;
+    }
+    fail(waits::timedOutText());
+    return true;
+}
+
+void dspProgMode::fail(const QString &message)
+{
+    waits::close(socket);
+    emit signalError(message);
+}

@@ -1,0 +1,255 @@
+#include "sendfirmware.h"
+
+#include "firmwarelog.h"
+#include "parsehex.h"
+#include "waits.h"
+
+#include <QDeadlineTimer>
+#include <QTcpSocket>
+#include <QtEndian>
+
+namespace {
+
+// The programmable words, both ends included.
+constexpr unsigned firstAddress = 0x3E8000;
+constexpr unsigned lastAddress = 0x3F8F00;
+
+constexpr unsigned pageWords = 256;
+constexpr int pageBytes = 512;
+constexpr int packetBytes = 32;
+
+// Data packets for each step of the progress bar.
+constexpr int packetsPerStep = 50;
+
+// The sectors that the boot loader erases for an update, as it numbers them.
+constexpr int allSectors = 11;
+
+constexpr int eraseTenths = 200;
+constexpr int verifyTenths = 3;
+
+enum Command : char { SetAddress = 0x0A, EndWrite = 0x0B, WriteData = 0x0C, EndVerify = 0x0D, Erase = 0x0E };
+
+QByteArray packet(Command command, const QByteArray &arguments)
+{
+    return QByteArray("\x0C\x0E") + static_cast<char>(command) + static_cast<char>(arguments.size()) +
+           arguments + '\x0E';
+}
+
+bool delivers(const QTcpSocket &socket)
+{
+    return socket.state() == QAbstractSocket::ConnectedState && socket.bytesToWrite() == 0;
+}
+
+QString positiveAnswer()
+{
+    return QStringLiteral("ACK\n");
+}
+
+} // namespace
+
+SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts)
+    : QObject(parent), pacing(times), ports(tcpPorts)
+{}
+
+SendFirmware::~SendFirmware() = default;
+
+void SendFirmware::program(const QString &hexFilePath, const QString &host)
+{
+    emit signalIncreaseProgressBar();
+    const bool readable = readFile(hexFilePath);
+    emit signalIncreaseProgressBar();
+    if (!readable) {
+        emit signalErrorDetected(QStringLiteral("ERROR: Parsing Failed!"));
+        return;
+    }
+    QTcpSocket socket;
+    if (!openTunnel(host, &socket)) {
+        return;
+    }
+    if (eraseFlash(allSectors, &socket) != positiveAnswer()) {
+        emit signalErrorDetected(QStringLiteral("ERROR: Flash Erase failed!"));
+        return;
+    }
+    emit signalPrintMessage(QStringLiteral("Memory erased!"));
+    writeMemory(true, &socket);
+}
+
+// A file without a data record would erase the flash and leave it empty, so it counts as unreadable.
+bool SendFirmware::readFile(const QString &path)
+{
+    parser = std::make_unique<ParseHex>();
+    if (parser->readFile(path) != ParseHex::accepted || parser->records() == 0) {
+        return false;
+    }
+    if (parser->droppedLines() > 0) {
+        emit signalPrintMessage(
+            QStringLiteral("WARNING: %1 line(s) of the firmware file have a wrong checksum and are left out")
+                .arg(parser->droppedLines()));
+    }
+    return true;
+}
+
+// Connects and gives the serial line time to settle: the last waits that a request to stop may end.
+bool SendFirmware::openTunnel(const QString &host, QTcpSocket *socket)
+{
+    constexpr Interruption rule = Interruption::Honoured;
+    const bool connected = waits::forConnection(*socket, host, ports.tunnel, pacing.tunnelConnect, rule);
+    if (connected) {
+        waits::pause(pacing.tunnelSettle, rule);
+    }
+    if (waits::interrupted(rule)) {
+        emit signalErrorDetected(waits::timedOutText());
+        return false;
+    }
+    if (!connected) {
+        emit signalErrorDetected(QStringLiteral("ERROR: Connection Failed!!"));
+    }
+    return connected;
+}
+
+QString SendFirmware::eraseFlash(int sectors, QTcpSocket *socket)
+{
+    emit signalIncreaseProgressBar();
+    emit signalPrintMessage(QStringLiteral("Send Erase Packet..."));
+    sendErase(sectors, socket);
+    emit signalPrintMessage(QStringLiteral("Erase Timeout 20s"));
+    return readReply(eraseTenths, socket);
+}
+
+// A block that does not fit is an error of its own: the blocks after it are still written.
+void SendFirmware::writeMemory(bool writeMode, QTcpSocket *socket)
+{
+    emit signalPrintMessage(QStringLiteral("Write memory..."));
+    connectionLost = false;
+    const auto blocks = parser ? parser->blocks() : QPair<QVector<quint32>, QVector<QByteArray>>();
+    for (int i = 0; i < blocks.first.size() && !connectionLost; ++i) {
+        writeBlock(blocks.first[i], blocks.second[i], writeMode, socket);
+    }
+    if (!connectionLost) {
+        emit signalPrintMessage(QStringLiteral("Writing completed!"));
+    }
+    waits::close(*socket);
+}
+
+void SendFirmware::writeBlock(unsigned address, const QByteArray &data, bool writeMode, QTcpSocket *socket)
+{
+    const QString outside = QStringLiteral("ERROR: address are outside the programmable address range");
+    if (data.isEmpty()) {
+        return;
+    }
+    if (address < firstAddress || address > lastAddress) {
+        emit signalErrorDetected(outside);
+        return;
+    }
+    const unsigned stopAddress = address + (lastAddress - address) / pageWords * pageWords + pageWords;
+    int packets = 0;
+    int index = 0; // into the data; runs on across pages
+    for (unsigned page = address;;) {
+        sendAddress(page, socket);
+        const bool delivered = sendPageData(data, &index, &packets, socket);
+        if (!endPage(delivered, writeMode, socket)) {
+            return;
+        }
+        page += pageWords;
+        if (index >= data.size()) {
+            return;
+        }
+        if (page == stopAddress) {
+            emit signalErrorDetected(outside);
+            return;
+        }
+    }
+}
+
+// False when a packet could not leave: the page is incomplete, and so would be all after it.
+bool SendFirmware::sendPageData(const QByteArray &data, int *index, int *packets, QTcpSocket *socket)
+{
+    const int end = qMin(*index + pageBytes, data.size());
+    while (*index < end) {
+        if (*packets > packetsPerStep) {
+            emit signalIncreaseProgressBar();
+            *packets = 1;
+        } else {
+            ++*packets;
+        }
+        const QByteArray part = data.mid(*index, qMin(packetBytes, end - *index));
+        sendData(part, socket);
+        if (!delivers(*socket)) {
+            return false;
+        }
+        *index += part.size();
+    }
+    return true;
+}
+
+// False when the block must not go on: its page did not verify, or nothing reaches the flash any more.
+bool SendFirmware::endPage(bool delivered, bool writeMode, QTcpSocket *socket)
+{
+    if (delivered) {
+        sendEndOfPage(writeMode, socket);
+    }
+    // The boot loader's word on a written page is taken for granted and never read.
+    if (!writeMode && readReply(verifyTenths, socket) != positiveAnswer()) {
+        emit signalErrorDetected(QStringLiteral("ERROR: verify failed!"));
+        return false;
+    }
+    if (delivered) {
+        waits::pause(pacing.page, Interruption::Ignored);
+    }
+    if (writeMode && !(waits::stillConnected(*socket) && delivers(*socket) && delivered)) {
+        connectionLost = true;
+        emit signalErrorDetected(QStringLiteral("ERROR: writing failed!"));
+        return false;
+    }
+    return true;
+}
+
+void SendFirmware::sendAddress(unsigned address, QTcpSocket *socket)
+{
+    QByteArray argument(4, '\0');
+    qToBigEndian(static_cast<quint32>(address), argument.data());
+    sendPacket(packet(SetAddress, argument), socket);
+}
+
+void SendFirmware::sendData(const QByteArray &data, QTcpSocket *socket)
+{
+    sendPacket(packet(WriteData, data), socket);
+}
+
+void SendFirmware::sendEndOfPage(bool writeMode, QTcpSocket *socket)
+{
+    sendPacket(packet(writeMode ? EndWrite : EndVerify, QByteArray()), socket);
+}
+
+void SendFirmware::sendErase(int sectors, QTcpSocket *socket)
+{
+    sendPacket(packet(Erase, QByteArray(1, static_cast<char>(sectors))), socket);
+}
+
+// A wait that ends without all bytes gone is not looked at here; the end of the page tells.
+void SendFirmware::sendPacket(const QByteArray &bytes, QTcpSocket *socket)
+{
+    if (socket->state() != QAbstractSocket::ConnectedState) {
+        return;
+    }
+    qCDebug(lcFirmware) << "tunnel <" << bytes.toHex(' ');
+    socket->write(bytes);
+    socket->flush();
+    waits::forWritten(*socket, pacing.written, Interruption::Ignored);
+}
+
+// The order of waits and reads is what the boot loaders in the field are used to: what arrives during
+// the first wait is taken only when more follows, else it stays for the next reply. So an erase that
+// is answered within that first second counts as not answered.
+QString SendFirmware::readReply(int waitTenths, QTcpSocket *socket)
+{
+    constexpr Interruption rule = Interruption::Ignored;
+    const QDeadlineTimer patience(pacing.longestAnswer);
+    QByteArray buffer;
+    waits::forNewData(*socket, pacing.replyFirst, rule);
+    while (!patience.hasExpired() && waits::forNewData(*socket, waitTenths * pacing.replyTenth, rule)) {
+        buffer += socket->readAll();
+    }
+    qCDebug(lcFirmware) << "tunnel >" << buffer;
+    return QString::fromUtf8(buffer.constData());
+}

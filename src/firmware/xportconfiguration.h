@@ -1,0 +1,60 @@
+#pragma once
+
+#include "pacing.h"
+#include "waits.h"
+#include "xportports.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+#include <QTcpSocket>
+
+// Sets the speed of an XPort's serial channel through the module's text setup menu, as a person would
+// at a terminal: Enter at the banner, channel 1, the new baud rate, Enter at every further question,
+// save and exit. Owned by the update that needs the speed; blocks the thread it is used from.
+//
+// The module echoes what is typed, ends its lines in an order of its own and sends no mark at the end
+// of an answer, so an answer is what comes until it has been silent for a second.
+class xPortConfiguration : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit xPortConfiguration(QObject *parent = nullptr, Interruption interruption = Interruption::Honoured,
+                                const Pacing &pacing = {}, const XPortPorts &ports = {});
+    ~xPortConfiguration() override;
+
+    // `baud` in bits a second. False when the module cannot be reached, does not come to the expected
+    // places of its menu, is lost on the way, or when the thread is asked to stop. A rate that the
+    // module refuses gives true and a warning: the menu goes on with the old one.
+    bool setBaudrate(const QString &host, int baud);
+
+    // Third word of the banner's second line, which is the module's MAC address without separators;
+    // empty when the module cannot be reached.
+    QString readBannerWord(const QString &host);
+
+signals:
+    // After each line that was typed, and also where there was nothing to type.
+    void signalIncreaseProgressBar();
+    void signalPrintMessage(QString message);
+
+private:
+    bool connectTo(const QString &host);
+    void sendCommand(const QByteArray &text);
+    void readAnswer();
+    bool expectText(const QByteArray &text);
+    bool exchange(const QByteArray &command, const QByteArray &expected);
+    void warnIfRefused();
+
+    QTcpSocket socket;
+    bool sendText = false;  // the next command is typed as it stands, else it is a mere Enter
+    bool sendFirst = false; // an exchange types and reads, else it reads and types
+    bool found = false;     // the expected text has been seen in the current exchange
+    QByteArray received;    // what the last read gave
+    QByteArray baudRate;    // decimal
+
+    bool refused = false; // the module did not take the rate
+    Interruption interruption;
+    Pacing pacing;
+    XPortPorts ports;
+};

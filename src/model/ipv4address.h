@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+#include <optional>
+
+// The number (host order) of a dotted IPv4 address as people write it: four decimal numbers from 0
+// to 255, white space around them ignored. Stricter than QHostAddress, which takes "192.168.5" for
+// 192.168.0.5 and "010.1.1.1" for 8.1.1.1: an address that is still being typed, or that could be
+// read in two ways, must never reach an instrument.
+std::optional<quint32> parseIpv4Address(const QString &text);
+
+// True for an address that an instrument can be given: not 0.0.0.0 and not 255.255.255.255.
+bool isUsableIpv4Address(const QString &text);

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "device.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+// What the dialog for many instruments, the configuration file and the sender hand each other: one
+// instrument as six texts. A row names its instrument by the MAC address and carries no DHCP choice.
+enum NetworkSettingsColumn {
+    FamilyColumn,
+    SerialNumberColumn,
+    MacColumn,
+    IpColumn,
+    NetmaskColumn,
+    GatewayColumn
+};
+
+constexpr int networkSettingsColumnCount = 6;
+
+QStringList networkSettingsRow(const Device_t &device);
+
+// The six bytes of a MAC text, in its order: the hexadecimal pairs at positions 0, 3, ... 15, whatever
+// stands between and behind them. Empty when any of them is not a pair of hexadecimal digits.
+QByteArray macBytes(const QString &mac);
+
+// Why an instrument cannot be given this address, mask or gateway, to stand behind "the IP address
+// ...": "is missing", "is not an IPv4 address", ... Empty when it can.
+QString addressProblem(const QString &address);
+
+// The first thing for which a row would not be sent, as a sentence without its full stop; empty for a
+// row that will be.
+QString rowProblem(const QStringList &row);

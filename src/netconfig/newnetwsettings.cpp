@@ -1,0 +1,300 @@
+#include "newnetwsettings.h"
+
+#include "changenetworkconfiguration.h"
+#include "networksettingsmodel.h"
+#include "ui_newnetwsettings.h"
+#include "uploaddetails.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QPointer>
+#include <QStyle>
+
+#include <utility>
+
+namespace {
+
+const QString uploadTitle = QStringLiteral("Upload csv-file");
+constexpr int messageWidth = 460; // pixels
+
+const QString fileFilter = QStringLiteral("csv-files (*.csv);;All files (*)");
+
+QString instruments(int count)
+{
+    return count == 1 ? QStringLiteral("1 instrument") : QStringLiteral("%1 instruments").arg(count);
+}
+
+} // namespace
+
+NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent)
+    : QDialog(parent),
+      m_ui(std::make_unique<Ui::NewNetwSettings>()),
+      m_model(std::make_unique<NetworkSettingsModel>(rows)),
+      m_chooseSave([this] {
+          return QFileDialog::getSaveFileName(this, QStringLiteral("Save csv-file"),
+                                              QStringLiteral("network_configuration.csv"), fileFilter);
+      }),
+      m_chooseOpen([this] { return QFileDialog::getOpenFileName(this, uploadTitle, QString(), fileFilter); })
+{
+    m_ui->setupUi(this);
+    if (auto *clear = m_ui->lineEditFind->findChild<QToolButton *>()) {
+        clear->setAccessibleName(QStringLiteral("Clear the find text")); // Qt leaves it without a name
+    }
+    m_ui->tableNetwSettings->showModel(m_model.get());
+    connectAll();
+    showSending(false);
+    onTableChanged();
+}
+
+NewNetwSettings::~NewNetwSettings() = default;
+
+void NewNetwSettings::connectAll()
+{
+    connect(m_ui->applyBtn, &QPushButton::clicked, this, &NewNetwSettings::onApply);
+    connect(m_ui->cancelBtn, &QPushButton::clicked, this, &NewNetwSettings::onCancel);
+    connect(m_ui->saveFileBtn, &QPushButton::clicked, this, &NewNetwSettings::onSaveFile);
+    connect(m_ui->uploadFileBtn, &QPushButton::clicked, this, &NewNetwSettings::onUploadFile);
+    connect(m_ui->stopBtn, &QPushButton::clicked, this, &NewNetwSettings::onStop);
+    connect(m_ui->showProblemBtn, &QToolButton::clicked, this, &NewNetwSettings::onShowProblem);
+    connect(m_ui->lineEditFind, &QLineEdit::textChanged, this, &NewNetwSettings::onFind);
+    connect(m_ui->tableNetwSettings, &NetworkSettingsView::signalMessage, this,
+            &NewNetwSettings::onShowMessage);
+    connect(m_model.get(), &NetworkSettingsModel::signalChanged, this, &NewNetwSettings::onTableChanged);
+}
+
+void NewNetwSettings::setDevices(const QList<Device_t> &devices)
+{
+    m_codes.clear();
+    for (const Device_t &device : devices) {
+        m_codes.insert(device[Mac], device[Code]);
+    }
+}
+
+void NewNetwSettings::setFileChoosers(const FileChooser &save, const FileChooser &open)
+{
+    m_chooseSave = save;
+    m_chooseOpen = open;
+}
+
+void NewNetwSettings::onApply()
+{
+    if (m_model->changedCount() > 0 && m_model->invalidCount() == 0) {
+        send(Sending::Table, m_model->changedRows());
+    }
+}
+
+void NewNetwSettings::send(Sending what, const QList<QStringList> &rows)
+{
+    m_sending = what;
+    m_stopRequested = false;
+    m_done = 0;
+    m_total = rows.size();
+    m_ui->progressBarApply->setRange(0, m_total);
+    m_ui->progressBarApply->setValue(0);
+    onShowMessage(QString());
+    showSending(true);
+    emit signalApply(rows);
+}
+
+bool NewNetwSettings::onProgress(int done, int total)
+{
+    m_done = done;
+    m_ui->progressBarApply->setRange(0, total);
+    m_ui->progressBarApply->setValue(done);
+    const QPointer<NewNetwSettings> self(this);
+    QCoreApplication::processEvents();
+    return self && !m_stopRequested;
+}
+
+void NewNetwSettings::onApplied()
+{
+    const Sending what = std::exchange(m_sending, Sending::Nothing);
+    const int sent = m_stopRequested ? m_done : m_total;
+    showSending(false);
+    if (what == Sending::Table) {
+        m_model->acceptFirstChanged(sent);
+    }
+    if (sent < m_total) {
+        onShowMessage(QStringLiteral("Stopped: %1 of %2 were sent their settings.")
+                          .arg(sent)
+                          .arg(instruments(m_total)));
+    } else if (what == Sending::File) {
+        tellUpload(QMessageBox::Information, QStringLiteral("upload completed!"), true);
+    } else if (what == Sending::Table) {
+        onCancel();
+    }
+}
+
+void NewNetwSettings::onNotApplied(const QString &reason)
+{
+    m_sending = Sending::Nothing;
+    showSending(false);
+    onShowMessage(reason);
+}
+
+void NewNetwSettings::onStop()
+{
+    m_stopRequested = true;
+    m_ui->stopBtn->setEnabled(false);
+}
+
+// Also the end of a successful Apply: all that is left is to go.
+void NewNetwSettings::onCancel()
+{
+    QDialog::reject();
+    emit signalClose();
+}
+
+void NewNetwSettings::reject()
+{
+    if (m_sending != Sending::Nothing) {
+        onStop();
+        return;
+    }
+    if (m_model->changedCount() == 0) {
+        onCancel();
+        return;
+    }
+    auto *question = new QMessageBox(
+        QMessageBox::Question, windowTitle(),
+        QStringLiteral("Discard the changes to %1?").arg(instruments(m_model->changedCount())),
+        QMessageBox::Discard | QMessageBox::Cancel, this);
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setDefaultButton(QMessageBox::Cancel);
+    connect(question->button(QMessageBox::Discard), &QAbstractButton::clicked, this,
+            &NewNetwSettings::onCancel);
+    question->open();
+}
+
+void NewNetwSettings::onSaveFile()
+{
+    const QString path = m_chooseSave();
+    if (path.isEmpty()) {
+        return;
+    }
+    const QList<Device_t> devices = devicesAsShown();
+    QString reason;
+    if (changeNetworkConfiguration::writeFile(devices, path, &reason)) {
+        onShowMessage(QStringLiteral("Saved %1 to %2.")
+                          .arg(instruments(devices.size()), QDir::toNativeSeparators(path)));
+    } else {
+        onShowMessage(QStringLiteral("ERROR: the file was not written: %1").arg(reason));
+    }
+}
+
+// What the table holds now, typed changes included: what is seen is what is saved.
+QList<Device_t> NewNetwSettings::devicesAsShown() const
+{
+    QList<Device_t> devices;
+    const QList<QStringList> rows = m_model->rows();
+    for (const QStringList &row : rows) {
+        Device_t device;
+        device[Code] = m_codes.value(row.at(MacColumn));
+        device[Family] = row.at(FamilyColumn);
+        device[Sn] = row.at(SerialNumberColumn);
+        device[Mac] = row.at(MacColumn);
+        device[Ip] = row.at(IpColumn);
+        device[Netmask] = row.at(NetmaskColumn);
+        device[Gateway] = row.at(GatewayColumn);
+        devices.append(device);
+    }
+    return devices;
+}
+
+void NewNetwSettings::onUploadFile()
+{
+    const QString path = m_chooseOpen();
+    if (path.isEmpty()) {
+        return;
+    }
+    m_upload = readNetworkConfiguration(path);
+    if (m_upload.sendableRows.isEmpty()) {
+        tellUpload(QMessageBox::Critical, QStringLiteral("Error: incorrect file"), false);
+    } else {
+        send(Sending::File, m_upload.sendableRows);
+    }
+}
+
+void NewNetwSettings::tellUpload(QMessageBox::Icon icon, const QString &text, bool closeAfterwards)
+{
+    auto *box = new QMessageBox(icon, uploadTitle, text, QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(uploadSummary(m_upload));
+    box->setDetailedText(uploadDetails(m_upload));
+    // A message box is as wide as its first line, too narrow to read the details in.
+    auto *layout = static_cast<QGridLayout *>(box->layout());
+    layout->addItem(new QSpacerItem(messageWidth, 0), layout->rowCount(), 0, 1, layout->columnCount());
+    if (closeAfterwards) {
+        connect(box, &QMessageBox::finished, this, &NewNetwSettings::onCancel);
+    }
+    box->open();
+}
+
+void NewNetwSettings::onFind(const QString &text)
+{
+    m_ui->tableNetwSettings->find(text);
+    onTableChanged();
+}
+
+void NewNetwSettings::onShowProblem()
+{
+    m_ui->lineEditFind->clear();
+    m_ui->tableNetwSettings->goTo(m_model->firstInvalidCell());
+}
+
+void NewNetwSettings::onShowMessage(const QString &message)
+{
+    m_ui->labelStatus->setText(message);
+}
+
+void NewNetwSettings::onTableChanged()
+{
+    const int changed = m_model->changedCount();
+    const int invalid = m_model->invalidCount();
+    const int shown = m_ui->tableNetwSettings->shownRowCount();
+    const QString all = instruments(m_model->rowCount());
+    m_ui->labelCount->setText(
+        QStringLiteral("%1, %2 changed")
+            .arg(shown == m_model->rowCount() ? all : QStringLiteral("%1 of %2 shown").arg(shown).arg(all))
+            .arg(changed));
+
+    m_ui->applyBtn->setEnabled(changed > 0 && invalid == 0 && m_sending == Sending::Nothing);
+    m_ui->showProblemBtn->setVisible(invalid > 0);
+    if (invalid > 0) {
+        showReason(invalid == 1
+                       ? m_model->firstProblem()
+                       : QStringLiteral("%1; and %2 more").arg(m_model->firstProblem()).arg(invalid - 1),
+                   "error");
+    } else if (m_model->sharedAddressCount() > 0) {
+        showReason(QStringLiteral("More than one instrument has the same IP address."), "hint");
+    } else {
+        showReason(changed == 0 ? QStringLiteral("Nothing is changed yet.") : QString(), "hint");
+    }
+}
+
+void NewNetwSettings::showReason(const QString &text, const char *role)
+{
+    QLabel *label = m_ui->labelReason;
+    label->setText(text);
+    if (label->property("role") != QLatin1String(role)) {
+        label->setProperty("role", QString(QLatin1String(role)));
+        label->style()->unpolish(label);
+        label->style()->polish(label);
+    }
+}
+
+void NewNetwSettings::showSending(bool sending)
+{
+    m_ui->frameProgress->setVisible(sending);
+    m_ui->stopBtn->setEnabled(sending);
+    for (QWidget *widget :
+         {static_cast<QWidget *>(m_ui->tableNetwSettings), static_cast<QWidget *>(m_ui->lineEditFind),
+          static_cast<QWidget *>(m_ui->saveFileBtn), static_cast<QWidget *>(m_ui->uploadFileBtn),
+          static_cast<QWidget *>(m_ui->cancelBtn)}) {
+        widget->setEnabled(!sending);
+    }
+    onTableChanged();
+}

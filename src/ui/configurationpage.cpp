@@ -1,0 +1,216 @@
+#include "configurationpage.h"
+
+#include "devicecatalogue.h"
+#include "elidedtooltips.h"
+#include "ipv4address.h"
+#include "tabularfont.h"
+#include "ui_configurationpage.h"
+
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QHeaderView>
+#include <QSignalBlocker>
+
+#include <array>
+
+namespace {
+
+constexpr int ipRow = 0;
+constexpr int netmaskRow = 1;
+constexpr int gatewayRow = 2;
+constexpr int dhcpRow = 3;
+constexpr int parameterColumn = 0;
+constexpr int valueColumn = 1;
+constexpr int parameterWidth = 170;
+
+constexpr quint32 fixedNetmask = 0xFFFFFF00; // 255.255.255.0
+constexpr quint32 fixedGateway = 0xC0A80001; // 192.168.0.1
+
+struct Parameter
+{
+    const char *caption;
+    DeviceField field;
+};
+
+constexpr std::array<Parameter, 4> parameters{{
+    {"New IP Address:", Ip},
+    {"New Subnet Mask:", Netmask},
+    {"New Gateway:", Gateway},
+    {"DHCP:", Dhcp},
+}};
+
+const QColor lockedColour(128, 128, 128);
+const QColor editableColour(0, 0, 0);
+
+// These take a new address only; mask and gateway are filled in when the settings are saved.
+bool takesAddressOnly(const QString &code)
+{
+    return devicecatalogue::isSerialServer(code) || devicecatalogue::is6100(code);
+}
+
+bool isLocked(const QString &code)
+{
+    return devicecatalogue::is1F80(code) || devicecatalogue::is2180(code);
+}
+
+} // namespace
+
+ConfigurationPage::ConfigurationPage(QWidget *parent)
+    : QWidget(parent), ui(std::make_unique<Ui::ConfigurationPage>())
+{
+    ui->setupUi(this);
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    new ElidedTooltips(ui->tableDeviceConfig);
+    connect(ui->saveConfBtn, &QPushButton::released, this, &ConfigurationPage::saveRequested);
+    connect(ui->tableDeviceConfig, &QTableWidget::itemChanged, this, &ConfigurationPage::checkTypedAddresses);
+    resetConfigurationTable();
+}
+
+ConfigurationPage::~ConfigurationPage() = default;
+
+void ConfigurationPage::resetConfigurationTable()
+{
+    shown.reset();
+    {
+        const QSignalBlocker blocker(ui->tableDeviceConfig);
+        ui->tableDeviceConfig->setRowCount(0);
+        ui->tableDeviceConfig->setRowCount(static_cast<int>(parameters.size()));
+        for (int row = ipRow; row <= dhcpRow; ++row) {
+            insertRow(row);
+        }
+        lockCells();
+    }
+    ui->labelConfigHint->clear();
+    // So that the cleared table is drawn. No clicks: one on another instrument would fill this page
+    // from within, and the record shown would no longer be the one selected.
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void ConfigurationPage::insertRow(int row)
+{
+    QTableWidget *table = ui->tableDeviceConfig;
+    const QString caption = QString::fromLatin1(parameters[static_cast<std::size_t>(row)].caption);
+    table->setItem(row, parameterColumn, std::make_unique<QTableWidgetItem>(caption).release());
+    if (row != dhcpRow) {
+        setConfigValue(row, QStringLiteral("unknown"), true);
+        return;
+    }
+    auto blank = std::make_unique<QTableWidgetItem>(QStringLiteral(" "));
+    blank->setFlags(blank->flags() & ~Qt::ItemIsEditable);
+    table->setItem(row, valueColumn, blank.release());
+    auto box = std::make_unique<QCheckBox>(QStringLiteral("N.A."));
+    box->setObjectName(QStringLiteral("checkBoxDhcp"));
+    box->setAccessibleName(QStringLiteral("DHCP"));
+    box->setEnabled(false);
+    table->setCellWidget(row, valueColumn, box.release());
+}
+
+void ConfigurationPage::lockCells()
+{
+    for (int row = ipRow; row <= dhcpRow; ++row) {
+        for (const int column : {parameterColumn, valueColumn}) {
+            QTableWidgetItem *item = ui->tableDeviceConfig->item(row, column);
+            if (item && (column == parameterColumn || row != dhcpRow)) {
+                item->setFlags(item->flags() & ~Qt::ItemIsEditable);
+            }
+        }
+    }
+}
+
+void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked)
+{
+    auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
+    item->setForeground(locked ? lockedColour : editableColour);
+    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+    if (locked) {
+        lockCells();
+    }
+}
+
+void ConfigurationPage::setPlainValue(int row, const QString &text)
+{
+    auto item = std::make_unique<QTableWidgetItem>(text);
+    item->setFont(tabularFont());
+    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+}
+
+void ConfigurationPage::showDevice(const Device_t &device)
+{
+    resetConfigurationTable();
+    shown = device;
+    const QString code = device[Code];
+    setPlainValue(ipRow, device[Ip]);
+    if (!takesAddressOnly(code)) {
+        setPlainValue(netmaskRow, device[Netmask]);
+        setPlainValue(gatewayRow, device[Gateway]);
+        if (devicecatalogue::isPowerSupply(code) && !devicecatalogue::is1F80(code)) {
+            QCheckBox *box = dhcpBox();
+            box->setEnabled(true);
+            box->setText(QString());
+            connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
+            box->setChecked(device[Dhcp] == QLatin1String("1"));
+        }
+    }
+    if (isLocked(code)) {
+        for (int row = ipRow; row <= gatewayRow; ++row) {
+            setConfigValue(row, device[parameters[static_cast<std::size_t>(row)].field], true);
+        }
+    }
+}
+
+// Says what is wrong while it is typed. Saving stays possible: what an address that cannot be read
+// leads to is decided where it is sent.
+void ConfigurationPage::checkTypedAddresses()
+{
+    QStringList wrong;
+    for (int row = ipRow; row <= gatewayRow && shown; ++row) {
+        const QTableWidgetItem *item = ui->tableDeviceConfig->item(row, valueColumn);
+        if (item && item->flags().testFlag(Qt::ItemIsEditable) && !isUsableIpv4Address(item->text())) {
+            wrong.append(ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
+        }
+    }
+    ui->labelConfigHint->setText(
+        wrong.isEmpty()
+            ? QString()
+            : tr("%1: not an IPv4 address that can be set.").arg(wrong.join(QStringLiteral(", "))));
+}
+
+quint32 ConfigurationPage::typedAddress(int row) const
+{
+    return parseIpv4Address(ui->tableDeviceConfig->item(row, valueColumn)->text()).value_or(0);
+}
+
+std::optional<NetworkSettings> ConfigurationPage::settings() const
+{
+    if (!shown) {
+        return {};
+    }
+    NetworkSettings settings{*shown, typedAddress(ipRow), typedAddress(netmaskRow), typedAddress(gatewayRow),
+                             dhcpBox()->isChecked()};
+    if (takesAddressOnly((*shown)[Code])) {
+        // Whatever the table says: these keep their mask and gateway, and are told the usual ones.
+        settings.netmask = fixedNetmask;
+        settings.gateway = fixedGateway;
+    }
+    return settings;
+}
+
+void ConfigurationPage::setSaveEnabled(bool enabled)
+{
+    ui->saveConfBtn->setEnabled(enabled);
+}
+
+void ConfigurationPage::setControlsEnabled(bool enabled)
+{
+    ui->tableDeviceConfig->setEnabled(enabled);
+    ui->saveConfBtn->setEnabled(enabled);
+}
+
+QCheckBox *ConfigurationPage::dhcpBox() const
+{
+    return qobject_cast<QCheckBox *>(ui->tableDeviceConfig->cellWidget(dhcpRow, valueColumn));
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "device.h"
+
+#include <QWidget>
+
+#include <memory>
+#include <optional>
+
+class QCheckBox;
+
+namespace Ui {
+class ConfigurationPage;
+}
+
+// What the page wants sent, and to whom. Addresses are host-order numbers, 0 where the typed text is
+// no IPv4 address.
+struct NetworkSettings
+{
+    Device_t device; // the record that the page shows, as it was when the page was filled
+    quint32 ip = 0;
+    quint32 netmask = 0;
+    quint32 gateway = 0;
+    bool dhcp = false;
+};
+
+// The page on which a new address, mask, gateway and DHCP choice are typed for one instrument. It
+// keeps the record that it shows, so that nothing typed here can go to another instrument. It sends
+// nothing itself: the window asks for settings() when the save button is released.
+class ConfigurationPage : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ConfigurationPage(QWidget *parent = nullptr);
+    ~ConfigurationPage() override;
+
+    // The table without an instrument: "unknown" three times and a dead DHCP box.
+    void resetConfigurationTable();
+    void showDevice(const Device_t &device);
+
+    // Puts `text` into the value cell of `row`; locked draws it grey and not editable.
+    void setConfigValue(int row, const QString &text, bool locked);
+
+    void setSaveEnabled(bool enabled);
+    void setControlsEnabled(bool enabled);
+
+    // Nothing while the page shows no instrument.
+    std::optional<NetworkSettings> settings() const;
+
+signals:
+    void saveRequested();
+    void dhcpToggled();
+
+private:
+    void insertRow(int row);
+    void lockCells();
+    void setPlainValue(int row, const QString &text);
+    void checkTypedAddresses();
+    quint32 typedAddress(int row) const;
+    QCheckBox *dhcpBox() const;
+
+    std::unique_ptr<Ui::ConfigurationPage> ui;
+    std::optional<Device_t> shown;
+};

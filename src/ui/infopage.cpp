@@ -1,0 +1,90 @@
+#include "infopage.h"
+
+#include "devicetables.h"
+#include "tabularfont.h"
+#include "textresource.h"
+#include "ui_infopage.h"
+
+#include <QHeaderView>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+// The brand is not among them: the picture in the device table shows it.
+constexpr std::array<DeviceField, 10> shownFields{Id,  Family, Device,  Sn,      Fw,
+                                                  Mac, Ip,     Netmask, Gateway, Dhcp};
+
+constexpr std::array<DeviceField, 6> numberFields{Sn, Fw, Mac, Ip, Netmask, Gateway};
+
+constexpr int propertyColumn = 0;
+constexpr int valueColumn = 1;
+constexpr int propertyWidth = 150;
+constexpr int valueWidth = 280;
+
+QString shownValue(const Device_t &device, DeviceField field)
+{
+    if (field != Dhcp) {
+        return device[field];
+    }
+    if (device[Dhcp] == QLatin1String("1")) {
+        return QStringLiteral("ON");
+    }
+    return device[Dhcp] == QLatin1String("0") ? QStringLiteral("OFF") : QStringLiteral("Not Available");
+}
+
+} // namespace
+
+InfoPage::InfoPage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::InfoPage>())
+{
+    ui->setupUi(this);
+    setAttribute(
+        Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
+    ui->tableInfo->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
+    ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
+}
+
+InfoPage::~InfoPage() = default;
+
+// The columns have their widths from the start; only a page that is laid out gives the values its rest.
+void InfoPage::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    ui->tableInfo->horizontalHeader()->setStretchLastSection(true);
+}
+
+void InfoPage::clear()
+{
+    ui->tableInfo->setRowCount(0);
+    ui->labelInfoHint->show();
+}
+
+void InfoPage::showDevice(const Device_t &device)
+{
+    ui->labelInfoHint->hide();
+    const int fieldRows = static_cast<int>(shownFields.size());
+    ui->tableInfo->setRowCount(fieldRows + device.extra.size());
+    int row = 0;
+    for (const DeviceField field : shownFields) {
+        setRow(row, fieldLabel(field), shownValue(device, field));
+        if (std::find(numberFields.begin(), numberFields.end(), field) != numberFields.end()) {
+            ui->tableInfo->item(row, valueColumn)->setFont(tabularFont());
+        }
+        ++row;
+    }
+    for (const QMap<QString, QString> &entry : device.extra) {
+        setRow(row++, entry.firstKey(), entry.first());
+    }
+}
+
+void InfoPage::setRow(int row, const QString &property, const QString &value)
+{
+    int column = 0;
+    for (const QString &text : {property, value}) {
+        auto item = std::make_unique<QTableWidgetItem>(text);
+        item->setToolTip(text.isEmpty() ? QString() : literalText(text));
+        ui->tableInfo->setItem(row, column++, item.release()); // the table owns its items
+    }
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "device.h"
+
+#include <QWidget>
+
+#include <memory>
+
+namespace Ui {
+class InfoPage;
+}
+
+// The page that lists everything known about one instrument: ten fields of the record and then
+// whatever else the instrument told of itself.
+class InfoPage : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit InfoPage(QWidget *parent = nullptr);
+    ~InfoPage() override;
+
+    void clear();
+    void showDevice(const Device_t &device);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void setRow(int row, const QString &property, const QString &value);
+
+    std::unique_ptr<Ui::InfoPage> ui;
+};

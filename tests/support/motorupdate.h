@@ -1,0 +1,77 @@
+#pragma once
+
+#include "firmwareupgrade.h"
+#include "labprocess.h"
+#include "pacing.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QJsonObject>
+#include <QObject>
+#include <QPair>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVector>
+
+// What the firmware page would have seen of one run.
+struct UpdateRecord
+{
+    QStringList log;
+    QVector<int> progress; // as signalled
+    QVector<int> bar;      // what the page's progress bar makes of it
+    QVector<int> removed;
+    int completed = 0;
+    int failed = 0;
+    QString last; // the run's last signal
+    qint64 milliseconds = 0;
+};
+
+// A motor driver in the virtual lab and the worker that updates it.
+class MotorUpdate : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int runTimeoutMs = 600000;
+
+    static QString address();
+
+    // `motor` is what the scenario says of the motor driver besides its being quick.
+    bool startLab(const QJsonObject &motor = {});
+    // As slow as the real one.
+    bool startRealLab();
+
+    // A firmware file of this name with blocks by word address; its path.
+    QString file(const char *name, const QVector<QPair<quint32, QByteArray>> &blocks);
+
+    // Blocks that fill several pages and leave holes.
+    static QVector<QPair<quint32, QByteArray>> program();
+
+    // What the flash holds after these blocks were written into it erased.
+    static QByteArray flashWith(const QVector<QPair<quint32, QByteArray>> &blocks);
+
+    // The flash of a DSP, "communication" or "control", as the lab has it now.
+    QByteArray dump(const QString &dsp);
+
+    // One run to its end. Where `interruptAt` is the start of a log line, the thread is asked to stop
+    // when that line is logged.
+    UpdateRecord run(const QString &path, const Pacing &pacing, const QString &code = QStringLiteral("4100"),
+                     const QString &interruptAt = QString());
+
+    // The lab's `state` of the motor driver: "baudrate", "pins" ...
+    QJsonObject state();
+
+    // A line command through the tunnel; the answer, empty when there is none.
+    QByteArray ask(const QByteArray &command);
+
+    LabProcess lab;
+
+private:
+    bool start(const QJsonObject &motor, int restartMs);
+
+    QTemporaryDir folder;
+    int dumps = 0;
+};
+
+// The quick pace for the lab, whose module restarts in a tenth of a second.
+Pacing labPacing();

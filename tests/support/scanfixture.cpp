@@ -1,0 +1,69 @@
+#include "scanfixture.h"
+
+#include "labprocess.h"
+
+#include <QProcess>
+#include <QUdpSocket>
+
+interfaces_t wst0()
+{
+    return {QStringLiteral("wst0"), QStringLiteral("192.168.0.100"), QStringLiteral("255.255.255.0"), true};
+}
+
+interfaces_t wst1()
+{
+    return {QStringLiteral("wst1"), QStringLiteral("10.20.30.100"), QStringLiteral("255.255.255.0"), true};
+}
+
+QHostAddress address(const char *text)
+{
+    return QHostAddress(QString::fromLatin1(text));
+}
+
+QJsonObject supply(int number, const QJsonObject &more)
+{
+    QJsonObject instrument{
+        {QStringLiteral("kind"), QStringLiteral("powerSupply")},
+        {QStringLiteral("code"), QStringLiteral("1100")},
+        {QStringLiteral("mac"),
+         QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper()},
+        {QStringLiteral("ip"), QStringLiteral("192.168.0.%1").arg(number)}};
+    for (auto entry = more.constBegin(); entry != more.constEnd(); ++entry) {
+        instrument.insert(entry.key(), entry.value());
+    }
+    return instrument;
+}
+
+QJsonObject scenarioOf(const QJsonArray &instruments)
+{
+    return {{QStringLiteral("instruments"), instruments}};
+}
+
+bool ip(const char *arguments)
+{
+    return QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(arguments).split(QLatin1Char(' '))) ==
+           0;
+}
+
+QStringList queriesSeen(LabProcess &lab)
+{
+    int markers = 0;
+    for (const interfaces_t &interface : {wst0(), wst1()}) {
+        QUdpSocket socket;
+        socket.bind(QHostAddress(interface.ip));
+        for (const quint16 port : {quint16(30719), quint16(30718)}) {
+            socket.writeDatagram("marker", QHostAddress(QHostAddress::Broadcast), port);
+            ++markers;
+        }
+    }
+    lab.waitForEvent(QStringLiteral("ignored"), markers);
+    QStringList queries;
+    for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
+        queries.append(QStringLiteral("%1 %2 %3 %4")
+                           .arg(event.value(QStringLiteral("interface")).toString(),
+                                event.value(QStringLiteral("from")).toString(),
+                                event.value(QStringLiteral("to")).toString(),
+                                event.value(QStringLiteral("bytes")).toString()));
+    }
+    return queries;
+}

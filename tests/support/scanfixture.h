@@ -1,0 +1,30 @@
+#pragma once
+
+#include "interfaces.h"
+
+#include <QHostAddress>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QStringList>
+
+class LabProcess;
+
+// What the tests of the scan share: the workstation's two interfaces, small scenarios for the lab,
+// and what the lab saw of a scan.
+
+interfaces_t wst0();
+interfaces_t wst1();
+
+QHostAddress address(const char *text);
+
+// A healthy power supply at 192.168.0.<number>, with keys added or replaced.
+QJsonObject supply(int number, const QJsonObject &more = {});
+
+QJsonObject scenarioOf(const QJsonArray &instruments);
+
+// Changes the workstation's private network: ip("route add ..."). True when that worked.
+bool ip(const char *arguments);
+
+// The queries that the lab saw, as "interface from to bytes", in order of arrival. Datagrams of our
+// own, sent after the scan, tell when all of the scan's have been seen.
+QStringList queriesSeen(LabProcess &lab);

@@ -1,0 +1,116 @@
+#include "updateroom.h"
+
+#include "labprocess.h"
+#include "labroom.h"
+#include "udpprobe.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+
+#include <algorithm>
+
+using namespace labroom;
+
+namespace updateroom {
+
+QString address()
+{
+    return QStringLiteral("192.168.0.70");
+}
+
+QString mac()
+{
+    return QStringLiteral("00:1A:2B:00:00:70");
+}
+
+QJsonObject instrument(const QString &json, const QString &update)
+{
+    QJsonObject dialogue = object(update.toLatin1().constData());
+    if (!dialogue.contains(QStringLiteral("imageSilenceMs"))) {
+        dialogue.insert(QStringLiteral("imageSilenceMs"), 100);
+    }
+    QJsonObject one = with(with(object(json.toLatin1().constData()), "update", dialogue), "ip", address());
+    return with(with(one, "mac", mac()), "restartMs", 20);
+}
+
+QByteArray firmware(int size)
+{
+    QByteArray bytes = QByteArrayLiteral("\n\r\nVER\r\nMREBOOT\r\nEPCSER:0\r");
+    bytes += '\0';
+    for (int i = bytes.size(); i < size; ++i) {
+        bytes += static_cast<char>(i * 7 + i / 256);
+    }
+    return bytes.left(size);
+}
+
+QByteArray andOf(QByteArray one, const QByteArray &other)
+{
+    std::transform(one.cbegin(), one.cend(), other.cbegin(), one.begin(),
+                   [](char a, char b) { return static_cast<char>(a & b); });
+    return one;
+}
+
+bool Client::connectNow(const QString &to)
+{
+    connectToHost(to, 10001);
+    return waitForConnected(waitMs);
+}
+
+QByteArray Client::readUntil(const QByteArray &end)
+{
+    while (!m_received.contains(end) && (bytesAvailable() > 0 || waitForReadyRead(waitMs))) {
+        m_received += readAll();
+    }
+    const int found = m_received.indexOf(end);
+    const QByteArray bytes = found < 0 ? m_received : m_received.left(found + end.size());
+    m_received.remove(0, bytes.size());
+    return bytes;
+}
+
+QByteArray Client::ask(const QByteArray &bytes)
+{
+    write(bytes);
+    return readUntil("\r\n");
+}
+
+QByteArray imageIn(LabProcess &lab, const QString &of)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("image.bin"));
+    const int dumps = lab.events(QStringLiteral("imageDumped")).size();
+    lab.command({{QStringLiteral("command"), QStringLiteral("dumpImage")},
+                 {QStringLiteral("mac"), of},
+                 {QStringLiteral("path"), path}});
+    QFile file(path);
+    return lab.waitForEvent(QStringLiteral("imageDumped"), dumps + 1) && file.open(QIODevice::ReadOnly)
+               ? file.readAll()
+               : QByteArray();
+}
+
+QString identityOf(const QString &host)
+{
+    constexpr int keysAt = 12; // also where the code of a binary reply is
+    constexpr int firmwareAt = 44;
+    UdpProbe probe(onCable0());
+    probe.send(discoveryQuery(), host, discoveryPort);
+    const QByteArray reply = probe.receive().value_or(UdpProbe::Reply()).bytes;
+    const QJsonObject keys = QJsonDocument::fromJson(reply.mid(keysAt)).object();
+    if (!keys.isEmpty()) {
+        return field(keys, "CODE") + QLatin1Char(' ') + field(keys, "FW");
+    }
+    const int lineEnd = reply.indexOf("\r\n", firmwareAt); // a power supply's
+    return QString::fromLatin1(reply.mid(keysAt, 2).toHex() + ' ' +
+                               reply.mid(firmwareAt, lineEnd < 0 ? 4 : lineEnd - firmwareAt));
+}
+
+bool storedIs(LabProcess &lab, const QByteArray &image)
+{
+    const QJsonObject stored = lab.events(QStringLiteral("imageStored")).value(0);
+    const QByteArray digest = QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex();
+    return stored.value(QStringLiteral("bytes")).toInt() == image.size() &&
+           field(stored, "sha256").toLatin1() == digest && imageIn(lab) == image;
+}
+
+} // namespace updateroom

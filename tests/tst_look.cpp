@@ -1,0 +1,428 @@
+#include "labprocess.h"
+#include "windowfixture.h"
+
+#include <QAccessible>
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialog>
+#include <QFile>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QPointer>
+#include <QPushButton>
+#include <QSplitter>
+#include <QTest>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+// Walks what a screen reader sees below `node` and notes each control that it could not name.
+void noteNameless(QAccessibleInterface *node, const QString &path, QStringList &nameless)
+{
+    static const QSet<int> controls{
+        QAccessible::PushButton,   QAccessible::CheckBox, QAccessible::ComboBox,
+        QAccessible::EditableText, QAccessible::SpinBox,  QAccessible::ProgressBar,
+        QAccessible::Table,        QAccessible::MenuItem, QAccessible::ButtonMenu};
+    static const QSet<int> whole{QAccessible::SpinBox, QAccessible::ComboBox}; // parts bear the whole's name
+    const QString here =
+        path + QLatin1Char('/') + (node->object() ? node->object()->objectName() : QString());
+    const int role = node->role();
+    const bool ofQt = node->object() && node->object()->objectName().startsWith(QLatin1String("qt_"));
+    const bool separator = role == QAccessible::MenuItem && node->state().disabled;
+    if (controls.contains(role) && !ofQt && !separator && node->text(QAccessible::Name).isEmpty()) {
+        nameless.append(here);
+    }
+    for (int i = 0; i < node->childCount() && !whole.contains(role); ++i) {
+        if (QAccessibleInterface *child = node->child(i)) {
+            noteNameless(child, here, nameless);
+        }
+    }
+}
+
+QString namelessControls(QWidget *widget)
+{
+    QStringList nameless;
+    noteNameless(QAccessible::queryAccessibleInterface(widget), QString(), nameless);
+    return nameless.join(QLatin1Char('\n'));
+}
+
+// What is drawn smaller than its text or icon needs.
+QString cutControls(QWidget *window)
+{
+    QStringList cut;
+    const QList<QWidget *> widgets = window->findChildren<QWidget *>();
+    for (const QWidget *widget : widgets) {
+        const auto *label = qobject_cast<const QLabel *>(widget);
+        const bool counts = qobject_cast<const QAbstractButton *>(widget) || (label && !label->wordWrap());
+        if (counts && widget->isVisibleTo(window) && !widget->objectName().isEmpty() &&
+            (widget->width() < widget->sizeHint().width() ||
+             widget->height() < widget->sizeHint().height())) {
+            cut.append(QStringLiteral("%1 %2x%3 of %4x%5")
+                           .arg(widget->objectName())
+                           .arg(widget->width())
+                           .arg(widget->height())
+                           .arg(widget->sizeHint().width())
+                           .arg(widget->sizeHint().height()));
+        }
+    }
+    return cut.join(QLatin1String("; "));
+}
+
+QStringList list(std::initializer_list<const char *> texts)
+{
+    QStringList strings;
+    for (const char *text : texts) {
+        strings.append(QString::fromLatin1(text));
+    }
+    return strings;
+}
+
+struct FixedText
+{
+    const char *name;
+    const char *text;
+};
+
+constexpr std::array<FixedText, 27> windowTexts{{
+    {"scanBtn", "Scan"},
+    {"infoBtn", "Info"},
+    {"updateBtn", "Firmware"},
+    {"configBtn", "Config"},
+    {"filterBtn", ""},
+    {"webBtn", "Gui"},
+    {"labelUpdateTitle", "Firmware Upgrade"},
+    {"checkBoxManualIP", "Enable Manual IP"},
+    {"labelDevIP", "IP Address:"},
+    {"lineEditSetManualIP", "192.168.0.10"},
+    {"selectFirmwareLabel_4", "Select Firmware"},
+    {"labelSelectFirmware2", "Control Firmware:"},
+    {"actionNew_Scan", "New Scan"},
+    {"actionQuit", "Quit"},
+    {"actionToogle_Full_Screen", "Toggle Full Screen"},
+    {"actionApply_Filter", "Apply Filter"},
+    {"actionCheck_for_updates", "Check for updates"},
+    {"actionSelect_network_interfaces", "Select network interfaces"},
+    {"actionSettings", "Settings"},
+    {"actionAdvanced_network_config", "Device(s) Network Configuration"},
+    {"actionChangelog", "Changelog"},
+    {"actionShow_supported_devices", "Show supported devices"},
+    {"actionAbout", "About"},
+    {"menuFile", "File"},
+    {"menuView", "View"},
+    {"menuTools", "Tools"},
+    {"menuHelp", "Help"},
+}};
+
+// The captions stand beside these, and a caption's buddy is what it names.
+constexpr std::array<FixedText, 8> settingsCaptions{{
+    {"doubleSpinBoxBroadcastTime", "Scan Timeout [s]"},
+    {"checkBoxEnableUnicast", "Enable Unicast Scan"},
+    {"doubleSpinBoxTimeout", "Update Timeout [s]"},
+    {"checkBoxEnable", "Enable Manual IP Option*"},
+    {"doubleSpinBoxThreadsNumber", "Number of Threads"},
+    {"doubleSpinBoxWaitForBytesWritten", "Wait for bytes written [ms]"},
+    {"doubleSpinBoxWaitForReadyRead", "Wait for ready read [ms]"},
+    {"doubleSpinBoxWaitForConnected", "Wait for connected [ms]"},
+}};
+
+QString textOf(const QObject *object)
+{
+    const QVariant text = object->property(object->inherits("QMenu") ? "title" : "text");
+    return text.toString();
+}
+
+QStringList headers(const QTableView *table)
+{
+    QStringList texts;
+    for (int column = 0; column < table->model()->columnCount(); ++column) {
+        texts.append(table->model()->headerData(column, Qt::Horizontal).toString());
+    }
+    return texts;
+}
+
+QStringList entries(const QMenu *menu)
+{
+    QStringList names;
+    const QList<QAction *> actions = menu->actions();
+    for (const QAction *action : actions) {
+        names.append(action->isSeparator() ? QStringLiteral("-") : action->objectName());
+    }
+    return names;
+}
+
+struct OpenedDialog
+{
+    const char *action;
+    const char *title;
+};
+
+constexpr std::array<OpenedDialog, 6> dialogs{
+    {{"actionSettings", "Settings"},
+     {"actionSelect_network_interfaces", "Network Interfaces"},
+     {"actionAdvanced_network_config", "Device(s) Network Configuration"},
+     {"actionChangelog", "Changelog"},
+     {"actionShow_supported_devices", "Supported Devices"},
+     {"actionAbout", "About"}}};
+
+} // namespace
+
+// What every window of the program owes its users: fixed texts, names for everything that can be used,
+// nothing cut off on a small screen, and the keys that work elsewhere.
+class TestLook : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void textsOfTheWindow();
+    void textsOfTheSettings();
+    void headersOfTheTables();
+    void menusAreInOrder();
+    void everyControlHasAName();
+    void nothingIsCutOnASmallScreen();
+    void escapeClosesEveryDialog();
+    void altLetterOpensAMenu();
+    void copiesFromEveryTable();
+    void comesBackAsItWasLeft();
+
+private:
+    QDialog *openDialog(const WindowFixture &fixture, const OpenedDialog &opened);
+};
+
+QDialog *TestLook::openDialog(const WindowFixture &fixture, const OpenedDialog &opened)
+{
+    fixture.find<QAction>(opened.action)->trigger();
+    const QList<QDialog *> all = fixture->findChildren<QDialog *>();
+    for (QDialog *dialog : all) {
+        if (dialog->isVisible() && dialog->windowTitle() == QLatin1String(opened.title)) {
+            return dialog;
+        }
+    }
+    return nullptr;
+}
+
+void TestLook::textsOfTheWindow()
+{
+    WindowFixture fixture;
+    fixture.open();
+    QCOMPARE(fixture->windowTitle(), QStringLiteral("Device Manager"));
+    for (const FixedText &fixed : windowTexts) {
+        const auto *object = fixture.find<QObject>(fixed.name);
+        QVERIFY2(object, fixed.name);
+        QCOMPARE(qMakePair(object->objectName(), textOf(object)),
+                 qMakePair(QString::fromLatin1(fixed.name), QString::fromLatin1(fixed.text)));
+    }
+    const auto *families = fixture.find<QComboBox>("comboBoxDeviceFilter");
+    QCOMPARE(families->count(), 3);
+    QCOMPARE(families->itemText(0), QStringLiteral("Power Supplies"));
+    QCOMPARE(families->itemText(1), QStringLiteral("Beamline Instrumentation"));
+    QCOMPARE(families->itemText(2), QStringLiteral("Current Transducers"));
+}
+
+void TestLook::textsOfTheSettings()
+{
+    WindowFixture fixture;
+    fixture.open();
+    const QDialog *dialog = openDialog(fixture, dialogs[0]);
+    QVERIFY(dialog);
+    QStringList texts;
+    QHash<QString, QString> captions;
+    for (const QLabel *label : dialog->findChildren<QLabel *>()) {
+        texts.append(label->text());
+        if (label->buddy()) {
+            captions.insert(label->buddy()->objectName(), label->text());
+        }
+    }
+    for (const FixedText &fixed : settingsCaptions) {
+        QCOMPARE(captions.value(QLatin1String(fixed.name)), QString::fromLatin1(fixed.text));
+    }
+    for (const char *text : {"Scan Options", "Firmware Update Options", "TCP Options", "Unicast Scan Range",
+                             "*This option works only for Power Supplies in Recovery Mode"}) {
+        QVERIFY2(texts.contains(QLatin1String(text)), text);
+    }
+    for (const char *text : {"Cancel", "Apply"}) {
+        const QList<QPushButton *> buttons = dialog->findChildren<QPushButton *>();
+        QVERIFY2(
+            std::any_of(buttons.begin(), buttons.end(),
+                        [text](const QPushButton *button) { return button->text() == QLatin1String(text); }),
+            text);
+    }
+}
+
+void TestLook::headersOfTheTables()
+{
+    WindowFixture fixture;
+    fixture.open();
+    QCOMPARE(headers(fixture.table()),
+             list({"Selection", "Icon", "Group", "Module ID", "IP Address", "Firmware"}));
+    QCOMPARE(fixture.table()->columnWidth(DeviceTable::IconColumn), 96);
+    const auto *info = fixture.find<QTableWidget>("tableInfo");
+    QCOMPARE(headers(info), list({"Property", "Value"}));
+    QCOMPARE(info->columnWidth(0), 150);
+    QCOMPARE(info->columnWidth(1), 280);
+    const auto *configuration = fixture.find<QTableWidget>("tableDeviceConfig");
+    QCOMPARE(headers(configuration), list({"Parameter", "Value"}));
+    const QDialog *dialog = openDialog(fixture, dialogs[1]);
+    QVERIFY(dialog);
+    QCOMPARE(headers(dialog->findChild<QTableWidget *>()).mid(1), list({"Name", "IP", "Mask"}));
+    fixture.find<QPushButton>("updateBtn")->click();
+    QCOMPARE(fixture.table()->columnWidth(DeviceTable::SelectionColumn), 80);
+}
+
+void TestLook::menusAreInOrder()
+{
+    WindowFixture fixture;
+    fixture.open();
+    QCOMPARE(entries(fixture.find<QMenu>("menuFile")), list({"actionNew_Scan", "-", "actionQuit"}));
+    QCOMPARE(entries(fixture.find<QMenu>("menuView")),
+             list({"actionToogle_Full_Screen", "-", "actionApply_Filter"}));
+    QCOMPARE(entries(fixture.find<QMenu>("menuTools")),
+             list({"actionCheck_for_updates", "-", "actionSelect_network_interfaces", "actionSettings", "-",
+                   "actionAdvanced_network_config"}));
+    QCOMPARE(entries(fixture.find<QMenu>("menuHelp")),
+             list({"actionChangelog", "actionShow_supported_devices", "actionAbout"}));
+    for (const FixedText &fixed :
+         {FixedText{"actionNew_Scan", "Space"}, FixedText{"actionQuit", "Ctrl+Q"},
+          FixedText{"actionToogle_Full_Screen", "F11"}, FixedText{"actionApply_Filter", "Ctrl+F"}}) {
+        QCOMPARE(fixture.find<QAction>(fixed.name)->shortcut(), QKeySequence(QLatin1String(fixed.text)));
+    }
+}
+
+void TestLook::everyControlHasAName()
+{
+    LabProcess lab;
+    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.selectRow(0);
+    QCOMPARE(namelessControls(&*fixture), QString());
+    for (const OpenedDialog &opened : dialogs) {
+        QDialog *dialog = openDialog(fixture, opened);
+        QVERIFY2(dialog, opened.title);
+        QCOMPARE(qMakePair(QString::fromLatin1(opened.title), namelessControls(dialog)),
+                 qMakePair(QString::fromLatin1(opened.title), QString()));
+        dialog->close();
+    }
+}
+
+void TestLook::nothingIsCutOnASmallScreen()
+{
+    WindowFixture fixture;
+    fixture.writeSettings("[update]\nmanualIp=true\n");
+    fixture.open();
+    fixture->timeout(); // the home page is over
+    fixture.find<QLabel>("labelFooter")->setText(QString(400, QLatin1Char('x')));
+    fixture->resize(1024, 700);
+    fixture.find<QWidget>("frameWeb")->show();
+    fixture.find<QAction>("actionApply_Filter")->trigger();
+    for (const char *button : {"updateBtn", "configBtn", "infoBtn"}) {
+        fixture.find<QPushButton>(button)->click();
+        if (QLatin1String(button) == QLatin1String("updateBtn")) {
+            fixture.find<QWidget>("widgetFirmware2")->show();
+            fixture.find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+        }
+        QCoreApplication::processEvents();
+        QCOMPARE(fixture->size(), QSize(1024, 700));
+        QTRY_COMPARE(cutControls(&*fixture), QString());
+    }
+    for (const OpenedDialog &opened : dialogs) {
+        QDialog *dialog = openDialog(fixture, opened);
+        QVERIFY2(dialog, opened.title);
+        QVERIFY2(dialog->width() <= 1024 && dialog->height() <= 660, opened.title);
+        QCOMPARE(cutControls(dialog), QString());
+        dialog->close();
+    }
+}
+
+void TestLook::escapeClosesEveryDialog()
+{
+    WindowFixture fixture;
+    fixture.open();
+    for (const OpenedDialog &opened : dialogs) {
+        const QPointer<QDialog> dialog = openDialog(fixture, opened);
+        QVERIFY2(dialog, opened.title);
+        QTest::keyClick(dialog, Qt::Key_Escape);
+        QTRY_VERIFY2(!dialog || !dialog->isVisible(), opened.title);
+    }
+}
+
+void TestLook::altLetterOpensAMenu()
+{
+    WindowFixture fixture;
+    fixture.open();
+    for (const char *name : {"menuFile", "menuView", "menuTools", "menuHelp"}) {
+        auto *menu = fixture.find<QMenu>(name);
+        fixture->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&*fixture));
+        QTest::keyClick(&*fixture, menu->title().at(0).toLatin1(), Qt::AltModifier);
+        QTRY_VERIFY2(menu->isVisible(), name);
+        menu->close();
+    }
+}
+
+void TestLook::copiesFromEveryTable()
+{
+    LabProcess lab;
+    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    fixture->timeout(); // the home page is over
+    QVERIFY(fixture.scan());
+    const auto copied = [](QWidget *table) {
+        QApplication::clipboard()->clear();
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_C, Qt::ControlModifier);
+        return QApplication::clipboard()->text();
+    };
+    fixture.table()->sortByColumn(DeviceTable::IpColumn, Qt::DescendingOrder);
+    fixture.selectRow(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("192.168.0.12")));
+    QCOMPARE(copied(fixture.table()).trimmed(),
+             QStringLiteral("ROVAN-RACK\tQPS1110-10-100\t192.168.0.12\t2.1.05"));
+
+    auto *info = fixture.find<QTableWidget>("tableInfo");
+    info->selectAll();
+    QVERIFY(copied(info).contains(QStringLiteral("MAC Address:\t00:1A:2B:11:10:2F\n")));
+    fixture.find<QPushButton>("configBtn")->click();
+    auto *configuration = fixture.find<QTableWidget>("tableDeviceConfig");
+    configuration->setCurrentCell(0, 1);
+    QCOMPARE(copied(configuration).trimmed(), QStringLiteral("192.168.0.12"));
+    configuration->clearSelection();
+    QVERIFY(copied(configuration).contains(QStringLiteral("DHCP:\tON")));
+
+    QDialog *dialog = openDialog(fixture, dialogs[1]);
+    dialog->activateWindow();
+    QTRY_COMPARE(QApplication::activeWindow(), dialog);
+    auto *networks = dialog->findChild<QTableWidget *>();
+    networks->cellWidget(0, 0)->setFocus();
+    QTest::keyClick(networks->cellWidget(0, 0), Qt::Key_C, Qt::ControlModifier);
+    QVERIFY2(QApplication::clipboard()->text().contains(QStringLiteral("192.168.0.100\t255.255.255.0")),
+             qPrintable(QApplication::clipboard()->text()));
+}
+
+void TestLook::comesBackAsItWasLeft()
+{
+    WindowFixture fixture;
+    fixture.open();
+    fixture->timeout();
+    fixture->resize(1100, 720);
+    fixture.find<QSplitter>("splitterDevices")->setSizes({600, 495});
+    fixture.table()->setColumnWidth(DeviceTable::FirmwareColumn, 133);
+    const QList<int> sizes = fixture.find<QSplitter>("splitterDevices")->sizes();
+    fixture->close();
+    fixture.open();
+    QCOMPARE(fixture->size(), QSize(1100, 720));
+    fixture->timeout();
+    QCOMPARE(fixture.find<QSplitter>("splitterDevices")->sizes(), sizes);
+    QCOMPARE(fixture.table()->columnWidth(DeviceTable::FirmwareColumn), 133);
+    QVERIFY(
+        QFile::exists(fixture.homePath() + QLatin1String("/config/Quorvex/DeviceManager/windowState.ini")));
+}
+
+QTEST_MAIN(TestLook)
+#include "tst_look.moc"

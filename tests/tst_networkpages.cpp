@@ -1,0 +1,271 @@
+#include "labprocess.h"
+#include "windowfixture.h"
+
+#include <QCheckBox>
+#include <QDesktopServices>
+#include <QJsonArray>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+
+constexpr const char *soleMac = "00:1A:2B:00:00:0A";
+
+QJsonObject instrument(const char *kind, const char *code, const QJsonObject &more = {})
+{
+    QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
+                       {QStringLiteral("mac"), QLatin1String(soleMac)},
+                       {QStringLiteral("ip"), QStringLiteral("192.168.0.10")},
+                       {QStringLiteral("applyMs"), 0}};
+    if (*code) {
+        object.insert(QStringLiteral("code"), QLatin1String(code));
+    }
+    for (auto entry = more.begin(); entry != more.end(); ++entry) {
+        object.insert(entry.key(), entry.value());
+    }
+    return object;
+}
+
+QJsonObject scenario(const QJsonObject &only)
+{
+    return {{QStringLiteral("instruments"), QJsonArray{only}}};
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(QJsonObject)
+
+// The information and configuration pages and the web button, each proven by what reached the
+// instrument and by what the window says afterwards.
+class TestNetworkPages : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void followTheKindOfInstrument_data();
+    void followTheKindOfInstrument();
+    void showNothingBeforeASelection();
+    void saveReachesTheInstrument_data();
+    void saveReachesTheInstrument();
+    void toolsWaitForAReboot();
+    void mistypedAddressIsSaidAndNotSent();
+    void webButtonOpensPlainAddressesOnly_data();
+    void webButtonOpensPlainAddressesOnly();
+
+public slots:
+    void noteUrl(const QUrl &url) { opened.append(url); }
+
+private:
+    QList<QUrl> opened;
+};
+
+void TestNetworkPages::followTheKindOfInstrument_data()
+{
+    QTest::addColumn<QJsonObject>("played");
+    QTest::addColumn<bool>("editable");
+    QTest::addColumn<bool>("addressOnly");
+    QTest::addColumn<bool>("dhcpLive");
+    QTest::addColumn<QString>("dhcpShown");
+    QTest::addColumn<bool>("web");
+    const QJsonObject dhcpOn{{QStringLiteral("dhcp"), true}};
+    QTest::newRow("power supply, DHCP on")
+        << instrument("powerSupply", "1100", dhcpOn) << true << false << true << "ON" << true;
+    QTest::newRow("power supply, DHCP off")
+        << instrument("powerSupply", "1100") << true << false << true << "OFF" << true;
+    QTest::newRow("1600") << instrument("beamline", "1600") << true << false << true << "Not Available"
+                          << false;
+    QTest::newRow("recovery supply") << instrument("json", "1F80") << false << false << false << "OFF"
+                                     << true;
+    QTest::newRow("beamline") << instrument("beamline", "2100") << true << false << false << "Not Available"
+                              << false;
+    QTest::newRow("recovery beamline")
+        << instrument("beamline", "2180") << false << false << false << "Not Available" << false;
+    QTest::newRow("tool 6100") << instrument("tools", "6100") << true << true << false << "Not Available"
+                               << false;
+    QTest::newRow("module") << instrument("module", "") << true << true << false << "Not Available" << false;
+}
+
+void TestNetworkPages::followTheKindOfInstrument()
+{
+    QFETCH(QJsonObject, played);
+    QFETCH(bool, editable);
+    QFETCH(bool, addressOnly);
+    QFETCH(bool, dhcpLive);
+    QFETCH(QString, dhcpShown);
+    QFETCH(bool, web);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(played)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 1);
+    fixture.selectRow(0);
+    QCOMPARE(fixture.information().value(QStringLiteral("DHCP:")), dhcpShown);
+    QCOMPARE(fixture.find<QWidget>("frameWeb")->isHidden(), !web);
+
+    const auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+    const auto *box = qobject_cast<QCheckBox *>(table->cellWidget(3, 1));
+    QCOMPARE(table->item(0, 1)->text(), QStringLiteral("192.168.0.10"));
+    for (int row = 0; row < 3; ++row) {
+        const bool open = editable && (row == 0 || !addressOnly);
+        QCOMPARE(table->item(row, 1)->flags().testFlag(Qt::ItemIsEditable), open);
+        QVERIFY(!table->item(row, 0)->flags().testFlag(Qt::ItemIsEditable));
+        if (!open) {
+            QCOMPARE(table->item(row, 1)->foreground().color(), QColor(128, 128, 128));
+        }
+    }
+    QCOMPARE(box->isEnabled(), dhcpLive);
+    QCOMPARE(box->text(), dhcpLive ? QString() : QStringLiteral("N.A."));
+    QCOMPARE(box->isChecked(), dhcpShown == QLatin1String("ON"));
+}
+
+void TestNetworkPages::showNothingBeforeASelection()
+{
+    WindowFixture fixture;
+    fixture.open();
+    const auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+    for (int row = 0; row < 3; ++row) {
+        QCOMPARE(table->item(row, 1)->text(), QStringLiteral("unknown"));
+    }
+    QCOMPARE(qobject_cast<QCheckBox *>(table->cellWidget(3, 1))->text(), QStringLiteral("N.A."));
+    fixture.find<QPushButton>("configBtn")->click();
+    QTest::mouseClick(fixture.find<QPushButton>("saveConfBtn"), Qt::LeftButton);
+    QCOMPARE(fixture.boxes().size(), 1);
+    QCOMPARE(fixture.boxes().first().title, QStringLiteral("Save Network Configuration"));
+    QCOMPARE(fixture.boxes().first().text, QStringLiteral("ERROR: no devices selected!"));
+}
+
+void TestNetworkPages::saveReachesTheInstrument_data()
+{
+    QTest::addColumn<QJsonObject>("played");
+    QTest::addColumn<QByteArray>("tail"); // of the datagram, from the new address on
+    QTest::newRow("power supply") << instrument("powerSupply", "1100", {{QStringLiteral("dhcp"), true}})
+                                  << QByteArray("c0a80032ffff0000c0a8000101000000");
+    QTest::newRow("beamline") << instrument("beamline", "2100")
+                              << QByteArray("c0a80032ffff0000c0a8000100000000");
+}
+
+void TestNetworkPages::saveReachesTheInstrument()
+{
+    QFETCH(QJsonObject, played);
+    QFETCH(QByteArray, tail);
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(played)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.find<QPushButton>("configBtn")->click();
+    fixture.selectRow(0);
+    auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+    table->item(0, 1)->setText(QStringLiteral("192.168.0.50"));
+    table->item(1, 1)->setText(QStringLiteral("255.255.0.0"));
+    table->item(2, 1)->setText(QStringLiteral("192.168.0.1"));
+    QTest::mouseClick(fixture.find<QPushButton>("saveConfBtn"), Qt::LeftButton);
+
+    QCOMPARE(fixture.boxes().last().text, QStringLiteral("Wait for the configuration to be applied"));
+    const QByteArray expected = QByteArray("Quorvex Set:").toHex() + "001a2b00000a2711" + tail;
+    const QVector<QJsonObject> sets = lab.events(QStringLiteral("set"));
+    QCOMPARE(sets.size(), 2); // straight to it, and by broadcast
+    QCOMPARE(sets.first().value(QLatin1String("via")).toString(), QStringLiteral("unicast"));
+    for (const QJsonObject &event : sets) {
+        QCOMPARE(event.value(QLatin1String("bytes")).toString().toLatin1(), expected);
+    }
+    // The rescan is over, and the instrument was found where it was sent.
+    QVERIFY(fixture.find<QPushButton>("scanBtn")->isEnabled());
+    QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("192.168.0.50")) >= 0);
+    QVERIFY(fixture.find<QLabel>("labelFooter")
+                ->text()
+                .endsWith(QStringLiteral("The changed instrument answers at its new address.")));
+    QVERIFY(fixture.find<QPushButton>("footerDetailsBtn")->isHidden());
+}
+
+void TestNetworkPages::toolsWaitForAReboot()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(instrument("tools", "6100", {{QStringLiteral("restartMs"), 0}}))),
+             qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.selectRow(0);
+    auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+    table->item(0, 1)->setText(QStringLiteral("192.168.0.50"));
+    table->item(1, 1)->setText(QStringLiteral("255.255.0.0"));
+    fixture->onSaveNewConfiguration();
+    QCOMPARE(fixture.boxes().last().text, QStringLiteral("IP changed! reboot device to apply."));
+    QVERIFY(lab.events(QStringLiteral("set"))
+                .last()
+                .value(QLatin1String("bytes"))
+                .toString()
+                .endsWith(QStringLiteral("c0a80032ffffff00c0a8000100000000")));
+    const auto *footer = fixture.find<QLabel>("labelFooter");
+    QVERIFY(footer->text().endsWith(
+        QStringLiteral("The changed instrument does not answer at its new address.")));
+    QVERIFY(!fixture.find<QPushButton>("footerDetailsBtn")->isHidden());
+
+    lab.command({{QStringLiteral("command"), QStringLiteral("reboot")},
+                 {QStringLiteral("mac"), QLatin1String(soleMac)}});
+    QVERIFY(lab.waitForEvent(QStringLiteral("rebooted")));
+    QVERIFY(fixture.scan());
+    QVERIFY(footer->text().endsWith(QStringLiteral("The changed instrument answers at its new address.")));
+}
+
+void TestNetworkPages::mistypedAddressIsSaidAndNotSent()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(instrument("beamline", "2100"))), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.selectRow(0);
+    const auto *hint = fixture.find<QLabel>("labelConfigHint");
+    QVERIFY(hint->text().isEmpty());
+    for (const char *typed : {"192.168.5", "010.1.1.1", "0.0.0.0", "abc"}) {
+        fixture.find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QLatin1String(typed));
+        QVERIFY2(hint->text().startsWith(QStringLiteral("New IP Address:")), typed);
+        fixture->onSaveNewConfiguration();
+        QVERIFY(fixture.find<QLabel>("labelFooter")->text().endsWith(QStringLiteral("nothing was sent.")));
+        fixture.selectRow(0);
+    }
+    QVERIFY(lab.events(QStringLiteral("set")).isEmpty());
+}
+
+void TestNetworkPages::webButtonOpensPlainAddressesOnly_data()
+{
+    QTest::addColumn<QString>("ip");
+    QTest::addColumn<QString>("url");
+    QTest::newRow("address") << "192.168.0.10"
+                             << "http://192.168.0.10/";
+    QTest::newRow("script") << "javascript:alert(1)//"
+                            << "";
+    QTest::newRow("host") << "example.org/?192.168.0.10"
+                          << "";
+    QTest::newRow("short") << "192.168.5"
+                           << "";
+}
+
+void TestNetworkPages::webButtonOpensPlainAddressesOnly()
+{
+    QFETCH(QString, ip);
+    QFETCH(QString, url);
+    LabProcess lab;
+    const QJsonObject texts{{QStringLiteral("IP"), ip}};
+    QVERIFY2(lab.start(scenario(instrument("json", "1F80", {{QStringLiteral("texts"), texts}}))),
+             qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.selectRow(0);
+    opened.clear();
+    QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "noteUrl");
+    QDesktopServices::setUrlHandler(QStringLiteral("javascript"), this, "noteUrl");
+    fixture->onOpenWebInterface();
+    QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
+    QDesktopServices::unsetUrlHandler(QStringLiteral("javascript"));
+    QCOMPARE(opened, url.isEmpty() ? QList<QUrl>{} : QList<QUrl>{QUrl(url)});
+}
+
+QTEST_MAIN(TestNetworkPages)
+#include "tst_networkpages.moc"

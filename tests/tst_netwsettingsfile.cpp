@@ -1,0 +1,129 @@
+#include "support/netwsettingstest.h"
+
+#include <QFile>
+
+// What "Save csv-file" writes, what "Upload csv-file" sends, and stopping either way of sending.
+class TestNetwSettingsFile : public NetwSettingsTest
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { m_dialog.reset(); }
+
+    void stops();
+    void savesWhatIsSeen();
+    void uploads();
+    void uploadStopped();
+    void refusesIncorrectFiles_data();
+    void refusesIncorrectFiles();
+};
+
+void TestNetwSettingsFile::stops()
+{
+    open();
+    select(0, IpColumn, 2, IpColumn);
+    paste(m_table, text("1.0.0.1\n1.0.0.2\n1.0.0.3\n"));
+    m_stopBefore = 1;
+    click("applyBtn");
+    QCOMPARE(m_sent, Rows{row(1, "1.0.0.1")});
+    QVERIFY(m_dialog->isVisible() && m_closed->isEmpty());
+    QVERIFY(status().contains(text("1 of 3 instruments")));
+    m_stopBefore = -1;
+    click("applyBtn"); // what was sent is not sent again
+    QCOMPARE(m_sent, Rows({row(1, "1.0.0.1"), row(2, "1.0.0.2"), row(3, "1.0.0.3")}));
+    QCOMPARE(m_closed->size(), 1);
+
+    open();
+    type(0, IpColumn, "1.0.0.1");
+    m_dialog->disconnect(this);
+    click("applyBtn");
+    for (const char *button : {"applyBtn", "cancelBtn", "saveFileBtn", "uploadFileBtn"}) {
+        QVERIFY(!find<QPushButton>(button)->isEnabled());
+    }
+    QVERIFY(m_dialog->onProgress(0, 1));
+    m_dialog->close(); // means "stop" while rows are sent
+    QVERIFY(m_dialog->isVisible() && m_dialog->stopRequested() && !m_dialog->onProgress(0, 1));
+    m_dialog->onNotApplied(text("No interface is selected."));
+    QVERIFY(canApply() && status() == text("No interface is selected."));
+}
+
+void TestNetwSettingsFile::savesWhatIsSeen()
+{
+    QString path = m_folder.filePath(text("rack.csv"));
+    open();
+    Device_t second;
+    second[Code] = text("2180");
+    second[Mac] = threeRows().at(1).at(MacColumn);
+    m_dialog->setDevices({second});
+    type(1, IpColumn, "1.0.0.2");
+    m_table->sortByColumn(IpColumn, Qt::AscendingOrder);
+    m_dialog->setFileChoosers([&path] { return path; }, {});
+    click("saveFileBtn");
+    QVERIFY2(status().contains(path), qPrintable(status()));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    QCOMPARE(lines.value(6), QByteArray(",Bipolar,SN1,00:1A:2B:00:00:01,10.0.0.10,255.0.0.0,10.0.0.254"));
+    QCOMPARE(lines.value(7), QByteArray("2180,Bipolar,SN2,00:1A:2B:00:00:02,1.0.0.2,255.0.0.0,10.0.0.254"));
+
+    m_dialog->setFileChoosers([path] { return path + text("/rack.csv"); }, [] { return QString(); });
+    click("saveFileBtn");
+    QVERIFY2(status().startsWith(text("ERROR:")), qPrintable(status()));
+    click("uploadFileBtn"); // no file chosen after all
+    QVERIFY(!box() && m_sent.isEmpty());
+}
+
+void TestNetwSettingsFile::uploads()
+{
+    open();
+    QCOMPARE(upload("2180,Bipolar,SN1,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,10.0.0.254\n"
+                    "moved <b>away</b> %1\n"
+                    "2180,Bipolar,SN2,00:1A:2B:00:00:02,1.0.0,255.0.0.0,10.0.0.254\n"
+                    "2180,Bipolar,SN9,00:1A:2B:00:00:09,1.0.0.9,255.0.0.0,10.0.0.254\n"),
+             text("Upload csv-file|upload completed!"));
+    QCOMPARE(m_sent, Rows({row(1, "1.0.0.1"), row(9, "1.0.0.9")}));
+    const QString details = box()->detailedText();
+    QVERIFY(details.contains(text("line 2: fewer than seven")) && details.contains(text("<b>away</b> %1")));
+    QVERIFY(details.contains(text("line 3: the IP address \"1.0.0\" is not an IPv4 address")));
+    QVERIFY(!details.contains(text("line 1:")) && !details.contains(text("line 4:")));
+    QVERIFY(m_dialog->isVisible() && m_closed->isEmpty());
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QCOMPARE(m_closed->size(), 1);
+}
+
+void TestNetwSettingsFile::uploadStopped()
+{
+    open();
+    m_stopBefore = 1;
+    QCOMPARE(upload(QByteArray("2180,,,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n").repeated(5)),
+             QString());
+    QCOMPARE(m_sent.size(), 1);
+    QVERIFY(status().contains(text("1 of 5 instruments")) && m_dialog->isVisible());
+}
+
+void TestNetwSettingsFile::refusesIncorrectFiles_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("details");
+
+    const QByteArray good = "2180,B,SN1,00:1A:2B:00:00:01,10.0.0.1,255.255.255.0,10.0.0.2\n";
+    QTest::newRow("empty") << QByteArray() << "";
+    QTest::newRow("another file") << QByteArray("<html>\n") << "line 1: fewer than seven";
+    QTest::newRow("nothing to send") << QByteArray(good).replace("0.2", "0.256") << "line 1: the gateway";
+    QTest::newRow("not text") << good + "\xFF\n"
+                              << "";
+}
+
+void TestNetwSettingsFile::refusesIncorrectFiles()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, details);
+    open();
+    QCOMPARE(upload(content), text("Upload csv-file|Error: incorrect file"));
+    QVERIFY(box()->detailedText().contains(details));
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QVERIFY(m_sent.isEmpty() && m_dialog->isVisible());
+}
+
+QTEST_MAIN(TestNetwSettingsFile)
+#include "tst_netwsettingsfile.moc"

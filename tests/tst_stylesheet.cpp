@@ -1,0 +1,396 @@
+#include "pixels.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QFile>
+#include <QFrame>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QTest>
+
+#include <cmath>
+#include <memory>
+
+// The style sheets on real widgets: what docs/look.md promises is measured in what they paint.
+class TestStyleSheet : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void sheetsParseAndFindTheirPictures();
+    void paletteIsTheDocumentedOne();
+    void textIsReadable();
+    void settingsGroupsLookAlike_data();
+    void settingsGroupsLookAlike();
+    void focusIsVisible_data();
+    void focusIsVisible();
+    void chosenButtonLooksTheSameWhileDisabled_data();
+    void chosenButtonLooksTheSameWhileDisabled();
+    void valuesKeepTheirOwnColour();
+    void aWrongValueIsMarked();
+    void aDarkDesktopDoesNotShineThrough();
+};
+
+namespace {
+
+QStringList complaints;
+
+void noteComplaint(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type != QtDebugMsg && !message.startsWith(QLatin1String("This plugin does not support"))) {
+        complaints.append(message);
+    }
+}
+
+QString textOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()) : QString();
+}
+
+QString sheet(const char *name)
+{
+    return textOf(QStringLiteral(":/files/resources/%1.qss").arg(QLatin1String(name)));
+}
+
+QSet<QString> coloursIn(const QString &text)
+{
+    QSet<QString> colours;
+    static const QRegularExpression colour(QStringLiteral("#[0-9a-f]{6}\\b"));
+    for (auto matches = colour.globalMatch(text); matches.hasNext();) {
+        colours.insert(matches.next().captured());
+    }
+    return colours;
+}
+
+// A page as the window has it: white, and with a button that can hold the focus meanwhile.
+struct Page
+{
+    QDialog window;
+    QFrame *frame = new QFrame(&window);
+    QPushButton *other = new QPushButton(&window);
+
+    explicit Page(QWidget *subject, const char *frameName = "pageUpdate")
+    {
+        frame->setObjectName(QString::fromLatin1(frameName));
+        auto *outer = new QVBoxLayout(&window);
+        outer->addWidget(frame);
+        outer->addWidget(other);
+        (new QVBoxLayout(frame))->addWidget(subject);
+        other->setAutoDefault(false);
+    }
+
+    QImage grab(QWidget *focus)
+    {
+        window.show();
+        QApplication::setActiveWindow(&window);
+        focus->setFocus(Qt::TabFocusReason);
+        QApplication::processEvents();
+        return frame->grab().toImage();
+    }
+};
+
+QWidget *newControl(const QString &kind)
+{
+    if (kind == QLatin1String("line edit")) {
+        return new QLineEdit;
+    }
+    if (kind == QLatin1String("spin box")) {
+        return new QDoubleSpinBox;
+    }
+    if (kind == QLatin1String("combo box")) {
+        return new QComboBox;
+    }
+    if (kind.endsWith(QLatin1String("check box"))) {
+        auto *box = new QCheckBox;
+        box->setChecked(kind.startsWith(QLatin1String("ticked")));
+        return box;
+    }
+    if (kind == QLatin1String("log")) {
+        return new QPlainTextEdit;
+    }
+    if (kind.endsWith(QLatin1String("table"))) {
+        return new QTableWidget(2, 2);
+    }
+    auto *button = new QPushButton(QStringLiteral("Info"));
+    button->setAutoDefault(false); // it would be dressed as the default button with the focus
+    return button;
+}
+
+} // namespace
+
+void TestStyleSheet::initTestCase()
+{
+    QVERIFY(!sheet("styleSheet").isEmpty());
+    qApp->setStyleSheet(sheet("styleSheet"));
+}
+
+void TestStyleSheet::sheetsParseAndFindTheirPictures()
+{
+    const QtMessageHandler previous = qInstallMessageHandler(noteComplaint);
+    qApp->setStyleSheet(QString());
+    qApp->setStyleSheet(sheet("styleSheet"));
+    QPushButton button;
+    button.setStyleSheet(sheet("btnSelected"));
+    button.ensurePolished();
+    QMainWindow window;
+    window.show();
+    qInstallMessageHandler(previous);
+    QVERIFY2(complaints.isEmpty(), qPrintable(complaints.join(QLatin1Char('\n'))));
+
+    static const QRegularExpression url(QStringLiteral("url\\(\"([^\"]*)\"\\)"));
+    const QString both = sheet("styleSheet") + sheet("btnSelected");
+    int pictures = 0;
+    for (auto matches = url.globalMatch(both); matches.hasNext(); ++pictures) {
+        const QString path = matches.next().captured(1);
+        QVERIFY2(!QImage(path).isNull(), qPrintable(path));
+    }
+    QCOMPARE(pictures, both.count(QStringLiteral("url(")));
+    QVERIFY(pictures > 10);
+}
+
+void TestStyleSheet::paletteIsTheDocumentedOne()
+{
+    const QString document = textOf(QStringLiteral(LOOK_MD));
+    const QString table = document.section(QStringLiteral("\n## "), 1, 1);
+    QVERIFY(table.startsWith(QLatin1String("Palette")));
+    const QSet<QString> used = coloursIn(sheet("styleSheet") + sheet("btnSelected"));
+    const QSet<QString> documented = coloursIn(table);
+    QCOMPARE((used - documented).values(), QStringList());
+    QCOMPARE((documented - used).values(), QStringList());
+}
+
+void TestStyleSheet::textIsReadable()
+{
+    static const QRegularExpression row(
+        QStringLiteral("\\| `(#[0-9a-f]{6})` \\| `(#[0-9a-f]{6})` \\| ([0-9.]+) \\|"));
+    int pairs = 0;
+    for (auto matches = row.globalMatch(textOf(QStringLiteral(LOOK_MD))); matches.hasNext(); ++pairs) {
+        const QRegularExpressionMatch match = matches.next();
+        const double ratio = contrast(QColor(match.captured(1)).rgb(), QColor(match.captured(2)).rgb());
+        QVERIFY2(ratio >= 4.5, qPrintable(match.captured()));
+        QVERIFY2(std::abs(ratio - match.captured(3).toDouble()) <= 0.051, qPrintable(match.captured()));
+    }
+    QVERIFY(pairs > 20);
+    // Every rule that gives text and ground together is one of the pairs.
+    static const QRegularExpression rule(QStringLiteral("\\{[^}]*\\}"));
+    static const QRegularExpression ground(QStringLiteral("background-color: (#[0-9a-f]{6})"));
+    static const QRegularExpression text(QStringLiteral("\\n    color: (#[0-9a-f]{6})"));
+    for (const char *name : {"styleSheet", "btnSelected"}) {
+        for (auto rules = rule.globalMatch(sheet(name)); rules.hasNext();) {
+            const QString body = rules.next().captured();
+            const QString on = ground.match(body).captured(1);
+            const QString over = text.match(body).captured(1);
+            if (!on.isEmpty() && !over.isEmpty()) {
+                QVERIFY2(contrast(QColor(over).rgb(), QColor(on).rgb()) >= 4.5, qPrintable(body));
+            }
+        }
+    }
+}
+
+void TestStyleSheet::settingsGroupsLookAlike_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name :
+         {"frameBroadcast", "frameTimeout", "frameTcpOptions", "frameAppearance", "frameManualIP"}) {
+        QTest::newRow(name) << name;
+    }
+}
+
+void TestStyleSheet::settingsGroupsLookAlike()
+{
+    QFETCH(QString, name);
+    auto *group = new QFrame;
+    group->setObjectName(name);
+    group->setMinimumSize(100, 60);
+    Page page(group);
+    page.grab(page.other);
+    const QImage image = group->grab().toImage();
+    QCOMPARE(image.pixelColor(50, 30), QColor(0xfa, 0xfa, 0xfa));
+    // A round corner of 10 px leaves the page to be seen 2 px from the corner, but not 4 px from it.
+    const QImage whole = page.frame->grab().toImage();
+    const QPoint corner = group->pos();
+    QCOMPARE(whole.pixelColor(corner + QPoint(2, 2)), QColor(Qt::white));
+    QCOMPARE(whole.pixelColor(corner + QPoint(5, 5)), QColor(0xfa, 0xfa, 0xfa));
+}
+
+void TestStyleSheet::focusIsVisible_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("frame");
+    QTest::newRow("button") << "button"
+                            << ""
+                            << "pageUpdate";
+    QTest::newRow("scan") << "button"
+                          << "scanBtn"
+                          << "frameHeader";
+    QTest::newRow("header button") << "button"
+                                   << "configBtn"
+                                   << "frameHeader";
+    QTest::newRow("save") << "button"
+                          << "saveConfBtn"
+                          << "pageConfigure";
+    QTest::newRow("update") << "button"
+                            << "updateFwBtn"
+                            << "pageUpdate";
+    for (const char *kind :
+         {"line edit", "spin box", "combo box", "check box", "ticked check box", "log", "table"}) {
+        QTest::newRow(kind) << kind << ""
+                            << "pageUpdate";
+    }
+    for (const char *name : {"tableWidgetDeviceFirstTable", "tableInfo", "tableDeviceConfig"}) {
+        QTest::newRow(name) << "table" << name << "pageInfo";
+    }
+}
+
+// As many pixels as a ring around the control has change by 3:1 or more.
+void TestStyleSheet::focusIsVisible()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, name);
+    QFETCH(QString, frame);
+    QWidget *control = newControl(kind);
+    control->setObjectName(name);
+    Page page(control, frame.toLatin1().constData());
+    const QImage without = page.grab(page.other);
+    const QImage with = page.grab(control);
+    int changed = 0;
+    for (int y = 0; y < with.height(); ++y) {
+        for (int x = 0; x < with.width(); ++x) {
+            changed += contrast(with.pixel(x, y), without.pixel(x, y)) >= 3.0 ? 1 : 0;
+        }
+    }
+    const QSize size = qobject_cast<QCheckBox *>(control) ? QSize(14, 14) : control->size();
+    const int ring = 2 * (size.width() - 12) + 2 * (size.height() - 12);
+    QVERIFY2(changed >= ring, qPrintable(QStringLiteral("%1 of %2").arg(changed).arg(ring)));
+}
+
+void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("icon");
+    QTest::newRow("info") << "infoBtn"
+                          << "info";
+    QTest::newRow("firmware") << "updateBtn"
+                              << "cpu";
+    QTest::newRow("config") << "configBtn"
+                            << "tool";
+}
+
+void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, icon);
+    auto *button = new QPushButton(QStringLiteral("Configuration page"));
+    button->setObjectName(name);
+    button->setIcon(QIcon(QStringLiteral(":/iconsPng/resources/icons/%1.png").arg(icon)));
+    button->setAutoDefault(false);
+    Page page(button, "frameHeader");
+    const QImage plain = page.grab(page.other);
+    const QSize size = button->sizeHint();
+
+    button->setStyleSheet(sheet("btnSelected"));
+    const QImage chosen = page.grab(page.other);
+    QCOMPARE(button->sizeHint(), size); // the header does not move
+    button->setEnabled(false);
+    const QImage disabled = page.grab(page.other);
+    QVERIFY(chosen != plain);
+    const QColor blueText(0x0a, 0x4d, 0x85);
+    const int half = disabled.width() / 2;
+    QVERIFY(showsColour(disabled.copy(half, 0, half, disabled.height()), blueText)); // of the text alone
+    button->setText(QString());                                                      // of the icon alone
+    QVERIFY(showsColour(page.grab(page.other), blueText));
+}
+
+void TestStyleSheet::valuesKeepTheirOwnColour()
+{
+    auto *table = new QTableWidget(2, 1);
+    table->setObjectName(QStringLiteral("tableDeviceConfig"));
+    const QVector<QColor> colours{QColor(128, 128, 128), QColor(0, 0, 0)};
+    for (int row = 0; row < 2; ++row) {
+        auto *item = new QTableWidgetItem(QString(3, QChar(0x2588))); // solid blocks
+        item->setForeground(colours[row]);
+        table->setItem(row, 0, item);
+    }
+    Page page(table, "pageConfigure");
+    const QImage image = page.grab(page.other);
+    QVERIFY(showsColour(image, colours[0]));
+    QVERIFY(showsColour(image, colours[1]));
+}
+
+void TestStyleSheet::aWrongValueIsMarked()
+{
+    auto *edit = new QLineEdit(QStringLiteral("192.168.0"));
+    Page page(edit);
+    const QColor red(0xb3, 0x26, 0x1e);
+    QVERIFY(!showsColour(page.grab(page.other), red));
+    for (QWidget *focus : {static_cast<QWidget *>(page.other), static_cast<QWidget *>(edit)}) {
+        edit->setProperty("invalid", true);
+        edit->style()->unpolish(edit);
+        edit->style()->polish(edit);
+        QVERIFY(showsColour(page.grab(focus), red));
+    }
+}
+
+static std::unique_ptr<QDialog> dialogWithEverything()
+{
+    auto dialog = std::make_unique<QDialog>();
+    auto *layout = new QVBoxLayout(dialog.get());
+    auto *label = new QLabel(QStringLiteral("Scan Timeout [s]"));
+    layout->addWidget(label);
+    for (const char *kind : {"button", "line edit", "spin box", "combo box", "check box", "log", "table"}) {
+        for (const bool enabled : {true, false}) {
+            QWidget *control = newControl(QString::fromLatin1(kind));
+            control->setMaximumHeight(60);
+            control->setEnabled(enabled);
+            layout->addWidget(control);
+        }
+    }
+    auto *table = new QTableWidget(3, 2);
+    table->setAlternatingRowColors(true);
+    table->setItem(0, 0, new QTableWidgetItem(QStringLiteral("192.168.0.10")));
+    table->selectRow(0);
+    layout->addWidget(table);
+    auto *bar = new QProgressBar;
+    bar->setValue(40);
+    layout->addWidget(bar);
+    auto *menu = new QMenuBar;
+    menu->addMenu(QStringLiteral("File"));
+    layout->setMenuBar(menu);
+    return dialog;
+}
+
+void TestStyleSheet::aDarkDesktopDoesNotShineThrough()
+{
+    const QPalette light = QApplication::palette();
+    const QPalette dark(QColor(50, 50, 50), QColor(30, 30, 30));
+    QCOMPARE(dark.color(QPalette::WindowText), QColor(Qt::white));
+    QVector<QImage> images;
+    for (const QPalette &palette : {light, dark}) {
+        QApplication::setPalette(palette);
+        qApp->setStyleSheet(sheet("styleSheet"));
+        const std::unique_ptr<QDialog> dialog = dialogWithEverything();
+        dialog->show();
+        QApplication::processEvents();
+        images.append(dialog->grab().toImage());
+    }
+    QApplication::setPalette(light);
+    QVERIFY(images[0] == images[1]);
+}
+
+QTEST_MAIN(TestStyleSheet)
+#include "tst_stylesheet.moc"

@@ -1,0 +1,304 @@
+#include "client.h"
+#include "devicecatalogue.h"
+#include "labprocess.h"
+#include "support/scanfixture.h"
+#include "versionquery.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThreadPool>
+#include <QTimer>
+
+// What is behind a serial server, asked over TCP of the virtual lab's modules: good ones, slow ones
+// and hostile ones.
+class TestVersionQuery : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void recognisesWhatIsBehind_data();
+    void recognisesWhatIsBehind();
+    void anAddressWithoutHost();
+    void asksInTwoSteps();
+    void stoppedQueriesAskNothing();
+    void queriesRunInRounds();
+    void stopEndsTheQueries();
+    void quitEndsTheQueries();
+    void threadsAreThePools();
+};
+
+namespace {
+
+const auto moduleIp = QStringLiteral("192.168.0.60");
+const auto moduleMac = QStringLiteral("00:20:4A:AD:64:70");
+
+QString macText(int number)
+{
+    return QStringLiteral("00:20:4A:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper();
+}
+
+QJsonObject moduleAt(const QString &ip, const QString &mac, const QJsonObject &tunnel)
+{
+    return {{QStringLiteral("kind"), QStringLiteral("module")},
+            {QStringLiteral("mac"), mac},
+            {QStringLiteral("ip"), ip},
+            {QStringLiteral("tunnel"), tunnel}};
+}
+
+QJsonObject manner(const char *name, int delayMs = -1, int pieceBytes = -1)
+{
+    QJsonObject tunnel{{QStringLiteral("manner"), QString::fromLatin1(name)}};
+    if (delayMs >= 0) {
+        tunnel.insert(QStringLiteral("delayMs"), delayMs);
+    }
+    if (pieceBytes >= 0) {
+        tunnel.insert(QStringLiteral("pieceBytes"), pieceBytes);
+    }
+    return tunnel;
+}
+
+QJsonObject answers(const QString &version, const QString &serial)
+{
+    return {{QStringLiteral("answers"),
+             QJsonObject{{QStringLiteral("MVER"), version}, {QStringLiteral("MRG:22"), serial}}}};
+}
+
+bool startModules(LabProcess &lab, const QJsonArray &modules)
+{
+    return lab.start({{QStringLiteral("instruments"), modules}});
+}
+
+Device_t module()
+{
+    Device_t device;
+    device[Ip] = moduleIp;
+    device[Mac] = moduleMac.toLower();
+    return device;
+}
+
+// Short, but long enough for a busy machine.
+TcpWaits shortWaits()
+{
+    return {2000, 1000, 600};
+}
+
+QString joined(const Device_t &device)
+{
+    QStringList fields;
+    for (const QString &field : device.fields) {
+        fields.append(field);
+    }
+    return fields.join(QLatin1Char('|'));
+}
+
+QString record(const char *code, const QString &serial, const QString &firmware, bool inCatalogue)
+{
+    const QString text = QString::fromLatin1(code);
+    const QString group = inCatalogue ? devicecatalogue::group(text) : QString();
+    const QString desc = inCatalogue ? devicecatalogue::desc(text) : QString();
+    return QStringList{text,
+                       serial,
+                       group,
+                       desc,
+                       QString(),
+                       serial,
+                       firmware,
+                       moduleMac,
+                       moduleIp,
+                       QStringLiteral("255.255.255.0"),
+                       QStringLiteral("192.168.0.1"),
+                       QStringLiteral("NA")}
+        .join(QLatin1Char('|'));
+}
+
+} // namespace
+
+void TestVersionQuery::recognisesWhatIsBehind_data()
+{
+    QTest::addColumn<QJsonObject>("tunnel");
+    QTest::addColumn<QString>("expected");
+    const QString serial = QStringLiteral("21Y08W0131");
+    const QString motor = record("4200", serial, QStringLiteral("1.07"), true);
+    const QString other = record("4100", {}, {}, true);
+    const QString bare = record("4100", {}, {}, false);
+    const auto version = [&serial](const char *line) { return answers(QString::fromLatin1(line), serial); };
+
+    QTest::newRow("motor driver") << version("#MVER:ROVAN-MOTOR:x:1.07") << motor;
+    QTest::newRow("empty parts count for nothing") << version("#MVER::ROVAN-MOTOR:::x:1.07:") << motor;
+    QTest::newRow("white space around the line") << version(" \t#MVER:ROVAN-MOTOR:x:1.07  ") << motor;
+    QTest::newRow("a NUL ends the line")
+        << answers(QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07") + QChar(0) + QStringLiteral(":5"), serial)
+        << motor;
+    QTest::newRow("characters above ASCII")
+        << answers(QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07"), QStringLiteral("\u00B57"))
+        << record("4200", QStringLiteral("\u00B57"), QStringLiteral("1.07"), true);
+    QTest::newRow("empty serial number") << answers(QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07"), QString())
+                                         << record("4200", {}, QStringLiteral("1.07"), true);
+    QTest::newRow("three parts") << version("#MVER:ROVAN-MOTOR:1.07") << other;
+    QTest::newRow("five parts") << version("#MVER:ROVAN-MOTOR:x:1.07:y") << other;
+    QTest::newRow("another product") << version("#MVER:STEPPER-BOX:x:1.07") << other;
+    QTest::newRow("a product in another case") << version("#MVER:Rovan-Motor:x:1.07") << other;
+    QTest::newRow("something behind the command's name") << version("#MVERSION:ROVAN-MOTOR:x:1.07") << other;
+    QTest::newRow("the command in another case") << version("#mver:ROVAN-MOTOR:x:1.07") << bare;
+    QTest::newRow("refused") << version("#NAK:10") << bare;
+
+    QTest::newRow("late") << manner("late", 200) << motor;
+    QTest::newRow("in pieces") << manner("pieces", 20, 3) << motor;
+    QTest::newRow("byte by byte, the line feed behind its line") << manner("pieces", 5, 1) << motor;
+    // 26 bytes, each within the read wait, but not the line.
+    QTest::newRow("a byte now and then") << manner("pieces", 400, 1) << bare;
+    QTest::newRow("too late") << manner("late", 60000) << bare;
+    QTest::newRow("silent") << manner("silent") << bare;
+    QTest::newRow("endless") << manner("endless") << bare;
+    QTest::newRow("a line of a megabyte") << manner("megabyte") << bare;
+    // Half of it is there: "#MVER:ROVAN-M".
+    QTest::newRow("reset within the line") << manner("resetInLine") << other;
+    QTest::newRow("closed at once") << manner("closeAtOnce") << bare;
+    QTest::newRow("refuses to connect") << manner("refuse") << bare;
+}
+
+void TestVersionQuery::recognisesWhatIsBehind()
+{
+    QFETCH(QJsonObject, tunnel);
+    LabProcess lab;
+    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, tunnel)}), qPrintable(lab.errorText()));
+    const std::atomic_bool stopped{false};
+    QTEST(joined(queryVersion(module(), shortWaits(), stopped)), "expected");
+}
+
+void TestVersionQuery::anAddressWithoutHost()
+{
+    const std::atomic_bool stopped{false};
+    QCOMPARE(joined(queryVersion(module(), {300, 300, 300}, stopped)), record("4100", {}, {}, false));
+}
+
+// A module that answers the scan three times is asked once.
+void TestVersionQuery::asksInTwoSteps()
+{
+    QJsonObject module = moduleAt(moduleIp, moduleMac, QJsonObject());
+    module.insert(QStringLiteral("faults"), QJsonObject{{QStringLiteral("duplicate"), 3}});
+    LabProcess lab;
+    QVERIFY2(startModules(lab, {module}), qPrintable(lab.errorText()));
+    Client client;
+    QCOMPARE(client.scan({wst0()}).size(), 1);
+    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
+    QStringList lines;
+    for (const QJsonObject &event : lab.events(QStringLiteral("lineReceived"))) {
+        lines.append(event.value(QStringLiteral("line")).toString());
+    }
+    QCOMPARE(lines, QStringList({QStringLiteral("MVER"), QStringLiteral("MRG:22")}));
+}
+
+void TestVersionQuery::stoppedQueriesAskNothing()
+{
+    LabProcess lab;
+    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, QJsonObject())}), qPrintable(lab.errorText()));
+    const std::atomic_bool stopped{true};
+    QCOMPARE(joined(queryVersion(module(), shortWaits(), stopped)), record("4100", {}, {}, false));
+    QVERIFY(lab.events(QStringLiteral("connected")).isEmpty());
+}
+
+// A third silent, a third slow; one after the other they would take more than 30 seconds.
+void TestVersionQuery::queriesRunInRounds()
+{
+    constexpr int count = 60;
+    constexpr int threads = 10;
+    constexpr int readWait = 1000;
+    QJsonArray modules;
+    for (int i = 0; i < count; ++i) {
+        const QJsonObject tunnel = i % 3 == 0   ? manner("silent")
+                                   : i % 3 == 1 ? manner("late", 250)
+                                                : QJsonObject();
+        modules.append(moduleAt(QStringLiteral("192.168.0.%1").arg(10 + i), macText(i), tunnel));
+    }
+    LabProcess lab;
+    QVERIFY2(startModules(lab, modules), qPrintable(lab.errorText()));
+    Client client;
+    client.setTcpThreads(threads);
+    client.setTcpWaitRead(readWait);
+    QElapsedTimer clock;
+    clock.start();
+    qint64 waited = 0;
+    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
+    connect(&client, &Client::signalUpdateProgressBar, this,
+            [&] { waited = progress.size() == 81 ? clock.elapsed() : waited; });
+    int turns = 0;
+    QTimer windowAlive;
+    connect(&windowAlive, &QTimer::timeout, this, [&turns] { ++turns; });
+    windowAlive.start(20);
+    const QList<Device_t> found = client.scan({wst0()});
+
+    const qint64 rounds = (count + threads - 1) / threads;
+    QVERIFY2(clock.elapsed() - waited < rounds * readWait * 3 / 2,
+             qPrintable(QStringLiteral("%1 ms").arg(clock.elapsed() - waited)));
+    QVERIFY2(turns > 30, "the window stood still");
+    QCOMPARE(found.size(), count);
+    QHash<QString, QString> codes;
+    for (const Device_t &device : found) {
+        codes.insert(device[Mac], device[Code]);
+    }
+    for (int i = 0; i < count; ++i) {
+        QCOMPARE(codes.value(macText(i)), i % 3 == 0 ? QStringLiteral("4100") : QStringLiteral("4200"));
+    }
+}
+
+void TestVersionQuery::stopEndsTheQueries()
+{
+    QJsonArray modules;
+    for (int i = 0; i < 5; ++i) {
+        modules.append(moduleAt(QStringLiteral("192.168.0.%1").arg(10 + i), macText(i), manner("silent")));
+    }
+    LabProcess lab;
+    QVERIFY2(startModules(lab, modules), qPrintable(lab.errorText()));
+    Client client;
+    client.setTcpThreads(2); // so that some wait for their turn
+    client.setTcpWaitRead(3600 * 1000);
+    bool stopped = false;
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, this, [&] {
+        if (!stopped && lab.events(QStringLiteral("connected")).size() >= 2) {
+            stopped = true;
+            client.requestStop();
+        }
+    });
+    watch.start(20);
+    QCOMPARE(client.scan({wst0()}).size(), 5);
+    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QCOMPARE(lab.events(QStringLiteral("connected")).size(), 2);
+}
+
+void TestVersionQuery::quitEndsTheQueries()
+{
+    LabProcess lab;
+    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, manner("silent"))}),
+             qPrintable(lab.errorText()));
+    Client client;
+    client.setTcpWaitRead(3600 * 1000);
+    int found = 0;
+    QTimer::singleShot(0, &client, [&] { found = client.scan({wst0()}).size(); });
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, this, [&lab] {
+        if (!lab.events(QStringLiteral("connected")).isEmpty()) {
+            QCoreApplication::quit();
+        }
+    });
+    watch.start(20);
+    QCoreApplication::exec();
+    QCOMPARE(found, 1);
+    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+}
+
+void TestVersionQuery::threadsAreThePools()
+{
+    Client client;
+    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 10);
+    client.setTcpThreads(3);
+    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 3);
+}
+
+QTEST_GUILESS_MAIN(TestVersionQuery)
+#include "tst_versionquery.moc"

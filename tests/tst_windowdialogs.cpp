@@ -1,0 +1,261 @@
+#include "appsettings.h"
+#include "labprocess.h"
+#include "networkconfigurationfile.h"
+#include "newnetwsettings.h"
+#include "settings.h"
+#include "windowfixture.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QDoubleSpinBox>
+#include <QFile>
+#include <QJsonArray>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+#include <QTextEdit>
+#include <QThreadPool>
+
+namespace {
+
+QJsonObject instruments(const QJsonObject &one)
+{
+    return {{QStringLiteral("instruments"), QJsonArray{one}}};
+}
+
+QJsonObject supplies(int count)
+{
+    return instruments({{QStringLiteral("kind"), QStringLiteral("powerSupply")},
+                        {QStringLiteral("code"), QStringLiteral("1100")},
+                        {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:01")},
+                        {QStringLiteral("ip"), QStringLiteral("10.20.28.1")},
+                        {QStringLiteral("gateway"), QStringLiteral("10.20.30.1")},
+                        {QStringLiteral("interface"), QStringLiteral("lab1")},
+                        {QStringLiteral("applyMs"), 200},
+                        {QStringLiteral("count"), count}});
+}
+
+int broadcasts(const LabProcess &lab)
+{
+    int seen = 0;
+    for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
+        seen += event.value(QLatin1String("to")).toString() == QLatin1String("255.255.255.255:30719") ? 1 : 0;
+    }
+    return seen;
+}
+
+} // namespace
+
+// The dialogs that the window conducts: what the user decides there is stored, sent and in force.
+class TestWindowDialogs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void changedSettingsAreStoredAndInForce();
+    void unchangedSettingsAreNotWritten();
+    void manualIpAppearsAndGoes();
+    void untickedInterfaceIsNotAsked();
+    void helpTextsOpenEachTime();
+    void threeHundredInstrumentsMoveByFile();
+    void tableSendsChangedRowsOnly();
+};
+
+void TestWindowDialogs::changedSettingsAreStoredAndInForce()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(supplies(3)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    fixture.find<QAction>("actionSettings")->trigger();
+    auto *dialog = fixture->findChild<Settings *>();
+    QVERIFY(dialog && dialog->isVisible());
+    const auto spin = [dialog](const char *name) {
+        return dialog->findChild<QDoubleSpinBox *>(QLatin1String(name));
+    };
+    spin("doubleSpinBoxBroadcastTime")->setValue(0.25);
+    spin("doubleSpinBoxTimeout")->setValue(90);
+    spin("doubleSpinBoxThreadsNumber")->setValue(20);
+    spin("doubleSpinBoxWaitForBytesWritten")->setValue(1100);
+    spin("doubleSpinBoxWaitForReadyRead")->setValue(1200);
+    spin("doubleSpinBoxWaitForConnected")->setValue(1300);
+    dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnableUnicast"))->setChecked(true);
+    dialog->findChild<QLineEdit *>(QStringLiteral("lineEditStart"))->setText(QStringLiteral("192.168.0.20"));
+    dialog->findChild<QLineEdit *>(QStringLiteral("lineEditStop"))->setText(QStringLiteral("192.168.0.22"));
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+    QTRY_VERIFY(!fixture->findChild<Settings *>());
+
+    const AppSettings stored;
+    QCOMPARE(stored.scanTime(), 250);
+    QCOMPARE(stored.updateTimeout(), 90000);
+    QCOMPARE(stored.tcpThreads(), 20);
+    QCOMPARE(stored.tcpWaitWritten(), 1100);
+    QCOMPARE(stored.tcpWaitRead(), 1200);
+    QCOMPARE(stored.tcpWaitConnected(), 1300);
+    QVERIFY(stored.sendUnicast());
+    QCOMPARE(stored.startIp().toString(), QStringLiteral("192.168.0.20"));
+    QCOMPARE(stored.endIp().toString(), QStringLiteral("192.168.0.22"));
+    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 20);
+
+    // In force without a restart: an instrument within the range hears the question by unicast.
+    LabProcess near;
+    QVERIFY(lab.stop());
+    QJsonObject one = supplies(1).value(QLatin1String("instruments")).toArray().first().toObject();
+    one.insert(QStringLiteral("ip"), QStringLiteral("192.168.0.21"));
+    one.insert(QStringLiteral("interface"), QStringLiteral("lab0"));
+    QVERIFY2(near.start(instruments(one)), qPrintable(near.errorText()));
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 1);
+    QVERIFY(near.waitForEvent([](const QJsonObject &event) {
+        return event.value(QLatin1String("to")).toString() == QLatin1String("192.168.0.21:30719");
+    }));
+}
+
+void TestWindowDialogs::unchangedSettingsAreNotWritten()
+{
+    WindowFixture fixture;
+    // Beyond what the boxes can show: opening and applying must not write the clamped value back.
+    fixture.writeSettings("[scan]\nscanTime=500000\n[tcp]\nnThreads=77\nwaitRead=900000\n");
+    fixture.open();
+    fixture.find<QAction>("actionSettings")->trigger();
+    auto *dialog = fixture->findChild<Settings *>();
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+    QTRY_VERIFY(!fixture->findChild<Settings *>());
+    const AppSettings stored;
+    QCOMPARE(stored.scanTime(), 500000);
+    QCOMPARE(stored.tcpThreads(), 77);
+    QCOMPARE(stored.tcpWaitRead(), 900000);
+}
+
+void TestWindowDialogs::manualIpAppearsAndGoes()
+{
+    WindowFixture fixture;
+    fixture.open();
+    fixture.find<QPushButton>("updateBtn")->click();
+    const auto *frame = fixture.find<QWidget>("frameManualIp");
+    QVERIFY(frame->isHidden());
+    for (const bool offered : {true, false}) {
+        fixture.find<QAction>("actionSettings")->trigger();
+        auto *dialog = fixture->findChild<Settings *>();
+        dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnable"))->setChecked(offered);
+        QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+        QTRY_VERIFY(!fixture->findChild<Settings *>());
+        QCOMPARE(frame->isHidden(), !offered);
+        QCOMPARE(AppSettings().manualIp(), offered);
+        fixture.find<QCheckBox>("checkBoxManualIP")->setChecked(offered);
+    }
+    QVERIFY(fixture.table()->isEnabled());
+}
+
+void TestWindowDialogs::untickedInterfaceIsNotAsked()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(supplies(1)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 1);
+    fixture.find<QAction>("actionSelect_network_interfaces")->trigger();
+    auto *dialog = fixture->findChild<NetworkInterfaces *>();
+    QVERIFY(dialog && dialog->isVisible());
+    auto *list = dialog->findChild<QTableWidget *>();
+    for (int row = 0; row < list->rowCount(); ++row) {
+        QWidget *cell = list->cellWidget(row, 0);
+        auto *box = qobject_cast<QCheckBox *>(cell);
+        box = box ? box : cell->findChild<QCheckBox *>();
+        box->setChecked(list->item(row, 1)->text() == QLatin1String("wst0"));
+    }
+    dialog->onApply();
+    QTRY_VERIFY(!fixture->findChild<NetworkInterfaces *>());
+    const int before = broadcasts(lab);
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 0); // the instrument is on the other cable
+    QCOMPARE(broadcasts(lab), before + 1);
+    QVERIFY(fixture.find<QLabel>("labelFooter")
+                ->text()
+                .startsWith(QStringLiteral("0 instruments found on 1 network interface.")));
+}
+
+void TestWindowDialogs::helpTextsOpenEachTime()
+{
+    WindowFixture fixture;
+    fixture.open();
+    fixture.find<QAction>("actionChangelog")->trigger();
+    fixture.find<QAction>("actionChangelog")->trigger();
+    fixture.find<QAction>("actionAbout")->trigger();
+    fixture.find<QAction>("actionShow_supported_devices")->trigger();
+    QStringList titles;
+    for (const QTextEdit *text : fixture->findChildren<QTextEdit *>()) {
+        titles.append(text->window()->windowTitle());
+        QVERIFY(text->isReadOnly() && !text->toPlainText().isEmpty());
+    }
+    titles.sort();
+    QCOMPARE(titles, QStringList({QStringLiteral("About"), QStringLiteral("Changelog"),
+                                  QStringLiteral("Changelog"), QStringLiteral("Supported Devices")}));
+}
+
+void TestWindowDialogs::threeHundredInstrumentsMoveByFile()
+{
+    constexpr int count = 300;
+    LabProcess lab;
+    QVERIFY2(lab.start(supplies(count)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.writeSettings("[scan]\nscanTime=1000\n");
+    fixture.open();
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), count);
+
+    const QString path = fixture.homePath() + QLatin1String("/rack.csv");
+    fixture.find<QAction>("actionAdvanced_network_config")->trigger();
+    auto *dialog = fixture->findChild<NewNetwSettings *>();
+    QVERIFY(dialog && dialog->isVisible());
+    dialog->setFileChoosers([&path] { return path; }, [&path] { return path; });
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("saveFileBtn")), Qt::LeftButton);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QByteArray text = file.readAll();
+    file.close();
+    QCOMPARE(text.count(",10.20.28.") + text.count(",10.20.29."), count);
+    text.replace(",10.20.28.", ",10.20.50.").replace(",10.20.29.", ",10.20.51."); // the edit by hand
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(text), qint64{text.size()});
+    file.close();
+
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("uploadFileBtn")), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!fixture.boxes().isEmpty(), 60000);
+    QCOMPARE(fixture.boxes().last().title, QStringLiteral("Upload csv-file"));
+    QCOMPARE(fixture.boxes().last().text, QStringLiteral("upload completed!"));
+    const auto *footer = fixture.find<QLabel>("labelFooter");
+    QTRY_VERIFY_WITH_TIMEOUT(footer->text().endsWith(QStringLiteral("answer at their new address.")), 60000);
+    QVERIFY2(footer->text().endsWith(
+                 QStringLiteral("300 of 300 changed instruments answer at their new address.")),
+             qPrintable(footer->text()));
+    QCOMPARE(fixture.table()->rowCount(), count);
+    QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.1")) >= 0);
+    QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.28.1")) < 0);
+}
+
+void TestWindowDialogs::tableSendsChangedRowsOnly()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(supplies(3)), qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.find<QAction>("actionAdvanced_network_config")->trigger();
+    auto *dialog = fixture->findChild<NewNetwSettings *>();
+    auto *view = dialog->findChild<QTableView *>();
+    QVERIFY(view->model()->setData(view->model()->index(1, 3), QStringLiteral("10.20.50.77")));
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+    const auto *footer = fixture.find<QLabel>("labelFooter");
+    QTRY_VERIFY_WITH_TIMEOUT(
+        footer->text().endsWith(QStringLiteral("The changed instrument answers at its new address.")), 30000);
+    QTRY_VERIFY(!fixture->findChild<NewNetwSettings *>());
+    QCOMPARE(lab.events(QStringLiteral("set")).size(), 1);
+    QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.77")) >= 0);
+}
+
+QTEST_MAIN(TestWindowDialogs)
+#include "tst_windowdialogs.moc"

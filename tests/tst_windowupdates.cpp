@@ -1,0 +1,85 @@
+#include "windowfixture.h"
+
+#include <QAction>
+#include <QFile>
+#include <QPushButton>
+#include <QTest>
+
+#include <csignal>
+
+// The update check as the window conducts it, with a real tool beside the executable.
+class TestWindowUpdates : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void tellsTheResult();
+    void staysUsableAndIgnoresASecondCheck();
+    void closingEndsTheToolAtOnce();
+
+private:
+    static QList<QByteArrayList> starts(const QString &log);
+};
+
+// One list for each start of the tool: its process id and arguments.
+QList<QByteArrayList> TestWindowUpdates::starts(const QString &log)
+{
+    QFile file(log);
+    QList<QByteArrayList> lines;
+    if (file.open(QIODevice::ReadOnly)) {
+        while (!file.atEnd()) {
+            lines.append(file.readLine().trimmed().split(' '));
+        }
+    }
+    return lines;
+}
+
+void TestWindowUpdates::tellsTheResult()
+{
+    WindowFixture fixture;
+    qputenv("TOOL_LOG", (fixture.homePath() + QLatin1String("/log")).toLocal8Bit());
+    qputenv("TOOL_PLAYS", "no update");
+    fixture.open();
+    fixture.find<QAction>("actionCheck_for_updates")->trigger();
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.boxes().size(), 1, 30000);
+    QCOMPARE(fixture.boxes().first().title, QStringLiteral("Updates"));
+    QCOMPARE(fixture.boxes().first().text, QStringLiteral("No updates available."));
+    QCOMPARE(starts(fixture.homePath() + QLatin1String("/log")).first().mid(1),
+             QByteArrayList{"--checkupdates"});
+}
+
+void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
+{
+    WindowFixture fixture;
+    const QString log = fixture.homePath() + QLatin1String("/log");
+    qputenv("TOOL_LOG", log.toLocal8Bit());
+    qputenv("TOOL_PLAYS", "silence");
+    fixture.open();
+    fixture.find<QAction>("actionCheck_for_updates")->trigger();
+    QTRY_COMPARE_WITH_TIMEOUT(starts(log).size(), 1, 30000);
+    fixture.find<QAction>("actionCheck_for_updates")->trigger();
+    QTest::mouseClick(fixture.find<QPushButton>("configBtn"), Qt::LeftButton);
+    QVERIFY(!fixture.find<QPushButton>("configBtn")->isEnabled());
+    QTest::qWait(200); // a second tool would have been started by now
+    QCOMPARE(starts(log).size(), 1);
+    QVERIFY(fixture.boxes().isEmpty());
+}
+
+void TestWindowUpdates::closingEndsTheToolAtOnce()
+{
+    WindowFixture fixture;
+    const QString log = fixture.homePath() + QLatin1String("/log");
+    qputenv("TOOL_LOG", log.toLocal8Bit());
+    qputenv("TOOL_PLAYS", "silence");
+    fixture.open();
+    fixture.find<QAction>("actionCheck_for_updates")->trigger();
+    QTRY_COMPARE_WITH_TIMEOUT(starts(log).size(), 1, 30000);
+    const pid_t tool = starts(log).first().first().toInt();
+    QVERIFY(fixture->close());
+    fixture.close(); // as at the end of the program
+    QTRY_VERIFY2_WITH_TIMEOUT(kill(tool, 0) != 0, "the tool outlived the window", 10000);
+    QVERIFY(fixture.boxes().isEmpty());
+}
+
+QTEST_MAIN(TestWindowUpdates)
+#include "tst_windowupdates.moc"
