@@ -22,6 +22,7 @@ private slots:
     void pinsForgetAtARestart();
     void menuMovesTheModule();
     void menuThatIsNotSavedChangesNothing();
+    void newSpeedWaitsForTheRestart();
     void silentSetupClientIsDropped();
     void otherSpeedIsNotUnderstood();
 };
@@ -221,6 +222,18 @@ void TestMotorDriver::menuThatIsNotSavedChangesNothing()
     setup.send("8\r\n");
     QVERIFY(setup.isDropped());
     QVERIFY(lab.events(QStringLiteral("parametersStored")).isEmpty());
+}
+
+void TestMotorDriver::newSpeedWaitsForTheRestart()
+{
+    MotorLab lab;
+    QVERIFY2(lab.startDriver(R"({"storeMs":600000})"), qPrintable(lab.errorText()));
+    Client setup(setupPort);
+    setup.until(lineEnd());
+    setup.exchange("\r\n", menuEnd());
+    setup.exchange("1\r\n38400\r\n" + QByteArray("\r\n").repeated(18), menuEnd());
+    QVERIFY(setup.exchange("9\r\n", lineEnd()).contains("Parameters stored ..."));
+    QCOMPARE(Client(tunnelPort).exchange("MRG:22\r\n", "\n"), QByteArray("21Y08W0131\r\n"));
 }
 
 void TestMotorDriver::silentSetupClientIsDropped()

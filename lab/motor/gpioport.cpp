@@ -6,6 +6,12 @@ GpioPort::GpioPort(GpioPins &pins, int wrongAnswerAt, QObject *parent)
     connect(&m_server, &QTcpServer::newConnection, this, &GpioPort::accept);
 }
 
+GpioPort::~GpioPort()
+{
+    blockSignals(true); // whoever listens may be half gone
+    close();
+}
+
 bool GpioPort::open(const QHostAddress &address, quint16 port)
 {
     m_port = port;

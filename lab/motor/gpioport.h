@@ -21,6 +21,7 @@ public:
 
     // `wrongAnswerAt`: which command of a connection, from 1 on, is not obeyed and answered wrong; 0: none.
     GpioPort(GpioPins &pins, int wrongAnswerAt, QObject *parent = nullptr);
+    ~GpioPort() override;
 
     bool open(const QHostAddress &address, quint16 port);
     void close(); // drops all connections

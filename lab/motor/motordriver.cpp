@@ -43,7 +43,8 @@ void MotorDriver::connectLine()
 bool MotorDriver::open(const QHostAddress &address, const QByteArray &mac)
 {
     const ModuleSettings &settings = m_spec.settings;
-    const Pace pace = m_spec.pacedLine ? Pace::ofBaudrate(int(settings.baudrate)) : Pace();
+    m_baudrate = int(settings.baudrate);
+    const Pace pace = m_spec.pacedLine ? Pace::ofBaudrate(m_baudrate) : Pace();
     m_lineIn.setPace(pace);
     m_lineOut.setPace(pace);
     const bool setup =
@@ -94,12 +95,12 @@ bool MotorDriver::isCutDue() const
 
 void MotorDriver::passToDsps(const QByteArray &bytes)
 {
-    m_dsps.receive(bytes, int(m_spec.settings.baudrate));
+    m_dsps.receive(bytes, m_baudrate);
 }
 
 void MotorDriver::takeFromDsps(const QByteArray &bytes)
 {
-    if (m_dsps.baudrate() == int(m_spec.settings.baudrate)) {
+    if (m_dsps.baudrate() == m_baudrate) {
         m_lineOut.push(bytes);
     }
 }

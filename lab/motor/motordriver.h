@@ -74,6 +74,7 @@ private:
     bool isCutDue() const;
 
     MotorDriverSpec m_spec;
+    int m_baudrate = 0; // since the last restart; the settings may already say another
     DspPair m_dsps;
     GpioPins m_pins;
     SetupPort m_setup;
