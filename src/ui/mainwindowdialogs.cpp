@@ -11,6 +11,8 @@
 #include "ui_mainwindow.h"
 #include "updates.h"
 
+#include <algorithm>
+
 #include <QPointer>
 #include <QTimer>
 
@@ -122,8 +124,13 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
         dialog->onNotApplied(tr("Wait until the scan or the firmware update that is running has ended."));
         return;
     }
-    const QPointer<NewNetwSettings> asked(dialog); // it can go while rows are sent
     interfaces->refresh();
+    const QList<interfaces_t> &list = interfaces->interfaces();
+    if (std::none_of(list.begin(), list.end(), [](const interfaces_t &one) { return one.selected; })) {
+        dialog->onNotApplied(tr("No network interface is selected, so nothing can be sent."));
+        return;
+    }
+    const QPointer<NewNetwSettings> asked(dialog); // it can go while rows are sent
     proof.begin();
     changeNetworkConfiguration().applyList(interfaces->interfaces(), rows, [this, &asked, &rows](int row) {
         const bool goOn = asked && asked->onProgress(row, rows.size());
