@@ -244,7 +244,7 @@ void TestLabUpdateFaults::slowInstrumentTakesTheWholeImage()
 
 void TestLabUpdateFaults::erasingAndStoringTakeTheirTime()
 {
-    constexpr int leastMs = 190; // of 200
+    constexpr qint64 leastMs = 190; // of 200
     LabProcess lab;
     QVERIFY(lab.start(scenarioOf(
         {instrument(QLatin1String(picoammeter), QStringLiteral("{\"eraseMs\":200,\"storeMs\":200}"))})));

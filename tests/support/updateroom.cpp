@@ -64,7 +64,7 @@ QByteArray Client::readUntil(const QByteArray &end)
         m_received += readAll();
     }
     const int found = m_received.indexOf(end);
-    const QByteArray bytes = found < 0 ? m_received : m_received.left(found + end.size());
+    QByteArray bytes = found < 0 ? m_received : m_received.left(found + end.size());
     m_received.remove(0, bytes.size());
     return bytes;
 }
