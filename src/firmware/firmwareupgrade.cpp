@@ -1,6 +1,5 @@
 #include "firmwareupgrade.h"
 
-#include "devicecatalogue.h"
 #include "dspprogmode.h"
 #include "parsehex.h"
 #include "sendfirmware.h"
@@ -100,8 +99,7 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateManual()
 {
     currentIp = manualAddress;
     printHeader();
-    onErrorDetected(QStringLiteral("ERROR: power supplies cannot be updated yet!"));
-    return Outcome::Failed;
+    return updatePowerSupply(0) ? Outcome::Completed : Outcome::Failed;
 }
 
 int firmwareUpgrade::firstSelected() const
@@ -116,15 +114,6 @@ void firmwareUpgrade::printHeader()
     onPrintMessage(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ==="));
     onPrintMessage(QStringLiteral("Device IP: ") + currentIp);
     onPrintMessage(QStringLiteral("Firmware : ") + firmwareFile);
-}
-
-bool firmwareUpgrade::updateByCode()
-{
-    if (devicecatalogue::isSerialServer(currentCode)) {
-        return updateRovanFirmware();
-    }
-    onErrorDetected(QStringLiteral("ERROR: this instrument cannot be updated yet!"));
-    return false;
 }
 
 // Programs one DSP of a motor driver. A failure on the way leaves the XPort's channel and the DSP as

@@ -60,6 +60,14 @@ private:
     int firstSelected() const;
     void printHeader();
     bool updateByCode();
+    bool checkVersion();
+    bool dispatch();
+    bool updatePowerSupply(int variant);
+    bool updateBeamline();
+    template <typename Procedure>
+    void followImage(const Procedure &procedure);
+    void onImageStep();
+    bool imageDone();
 
     bool updateRovanFirmware();
     bool programDsp(const QString &host, const QString &filePath, int target);

@@ -39,6 +39,14 @@ struct Pacing
     milliseconds replyTenth{100};  // unit of the waits that follow
     milliseconds page{1000};       // the flash writes a page
 
+    // Instruments that take their firmware on their own port.
+    milliseconds versionConnect{500};
+    milliseconds versionAnswer{2000};    // from the query to the end of the answer
+    milliseconds commandAnswer{5000};    // to a command that changes nothing
+    milliseconds eraseAnswer{10000};     // for one sector, or for the memory to take the image
+    milliseconds imageAnswer{30000};     // silence behind the image
+    milliseconds longestVerdict{600000}; // however much is said meanwhile
+
     // No device talks for so long without a pause; whoever does is not listened to any longer.
     milliseconds longestAnswer{60000};
 };

@@ -11,10 +11,10 @@
 #include "ui_mainwindow.h"
 #include "updates.h"
 
-#include <algorithm>
-
 #include <QPointer>
 #include <QTimer>
+
+#include <algorithm>
 
 namespace {
 
