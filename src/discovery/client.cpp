@@ -80,7 +80,8 @@ Client::~Client() = default;
 
 void Client::setTcpThreads(int count)
 {
-    QThreadPool::globalInstance()->setMaxThreadCount(count);
+    QThreadPool::globalInstance()->setMaxThreadCount(
+        std::max(1, count)); // with none, no query would ever run
 }
 
 QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
@@ -127,7 +128,7 @@ void Client::openSockets()
     m_listenSocket = scansocket::make();
     m_unicastSocket = scansocket::make();
     m_answeredUnicast.clear();
-    m_problem.clear();
+    m_problems.clear();
     {
         const QMutexLocker lock(&m_serialServersMutex);
         m_serialServers.clear();
@@ -136,7 +137,7 @@ void Client::openSockets()
     connect(m_unicastSocket.get(), &QUdpSocket::readyRead, this, &Client::onHandleUnicastResponse);
     emit signalUpdateProgressBar(0);
     if (!scansocket::bind(*m_listenSocket, QHostAddress(QHostAddress::AnyIPv4), discoveryPort)) {
-        m_problem = QStringLiteral("UDP port %1: %2").arg(discoveryPort).arg(m_listenSocket->errorString());
+        addProblem(QStringLiteral("UDP port %1").arg(discoveryPort), *m_listenSocket);
     }
 }
 
@@ -153,7 +154,7 @@ void Client::closeSockets()
 void Client::queryRange()
 {
     if (!scansocket::bind(*m_unicastSocket, QHostAddress(QHostAddress::AnyIPv4), 0)) {
-        m_problem = m_unicastSocket->errorString();
+        addProblem(QStringLiteral("unicast"), *m_unicastSocket);
         return;
     }
     m_unicastSocket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, sendBufferSize);
@@ -177,8 +178,7 @@ bool Client::queryAddress(quint32 address)
             return true;
         }
         if (patience.hasExpired()) {
-            m_problem =
-                QStringLiteral("unicast ended at %1: %2").arg(to.toString(), m_unicastSocket->errorString());
+            addProblem(QStringLiteral("unicast from %1 on").arg(to.toString()), *m_unicastSocket);
             return false;
         }
         if (!m_wait.run(1)) {
@@ -192,43 +192,54 @@ void Client::queryInterface(const interfaces_t &interface)
 {
     const auto address = parseIpv4Address(interface.ip);
     const auto netmask = parseIpv4Address(interface.netmask);
-    if (!address || !broadcastQuery(QHostAddress(*address))) {
-        return;
+    if (address && broadcastQuery(interface.name, QHostAddress(*address)) && netmask) {
+        querySerialServers(interface.name, QHostAddress(*address),
+                           QHostAddress((*address & *netmask) | ~*netmask));
     }
-    ++m_interfacesQueried;
-    if (!netmask) {
-        return;
-    }
-    querySerialServers(QHostAddress(*address), QHostAddress((*address & *netmask) | ~*netmask));
 }
 
 // Replies come to this very address and port, and a socket bound to it would take them away from
 // the listen socket. Connected to the broadcast address it takes datagrams from nobody; what came
 // between binding and connecting is read here.
-bool Client::broadcastQuery(const QHostAddress &address)
+// False when the address cannot be bound.
+bool Client::broadcastQuery(const QString &name, const QHostAddress &address)
 {
-    const QHostAddress everyone(QHostAddress::Broadcast);
-    if (!scansocket::bind(*m_broadcastSocket, address, discoveryPort)) {
+    QUdpSocket &socket = *m_broadcastSocket;
+    if (!scansocket::bind(socket, address, discoveryPort)) {
+        addProblem(name, socket);
         return false;
     }
-    m_broadcastSocket->connectToHost(everyone, discoveryPort, QIODevice::ReadWrite | QIODevice::Unbuffered);
-    scansocket::send(*m_broadcastSocket, discoveryQuery(), everyone, discoveryPort);
+    const QHostAddress everyone(QHostAddress::Broadcast);
+    socket.connectToHost(everyone, discoveryPort, QIODevice::ReadWrite | QIODevice::Unbuffered);
+    if (!scansocket::send(socket, discoveryQuery(), everyone, discoveryPort)) {
+        addProblem(name, socket);
+    }
     scansocket::read(
-        *m_broadcastSocket, scansocket::everything,
+        socket, scansocket::everything,
         [this](const QByteArray &datagram, const QHostAddress &) { takeDiscoveryReply(datagram); });
-    m_broadcastSocket->close();
+    socket.close();
     return true;
 }
 
-void Client::querySerialServers(const QHostAddress &address, const QHostAddress &broadcast)
+void Client::querySerialServers(const QString &name, const QHostAddress &address,
+                                const QHostAddress &broadcast)
 {
     auto socket = scansocket::make();
-    if (!scansocket::bind(*socket, address, serialServerPort)) {
+    if (!scansocket::bind(*socket, address, serialServerPort) ||
+        !scansocket::send(*socket, serialServerQuery(), broadcast, serialServerPort)) {
+        addProblem(name, *socket);
         return;
     }
-    scansocket::send(*socket, serialServerQuery(), broadcast, serialServerPort);
     connect(socket.get(), &QUdpSocket::readyRead, this, &Client::onNewResponse);
     m_serialServerSockets.push_back(std::move(socket));
+}
+
+void Client::addProblem(const QString &where, const QUdpSocket &socket)
+{
+    const QString problem = where + QStringLiteral(": ") + socket.errorString();
+    if (!m_problems.contains(problem)) {
+        m_problems.append(problem);
+    }
 }
 
 // The steps keep to one clock, so that the time spent on decoding and painting does not add up.

@@ -11,8 +11,10 @@
 #include <QMutex>
 #include <QObject>
 #include <QSet>
+#include <QStringList>
 #include <QVector>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -38,9 +40,9 @@ public:
     void setStartIp(const QHostAddress &address) { m_startIp = address; }
     void setEndIp(const QHostAddress &address) { m_endIp = address; }
     void setTcpThreads(int count); // of the process-wide pool
-    void setTcpWaitWritten(int ms) { m_waits.written = ms; }
-    void setTcpWaitRead(int ms) { m_waits.read = ms; }
-    void setTcpWaitConnected(int ms) { m_waits.connected = ms; }
+    void setTcpWaitWritten(int ms) { m_waits.written = std::max(0, ms); }
+    void setTcpWaitRead(int ms) { m_waits.read = std::max(0, ms); }
+    void setTcpWaitConnected(int ms) { m_waits.connected = std::max(0, ms); }
 
     // Scans on the selected interfaces and returns every instrument that was found, one record for
     // each MAC address, the first reply's. What earlier scans found is part of the result until
@@ -58,9 +60,9 @@ public:
     // Out of how many interfaces the last scan's question left.
     int interfacesQueried() const { return m_interfacesQueried; }
 
-    // What kept the last scan from asking or hearing everyone (the port is taken, the network takes
-    // no more datagrams); empty when nothing did.
-    QString problem() const { return m_problem; }
+    // What kept the last scan from asking or hearing everyone (a port is taken, an interface is down,
+    // the network takes no more datagrams), for the user to read; empty when nothing did.
+    QString problem() const { return m_problems.join(QStringLiteral("; ")); }
 
 public slots:
     void onNewResponse();
@@ -81,8 +83,9 @@ private:
     void queryRange();
     bool queryAddress(quint32 address);
     void queryInterface(const interfaces_t &interface);
-    bool broadcastQuery(const QHostAddress &address);
-    void querySerialServers(const QHostAddress &address, const QHostAddress &broadcast);
+    bool broadcastQuery(const QString &name, const QHostAddress &address);
+    void querySerialServers(const QString &name, const QHostAddress &address, const QHostAddress &broadcast);
+    void addProblem(const QString &where, const QUdpSocket &socket);
     void collectReplies();
     void queryRovanDevices();
 
@@ -103,7 +106,7 @@ private:
     std::unique_ptr<QUdpSocket> m_unicastSocket;
     std::vector<std::unique_ptr<QUdpSocket>> m_serialServerSockets;
     QSet<quint32> m_answeredUnicast; // senders whose first datagram has been taken
-    QString m_problem;
+    QStringList m_problems;
     int m_interfacesQueried = 0;
 
     QMutex m_devicesMutex; // the follow-up queries append from the pool's threads

@@ -26,7 +26,7 @@ std::unique_ptr<QUdpSocket> make()
 bool bind(QUdpSocket &socket, const QHostAddress &address, quint16 port)
 {
     if (!socket.bind(address, port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
-        qCWarning(discoveryLog) << "cannot bind" << address << port << socket.errorString();
+        qCDebug(discoveryLog) << "cannot bind" << address << port << socket.errorString();
         return false;
     }
     socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, receiveBufferSize);
