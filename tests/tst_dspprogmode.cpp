@@ -45,7 +45,8 @@ private:
         QStringList errors;
         int steps = 0;
     };
-    Report loadBootloader(const ScriptedPeer &peer, const QString &image);
+    Report loadBootloader(const ScriptedPeer &peer, const QString &path,
+                          const Pacing &pacing = quickPacing());
     static void follow(const dspProgMode &mode, Report *report);
 
     const QString loopback = QStringLiteral("127.0.0.1");
@@ -220,10 +221,11 @@ void TestDspProgMode::portThatIsStillTakenIsAskedAgain()
     QCOMPARE(report.errors, misconfigured + misconfigured + misconfigured + misconfigured);
 }
 
-TestDspProgMode::Report TestDspProgMode::loadBootloader(const ScriptedPeer &peer, const QString &path)
+TestDspProgMode::Report TestDspProgMode::loadBootloader(const ScriptedPeer &peer, const QString &path,
+                                                        const Pacing &pacing)
 {
     const ScriptedPeer pins(obey);
-    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(pins.port(), peer.port()), path);
+    dspProgMode mode(nullptr, Interruption::Honoured, pacing, portsOf(pins.port(), peer.port()), path);
     mode.setState(1, loopback);
     Report report;
     follow(mode, &report);
@@ -306,7 +308,9 @@ void TestDspProgMode::endlessAnswersEnd()
             connection.wait(20);
         }
     });
-    QCOMPARE(loadBootloader(dsp, image).errors, QStringList());
+    Pacing pacing = quickPacing();
+    pacing.longestAnswer = std::chrono::milliseconds(500);
+    QCOMPARE(loadBootloader(dsp, image, pacing).errors, QStringList());
 }
 
 void TestDspProgMode::interruptionEndsEachWait_data()

@@ -103,7 +103,7 @@ void TestRovanUpdate::eachDspIsProgrammed()
     QFETCH(QString, name);
     QFETCH(QString, dsp);
     QFETCH(QString, other);
-    startLab();
+    startLab(R"({"faults":{"channelPrompts":0}})");
     const QByteArray before = driver->dump(other);
     const QString path = driver->file(name.toLatin1().constData(), MotorUpdate::program());
     const UpdateRecord record = driver->run(path, labPacing());
@@ -266,7 +266,9 @@ void TestRovanUpdate::faultAfterTheEraseIsNoSuccess()
     QFETCH(QByteArray, motor);
     QFETCH(QString, error);
     startLab(motor.constData());
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
+    Pacing pacing = labPacing();
+    pacing.page = std::chrono::milliseconds(200); // the lab needs time to cut as well
+    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), pacing);
     verifyFailed(record, {error});
     QVERIFY(!record.log.contains(QStringLiteral("Writing completed!")));
     QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 38400);

@@ -168,7 +168,8 @@ void dspProgMode::drainAnswers()
     bool more = true;
     for (int wait = 1; more && !patience.hasExpired(); ++wait) {
         more = waits::forData(socket, pacing.bootAnswer, interruption);
-        qCDebug(lcFirmware) << "boot loader >" << socket.readAll();
+        const QByteArray answer = socket.readAll(); // not inside the log line, which may not be evaluated
+        qCDebug(lcFirmware) << "boot loader >" << answer;
         if (wait <= shownWaits) {
             step();
         }

@@ -36,7 +36,8 @@ public:
 
     static QString address();
 
-    // `motor` is what the scenario says of the motor driver besides its being quick.
+    // `motor` is what the scenario says of the motor driver besides its being quick and asking few
+    // questions; 0 channelPrompts are all that a real one asks.
     bool startLab(const QJsonObject &motor = {});
     // As slow as the real one.
     bool startRealLab();
