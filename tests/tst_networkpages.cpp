@@ -225,6 +225,9 @@ void TestNetworkPages::mistypedAddressIsSaidAndNotSent()
     for (const char *typed : {"192.168.5", "010.1.1.1", "0.0.0.0", "abc"}) {
         fixture.find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QLatin1String(typed));
         QVERIFY2(hint->text().startsWith(QStringLiteral("New IP Address:")), typed);
+        const auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+        QVERIFY(table->item(0, 1)->background() != QBrush());
+        QVERIFY(table->item(1, 1)->background() == QBrush());
         fixture->onSaveNewConfiguration();
         QVERIFY(fixture.find<QLabel>("labelFooter")->text().endsWith(QStringLiteral("nothing was sent.")));
         fixture.selectRow(0);

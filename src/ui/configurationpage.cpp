@@ -41,6 +41,7 @@ constexpr std::array<Parameter, 4> parameters{{
 
 const QColor lockedColour(128, 128, 128);
 const QColor editableColour(0, 0, 0);
+const QColor wrongColour(0xfb, 0xe4, 0xe2); // a light ground, readable under the text
 
 // These take a new address only; mask and gateway are filled in when the settings are saved.
 bool takesAddressOnly(const QString &code)
@@ -166,13 +167,20 @@ void ConfigurationPage::showDevice(const Device_t &device)
 // leads to is decided where it is sent.
 void ConfigurationPage::checkTypedAddresses()
 {
+    const QSignalBlocker marking(ui->tableDeviceConfig); // a mark is a change of the item as well
     QStringList wrong;
     for (int row = ipRow; row <= gatewayRow && shown; ++row) {
-        const QTableWidgetItem *item = ui->tableDeviceConfig->item(row, valueColumn);
-        if (item && item->flags().testFlag(Qt::ItemIsEditable) && !isUsableIpv4Address(item->text())) {
+        QTableWidgetItem *item = ui->tableDeviceConfig->item(row, valueColumn);
+        if (!item || !item->flags().testFlag(Qt::ItemIsEditable)) {
+            continue;
+        }
+        const bool usable = isUsableIpv4Address(item->text());
+        item->setBackground(usable ? QBrush() : QBrush(wrongColour));
+        if (!usable) {
             wrong.append(ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
         }
     }
+    ui->tableDeviceConfig->viewport()->update();
     ui->labelConfigHint->setText(
         wrong.isEmpty()
             ? QString()
