@@ -211,7 +211,9 @@ bool Client::broadcastQuery(const QString &name, const QHostAddress &address)
     }
     const QHostAddress everyone(QHostAddress::Broadcast);
     socket.connectToHost(everyone, discoveryPort, QIODevice::ReadWrite | QIODevice::Unbuffered);
-    if (!scansocket::send(socket, discoveryQuery(), everyone, discoveryPort)) {
+    if (scansocket::send(socket, discoveryQuery(), everyone, discoveryPort)) {
+        ++m_interfacesQueried;
+    } else {
         addProblem(name, socket);
     }
     scansocket::read(
