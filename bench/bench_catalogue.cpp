@@ -42,7 +42,7 @@ void lookUpAll(benchmark::State &state, LookUp lookUp)
             state.SkipWithError("the two ways do not agree");
         }
     }
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (const QString &code : all) {
             benchmark::DoNotOptimize(lookUp(code, devicecatalogue::DescEntry));
         }

@@ -45,7 +45,7 @@ QByteArray json()
 
 void decode(benchmark::State &state, const QVector<QByteArray> &replies)
 {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (const QByteArray &reply : replies) {
             benchmark::DoNotOptimize(decodeDiscoveryReply(reply));
         }

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr qint64 fileSize = 16 * 1024 * 1024;
+constexpr qint64 fileSize = qint64(16) * 1024 * 1024;
 
 QByteArray record(quint8 type, quint32 offset, const QByteArray &data)
 {
@@ -59,7 +59,7 @@ bool makeFile(const QString &path)
 
 void readWithParseHex(benchmark::State &state, const QString &hexFile)
 {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         ParseHex reader;
         if (reader.readFile(hexFile) != ParseHex::accepted) {
             state.SkipWithError("the file does not read");
@@ -73,7 +73,7 @@ void readWithSrecCat(benchmark::State &state, const QString &hexFile, const QStr
 {
     const QStringList arguments{hexFile, QStringLiteral("-intel"), QStringLiteral("-o"), binaryFile,
                                 QStringLiteral("-binary")};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (QProcess::execute(QStringLiteral("srec_cat"), arguments) != 0) {
             state.SkipWithError("srec_cat failed");
         }

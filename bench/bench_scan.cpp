@@ -31,7 +31,7 @@ void scan(benchmark::State &state)
     client.setScanTime(scanTime);
     qint64 lost = 0;
     qint64 elapsed = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         QElapsedTimer clock;
         clock.start();
         lost += instruments - client.scan(bothInterfaces()).size();

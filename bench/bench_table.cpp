@@ -33,7 +33,7 @@ void fillDeviceTable(benchmark::State &state)
     table.prepareColumns();
     table.show();
     table.fill({devices.first()}); // the pictures are loaded once per run of the program
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         table.fill(devices);
     }
     state.counters["rows/s"] = benchmark::Counter(static_cast<double>(state.range(0)),

@@ -5,6 +5,7 @@
 
 #include <QHostAddress>
 
+#include <algorithm>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -98,7 +99,8 @@ void Tunnel::read()
 {
     // The partner may end the connection at any byte.
     while (m_client != nullptr && m_client->bytesAvailable() > 0 && m_partner->appetite() > 0) {
-        const QByteArray bytes = m_client->read(m_partner->appetite());
+        const QByteArray bytes =
+            m_client->read(std::min<qint64>(m_partner->appetite(), m_client->bytesAvailable()));
         if (m_manner != TunnelSpec::Silent) {
             m_partner->receive(bytes);
         }

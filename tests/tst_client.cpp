@@ -1,4 +1,5 @@
 #include "client.h"
+#include "devicecatalogue.h"
 #include "devicetables.h"
 #include "labprocess.h"
 #include "support/scanfixture.h"
@@ -79,6 +80,11 @@ void TestClient::findsEverythingOnce()
             if (text != expect.constEnd()) {
                 QCOMPARE(device[static_cast<DeviceField>(field)], text->toString());
             }
+        }
+        const QString kind = value.toObject().value(QStringLiteral("kind")).toString();
+        if (!expect.isEmpty() && kind != QLatin1String("json") && kind != QLatin1String("module")) {
+            QCOMPARE(device[Family], devicecatalogue::group(device[Code]));
+            QCOMPARE(device[Device], devicecatalogue::desc(device[Code]));
         }
         QJsonArray extra;
         for (const QMap<QString, QString> &entry : device.extra) {
