@@ -16,8 +16,8 @@
 class UpdateLink
 {
 public:
-    static constexpr int longestLine = 64 * 1024;            // bytes of an answer
-    static constexpr qint64 largestImage = 64 * 1024 * 1024; // bytes of a firmware file
+    static constexpr int longestLine = 64 * 1024;                    // bytes of an answer
+    static constexpr qint64 largestImage = qint64{64} * 1024 * 1024; // bytes of a firmware file
 
     explicit UpdateLink(const Pacing &pacing) : m_pacing(pacing) {}
 

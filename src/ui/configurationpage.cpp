@@ -143,7 +143,7 @@ void ConfigurationPage::showDevice(const Device_t &device)
 {
     resetConfigurationTable();
     shown = device;
-    const QString code = device[Code];
+    const QString &code = device[Code];
     setPlainValue(ipRow, device[Ip]);
     if (!takesAddressOnly(code)) {
         setPlainValue(netmaskRow, device[Netmask]);

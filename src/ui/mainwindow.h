@@ -55,7 +55,7 @@ public slots:
     void onButtonUpFwPressed();
     void onButtonUpFwPressed2();
     void onStopUpdateProcedure();
-    void onWriteFwUpLog(QString message);
+    void onWriteFwUpLog(const QString &message);
     void onChangeFwProgressBar(int value);
     void onSelectedtoUpdate();
     void onEnableManualIP();
@@ -73,7 +73,7 @@ public slots:
     void onFullScreen();
     void onCheckForUpdates();
     void onShowNetworksTable();
-    void onSaveNetworkList(QList<interfaces_t> list);
+    void onSaveNetworkList(const QList<interfaces_t> &list);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

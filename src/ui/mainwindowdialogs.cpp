@@ -37,7 +37,7 @@ void MainWindow::onShowNetworksTable()
     dialog->show();
 }
 
-void MainWindow::onSaveNetworkList(QList<interfaces_t> list)
+void MainWindow::onSaveNetworkList(const QList<interfaces_t> &list)
 {
     if (list != interfaces->interfaces()) {
         interfaces->setInterfaces(list);

@@ -39,7 +39,7 @@ void MainWindow::onCheckFirmwarePath()
 {
     auto *edit = qobject_cast<QLineEdit *>(sender());
     const QUrl url(edit ? edit->text() : QString(), QUrl::TolerantMode);
-    if (url.isLocalFile()) {
+    if (edit && url.isLocalFile()) {
         const QString file = url.toLocalFile().trimmed();
         edit->setText(file);
         rememberFirmwareFolder(file);
@@ -174,7 +174,7 @@ void MainWindow::onStopUpdateProcedure()
                           QStringLiteral("ERROR: Updating failed!"));
 }
 
-void MainWindow::onWriteFwUpLog(QString message)
+void MainWindow::onWriteFwUpLog(const QString &message)
 {
     ui->pageUpdate->appendLog(message);
     QCoreApplication::processEvents();
