@@ -1,0 +1,228 @@
+#include "firmwareroom.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <memory>
+
+// Updates through the real window: what the user ticks and presses, what lands in the instruments, and
+// what the user is told.
+class TestWindowFirmware : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void updatesSeveralInTurn_data();
+    void updatesSeveralInTurn();
+    void stopsAtAFailureAndKeepsTheRest_data();
+    void stopsAtAFailureAndKeepsTheRest();
+    void unchangedVersionIsSaid();
+    void recoversASupplyByManualIp_data();
+    void recoversASupplyByManualIp();
+    void secondButtonTakesTheSecondFile();
+    void timeOutBeforeTheFirstByteStops();
+    void timeOutAfterTheFirstByteDoesNot();
+    void closingAsksWhileAnUpdateRuns();
+
+private:
+    std::unique_ptr<FirmwareRoom> room;
+};
+
+void TestWindowFirmware::init()
+{
+    room.reset();
+    room = std::make_unique<FirmwareRoom>();
+}
+
+void TestWindowFirmware::updatesSeveralInTurn_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("code");
+    QTest::newRow("power supplies") << "powerSupply"
+                                    << "1100";
+    QTest::newRow("modular supplies") << "powerSupply"
+                                      << "1400";
+    QTest::newRow("beamline") << "beamline"
+                              << "2100";
+    QTest::newRow("1600") << "beamline"
+                          << "1600";
+}
+
+void TestWindowFirmware::updatesSeveralInTurn()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, code);
+    QVector<QJsonObject> three;
+    for (int number = 11; number <= 13; ++number) {
+        three.append(FirmwareRoom::instrument(qPrintable(kind), qPrintable(code), number));
+    }
+    room->openPage(three);
+    room->tick({11, 12, 13});
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().size(), 1);
+    QCOMPARE(room->window.boxes().last().title, QStringLiteral("Firmware Upgrade"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->log().count(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ===")), 3);
+    for (int number = 11; number <= 13; ++number) {
+        QCOMPARE(room->storedImage(number).left(room->image.size()), room->image);
+    }
+    QCOMPARE(room->window.table()->rowCount(), 3);
+    QCOMPARE(room->window.find<QLabel>("labelFooter")->text().count(QStringLiteral(" before, ")), 3);
+}
+
+void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("code");
+    QTest::addColumn<QString>("refused");
+    QTest::addColumn<bool>("untouched");
+    QTest::newRow("power supplies, the image") << "powerSupply"
+                                               << "1100"
+                                               << "image" << true; // checked before it is stored
+    QTest::newRow("power supplies, the DC link") << "powerSupply"
+                                                 << "1100"
+                                                 << "MRP" << true;
+    QTest::newRow("beamline, the first erase") << "beamline"
+                                               << "2100"
+                                               << "EPCSER:0" << true;
+    QTest::newRow("beamline, the image") << "beamline"
+                                         << "2100"
+                                         << "image" << false;
+}
+
+void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, code);
+    QFETCH(QString, refused);
+    QFETCH(bool, untouched);
+    const QByteArray kindText = kind.toLatin1();
+    const QByteArray codeText = code.toLatin1();
+    room->openPage({FirmwareRoom::instrument(kindText, codeText, 11),
+                    FirmwareRoom::instrument(kindText, codeText, 12, {{QStringLiteral("nakAt"), refused}}),
+                    FirmwareRoom::instrument(kindText, codeText, 13)});
+    const QByteArray before = room->storedImage(12);
+    room->tick({11, 12, 13});
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().size(), 1);
+    QCOMPARE(room->window.boxes().last().title, QStringLiteral("Firmware Upgrade"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
+    QVERIFY(room->boxOf(13)->isChecked());
+    QVERIFY(!room->boxOf(11)->isChecked());
+    QCOMPARE(room->storedImage(11).left(room->image.size()), room->image);
+    QCOMPARE(room->storedImage(12) == before, untouched);
+    for (const QJsonObject &event : room->lab.events(QStringLiteral("connected"))) {
+        QVERIFY(event.value(QLatin1String("mac")).toString() != FirmwareRoom::macOf(13));
+    }
+}
+
+void TestWindowFirmware::unchangedVersionIsSaid()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("keepsFirmware"), true}})});
+    room->tick({11});
+    QVERIFY(room->press("updateFwBtn"));
+    QVERIFY2(room->window.find<QLabel>("labelFooter")->text().contains(QStringLiteral("not changed")),
+             qPrintable(room->window.find<QLabel>("labelFooter")->text()));
+}
+
+void TestWindowFirmware::recoversASupplyByManualIp_data()
+{
+    QTest::addColumn<bool>("anotherTicked");
+    QTest::newRow("empty table") << false;
+    QTest::newRow("another instrument ticked") << true;
+}
+
+// An instrument in recovery mode does not answer scans, only its TCP port.
+void TestWindowFirmware::recoversASupplyByManualIp()
+{
+    QFETCH(bool, anotherTicked);
+    QJsonObject mute = FirmwareRoom::instrument("json", "1F80", 20);
+    mute.insert(QStringLiteral("faults"), QJsonObject{{QStringLiteral("dropEvery"), 1}});
+    QVector<QJsonObject> all{mute};
+    if (anotherTicked) {
+        all.append(FirmwareRoom::instrument("powerSupply", "1100", 11));
+    }
+    room->openPage(all, "[scan]\nscanTime=400\n[update]\nmanualIp=true\n");
+    QCOMPARE(room->window.table()->rowCount(), all.size() - 1);
+    if (anotherTicked) {
+        room->window.selectRow(0);
+        room->tick({11});
+    }
+    const QByteArray before = anotherTicked ? room->storedImage(11) : QByteArray();
+    room->window.find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+    QVERIFY(!room->window.find<QWidget>("frameDevIP")->isHidden());
+    QVERIFY(!room->window.table()->isEnabled());
+    QVERIFY(!anotherTicked || !room->boxOf(11)->isChecked());
+    room->window.find<QLineEdit>("lineEditSetManualIP")->setText(QStringLiteral("192.168.0.20"));
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(20), room->image);
+    QVERIFY(!anotherTicked || room->storedImage(11) == before);
+    QVERIFY(!room->window.find<QCheckBox>("checkBoxManualIP")->isChecked());
+    QVERIFY(room->window.table()->isEnabled());
+}
+
+void TestWindowFirmware::secondButtonTakesTheSecondFile()
+{
+    room->openPage({FirmwareRoom::instrument("module", "", 15)});
+    room->window.selectRow(0);
+    room->window.find<QLineEdit>("lineEditFirmware2")->setText(QStringLiteral("/nowhere/other.hex"));
+    room->tick({15});
+    QVERIFY(room->press("updateFw2Btn"));
+    QVERIFY(room->log().contains(QStringLiteral("Firmware : /nowhere/other.hex")));
+    QVERIFY(room->log().contains(QStringLiteral("ERROR: wrong Firmware!")));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
+}
+
+void TestWindowFirmware::timeOutBeforeTheFirstByteStops()
+{
+    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11,
+                                             {{QStringLiteral("silentAt"), QStringLiteral("MST")}})},
+                   "[update]\ntimeout=600\n");
+    const QByteArray before = room->storedImage(11);
+    room->tick({11});
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
+    QVERIFY2(room->log().contains(QStringLiteral("ERROR: Update timed out!")), qPrintable(room->log()));
+    QCOMPARE(room->storedImage(11), before);
+}
+
+void TestWindowFirmware::timeOutAfterTheFirstByteDoesNot()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})},
+        "[update]\ntimeout=900\n");
+    room->tick({11});
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(11), room->image);
+}
+
+void TestWindowFirmware::closingAsksWhileAnUpdateRuns()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})});
+    const QByteArray before = room->storedImage(11);
+    room->tick({11});
+    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(room->isLocked());
+    room->window.answerBoxes(QStringLiteral("Keep running"));
+    QVERIFY(!room->window->close());
+    QCOMPARE(room->window.boxes().last().text,
+             QStringLiteral("An update is running. Closing now can leave the instrument without firmware."));
+    room->window.answerBoxes(QStringLiteral("Close anyway"));
+    QVERIFY(room->lab.waitForEvent(QStringLiteral("connected")));
+    QVERIFY(room->window->close());
+    room->window.close();
+    // The worker went on to its safe point: either nothing was sent, or the image was finished.
+    const QByteArray stored = room->storedImage(11);
+    QVERIFY(stored == before || stored == room->image);
+}
+
+QTEST_MAIN(TestWindowFirmware)
+#include "tst_windowfirmware.moc"
