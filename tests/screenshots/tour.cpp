@@ -1,0 +1,208 @@
+#include "tour.h"
+
+#include "photographer.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTableWidget>
+#include <QTest>
+#include <QTimer>
+
+namespace {
+
+constexpr int imageBytes = 2 * 1024 * 1024; // five seconds of an instrument of the showcase
+constexpr int midScanMs = 900;
+constexpr int midUpdate = 40; // percent
+
+} // namespace
+
+Tour::Tour(Photographer &photographer) : m_camera(photographer) {}
+
+Tour::~Tour() = default;
+
+void Tour::visitShowcase()
+{
+    m_window.show();
+    m_camera.take(&m_window, QStringLiteral("home-page"));
+    waitForDevicePage();
+    m_camera.take(&m_window, QStringLiteral("before-a-scan"));
+    press("configBtn");
+    m_camera.takeBoxes(QStringLiteral("box-no-device"), [this] { press("saveConfBtn"); });
+    press("infoBtn");
+    takeScan();
+    takePages();
+    takeSizes();
+    takeDialogs();
+    takeMenus();
+    takeBoxes();
+    takeFailedUpdate();
+    takeUpdate();
+}
+
+void Tour::waitForDevicePage()
+{
+    waitUntil([this] { return find<QStackedWidget>("stackedWidget")->currentIndex() == 0; });
+}
+
+void Tour::press(const char *button)
+{
+    find<QPushButton>(button)->click();
+}
+
+void Tour::trigger(const char *action)
+{
+    find<QAction>(action)->trigger();
+}
+
+QTableWidget *Tour::table()
+{
+    return find<QTableWidget>("tableWidgetDeviceFirstTable");
+}
+
+void Tour::select(const char *ip)
+{
+    const QList<QTableWidgetItem *> found = table()->findItems(QLatin1String(ip), Qt::MatchExactly);
+    if (found.isEmpty()) {
+        qFatal("%s is not in the table", ip);
+    }
+    table()->setCurrentItem(found.first());
+    table()->scrollToItem(found.first(), QAbstractItemView::PositionAtCenter);
+}
+
+void Tour::takeScan()
+{
+    QTimer::singleShot(midScanMs, &m_window,
+                       [this] { m_camera.take(&m_window, QStringLiteral("scanning")); });
+    m_window.onScanDevices();
+}
+
+void Tour::takePages()
+{
+    table()->sortByColumn(4, Qt::AscendingOrder);
+    select("10.20.30.14");
+    m_camera.take(&m_window, QStringLiteral("device-page"));
+    select("192.168.0.12");
+    press("configBtn");
+    m_camera.take(&m_window, QStringLiteral("configuration-page"));
+    press("updateBtn");
+    select("192.168.0.60");
+    m_camera.take(&m_window, QStringLiteral("firmware-motor-driver"));
+    find<QAction>("actionApply_Filter")->trigger();
+    find<QComboBox>("comboBoxDeviceFilter")->setCurrentIndex(1);
+    m_camera.take(&m_window, QStringLiteral("filter"));
+    press("infoBtn");
+    m_window.onScanDevices(); // a collapsed filter brings back six rows only
+}
+
+void Tour::takeSizes()
+{
+    const QSize usual = m_window.size();
+    press("updateBtn");
+    select("192.168.0.11");
+    m_window.resize(1024, 700);
+    m_camera.take(&m_window, QStringLiteral("window-1024x700"));
+    press("infoBtn");
+    m_window.resize(usual);
+}
+
+void Tour::takeDialogs()
+{
+    const auto dialog = [this](const char *action, const char *name,
+                               const std::function<void(QDialog *)> &prepare = {}) {
+        m_camera.takeDialog(
+            &m_window, [this, action] { trigger(action); }, QLatin1String(name), prepare);
+    };
+    const auto range = [](const char *start) {
+        return [start](QDialog *settings) {
+            settings->findChild<QAbstractButton *>(QStringLiteral("checkBoxEnableUnicast"))->setChecked(true);
+            settings->findChild<QLineEdit *>(QStringLiteral("lineEditStart"))->setText(QLatin1String(start));
+        };
+    };
+    dialog("actionSettings", "settings", range("192.168.0.1"));
+    dialog("actionSettings", "settings-wrong-address", range("192.168.5"));
+    dialog("actionSelect_network_interfaces", "network-interfaces");
+    dialog("actionAdvanced_network_config", "many-instruments");
+    dialog("actionChangelog", "changelog");
+    dialog("actionShow_supported_devices", "supported-devices");
+    dialog("actionAbout", "about");
+}
+
+void Tour::takeMenus()
+{
+    for (const char *name : {"menuFile", "menuView", "menuTools", "menuHelp"}) {
+        auto *menu = find<QMenu>(name);
+        menu->popup(m_window.pos());
+        m_camera.take(
+            menu, QString::fromLatin1(name).replace(QLatin1String("menu"), QLatin1String("menu-")).toLower());
+        menu->close();
+    }
+}
+
+void Tour::takeBoxes()
+{
+    m_camera.takeBoxes(QStringLiteral("box-update-check"), [this] { m_window.onCheckForUpdates(); });
+    press("updateBtn");
+    m_camera.takeBoxes(QStringLiteral("box-no-firmware"), [this] { press("updateFwBtn"); });
+    find<QLineEdit>("lineEditFirmware1")->setText(QStringLiteral("firmware.updt"));
+    m_camera.takeBoxes(QStringLiteral("box-no-selection"), [this] { press("updateFwBtn"); });
+    select("192.168.0.11");
+    press("configBtn");
+    find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.300"));
+    m_camera.take(&m_window, QStringLiteral("configuration-wrong-address"));
+    m_camera.takeBoxes(QStringLiteral("box-saved"), [this] { press("saveConfBtn"); });
+}
+
+// The serial server that does not say what it drives is taken for a motor driver; this one is none.
+void Tour::takeFailedUpdate()
+{
+    const QString firmware = QDir::home().filePath(QStringLiteral("Rovan_Motor_Communication_DSP.hex"));
+    QFile::copy(QStringLiteral(":/files/resources/Rovan_Motor_Bootloader.hex"), firmware);
+    press("updateBtn");
+    select("192.168.0.60");
+    find<QLineEdit>("lineEditFirmware1")->setText(firmware);
+    table()->cellWidget(table()->currentRow(), 0)->setProperty("checked", true);
+    m_camera.takeBoxes(QStringLiteral("box-update-failed"), [this] {
+        press("updateFwBtn");
+        waitUntil([this] { return find<QPushButton>("updateFwBtn")->isEnabled(); });
+    });
+    m_camera.take(&m_window, QStringLiteral("firmware-failed"));
+    table()->cellWidget(table()->currentRow(), 0)->setProperty("checked", false);
+}
+
+// One power supply from the choice of its file to the rescan that shows its new version.
+void Tour::takeUpdate()
+{
+    const QString path = QDir::home().filePath(QStringLiteral("QPS1100_2.1.05.updt"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray(imageBytes, 'q')) != imageBytes) {
+        qFatal("cannot write %s", qPrintable(path));
+    }
+    file.close();
+    press("infoBtn");
+    press("updateBtn");
+    select("192.168.0.11");
+    find<QLineEdit>("lineEditFirmware1")->setText(path);
+    m_camera.take(&m_window, QStringLiteral("firmware-page"));
+    m_camera.takeBoxes(QStringLiteral("choose-firmware"), [this] { press("chooseFirmwareBtn"); });
+    table()->cellWidget(table()->currentRow(), 0)->setProperty("checked", true);
+    press("updateFwBtn");
+    waitUntil([this] { return find<QProgressBar>("progressBarFirmware")->value() >= midUpdate; });
+    m_camera.take(&m_window, QStringLiteral("firmware-running"));
+    m_camera.takeBoxes(QStringLiteral("box-closing"), [this] { m_window.close(); });
+    m_camera.takeBoxes(QStringLiteral("box-update-done"), [this] {
+        waitUntil([this] { return find<QPushButton>("updateFwBtn")->isEnabled(); });
+    });
+    m_camera.take(&m_window, QStringLiteral("firmware-done"));
+    m_camera.takeBoxes(QStringLiteral("save-log"), [this] { press("dowloadLog"); });
+}
