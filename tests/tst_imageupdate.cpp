@@ -4,10 +4,12 @@
 #include "quickpacing.h"
 #include "updateroom.h"
 
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFile>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 namespace {
 
@@ -17,6 +19,7 @@ struct Run
 {
     QStringList log;
     QVector<int> progress;
+    QVector<qint64> progressMs; // when, counted from the start
     int completed = 0;
     int failed = 0;
     bool ended = false;
@@ -51,6 +54,7 @@ private slots:
     void initTestCase();
     void writesTheImage_data();
     void writesTheImage();
+    void progressFollowsTheInstrument();
     void faultsEndTheRun_data();
     void faultsEndTheRun();
     void uselessFilesReachNobody_data();
@@ -65,7 +69,7 @@ private slots:
 
 private:
     Run run(const QList<bool> &selected, const QList<Device_t> &devices, const QString &path,
-            const QString &manualIp = {}, const QString &stopAt = {}) const;
+            const QString &manualIp = {}, const QString &stopAt = {}, int rows = -1) const;
     Run update(const QString &code, const QString &stopAt = {}) const
     {
         return run({true}, {device(code)}, path, {}, stopAt);
@@ -86,10 +90,13 @@ void TestImageUpdate::initTestCase()
 }
 
 Run TestImageUpdate::run(const QList<bool> &selected, const QList<Device_t> &devices, const QString &file,
-                         const QString &manualIp, const QString &stopAt) const
+                         const QString &manualIp, const QString &stopAt, int rows) const
 {
     Run seen;
-    firmwareUpgrade worker(file, devices.size(), selected, devices, manualIp, nullptr, imagePacing());
+    QElapsedTimer clock;
+    clock.start();
+    firmwareUpgrade worker(file, rows < 0 ? devices.size() : rows, selected, devices, manualIp, nullptr,
+                           imagePacing());
     connect(&worker, &firmwareUpgrade::signalPrintMessage, this,
             [&](const QString &line, bool) { seen.log.append(line); });
     // On the worker's own thread, so that the request comes before its next step.
@@ -101,14 +108,21 @@ Run TestImageUpdate::run(const QList<bool> &selected, const QList<Device_t> &dev
             }
         },
         Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, this,
-            [&](int value) { seen.progress.append(value); });
+    connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, this, [&](int value) {
+        seen.progress.append(value);
+        seen.progressMs.append(clock.elapsed());
+    });
     connect(&worker, &firmwareUpgrade::signalProcedureCompleted, this, [&] { ++seen.completed; });
     connect(&worker, &firmwareUpgrade::signalErrorDetected, this, [&] { ++seen.failed; });
-    QSignalSpy finished(&worker, &QThread::finished);
+    // A queued call from the worker to the loop is an order of events that the thread sanitizer sees.
+    QEventLoop loop;
+    connect(&worker, &QThread::finished, &loop, [&] {
+        seen.ended = true;
+        loop.quit();
+    });
+    QTimer::singleShot(runTimeoutMs, &loop, &QEventLoop::quit);
     worker.start();
-    seen.ended = finished.wait(runTimeoutMs);
-    QCoreApplication::processEvents();
+    loop.exec();
     return seen;
 }
 
@@ -169,6 +183,28 @@ void TestImageUpdate::writesTheImage()
     QCOMPARE(seen.progress.last(), 100);
     QCOMPARE(seen.progress.count(1), 95);
     QCOMPARE(seen.progress.size(), 97);
+}
+
+// A slow instrument is seen to be slow: what this computer still holds does not count as taken.
+void TestImageUpdate::progressFollowsTheInstrument()
+{
+    constexpr int size = 1500000;
+    constexpr int bytesPerSecond = 500000;
+    constexpr int halfwayMs = 1000 * (size / 2) / bytesPerSecond;
+    LabProcess lab;
+    QVERIFY2(lab.start(labroom::scenarioOf(
+                 {updateroom::instrument(QLatin1String(updateroom::powerSupply),
+                                         QStringLiteral(R"({"bytesPerSecond":%1})").arg(bytesPerSecond))})),
+             qPrintable(lab.errorText()));
+    QFile file(folder.filePath(QStringLiteral("long.bin")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(updateroom::firmware(size)), qint64{size});
+    file.close();
+    const Run seen = run({true}, {device(QStringLiteral("1100"))}, file.fileName());
+    QCOMPARE(seen.completed, 1);
+    // From the first step to the one at half of the image.
+    const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);
+    QVERIFY2(taken > halfwayMs * 3 / 4, qPrintable(QString::number(taken)));
 }
 
 void TestImageUpdate::faultsEndTheRun_data()
@@ -287,10 +323,12 @@ void TestImageUpdate::runsWithoutWork_data()
 {
     QTest::addColumn<QList<bool>>("selected");
     QTest::addColumn<int>("known");
-    QTest::newRow("nothing selected") << QList<bool>{false, false} << 2;
-    QTest::newRow("no flags") << QList<bool>{} << 2;
-    QTest::newRow("more flags than devices") << QList<bool>{false, false, true} << 2;
-    QTest::newRow("no devices") << QList<bool>{true} << 0;
+    QTest::addColumn<int>("rows");
+    QTest::newRow("nothing selected") << QList<bool>{false, false} << 2 << 2;
+    QTest::newRow("no flags") << QList<bool>{} << 2 << 2;
+    QTest::newRow("more flags than devices") << QList<bool>{false, false, true} << 2 << 3;
+    QTest::newRow("no devices") << QList<bool>{true} << 0 << 1;
+    QTest::newRow("beyond the rows") << QList<bool>{false, true} << 2 << 1;
 }
 
 void TestImageUpdate::runsWithoutWork()
@@ -301,7 +339,8 @@ void TestImageUpdate::runsWithoutWork()
     for (int i = 0; i < known; ++i) {
         devices.append(device(QStringLiteral("1100")));
     }
-    const Run seen = run(selected, devices, path);
+    QFETCH(int, rows);
+    const Run seen = run(selected, devices, path, {}, {}, rows);
     QVERIFY(seen.ended);
     QVERIFY(seen.log.isEmpty() && seen.completed == 0 && seen.failed == 0);
 }

@@ -4,7 +4,6 @@
 #include <QTest>
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 
 // The whole update of a motor driver, from the worker's start to the DSP that runs again, against the
@@ -34,8 +33,6 @@ private slots:
     void interruptionAfterTheEraseIsNot_data();
     void interruptionAfterTheEraseIsNot();
     void longFileKeepsTheBarMoving();
-    void nothingSelectedDoesNothing_data();
-    void nothingSelectedDoesNothing();
 
 private:
     void startLab(const char *json = "{}");
@@ -351,39 +348,6 @@ void TestRovanUpdate::longFileKeepsTheBarMoving()
     const int seventy = record.bar.indexOf(70);
     QVERIFY2(record.bar[seventy - 1] > 55 && record.bar[seventy - 1] < 70,
              qPrintable(QString::number(record.bar[seventy - 1])));
-}
-
-void TestRovanUpdate::nothingSelectedDoesNothing_data()
-{
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<QList<bool>>("selected");
-    QTest::addColumn<int>("devices");
-    QTest::newRow("nothing at all") << 0 << QList<bool>() << 0;
-    QTest::newRow("no flag") << 2 << QList<bool>{false, false} << 2;
-    QTest::newRow("beyond the rows") << 1 << QList<bool>{false, true} << 2;
-    QTest::newRow("more flags than devices") << 2 << QList<bool>{false, true} << 1;
-    QTest::newRow("more rows than flags") << 2 << QList<bool>{false} << 2;
-}
-
-void TestRovanUpdate::nothingSelectedDoesNothing()
-{
-    QFETCH(int, rows);
-    QFETCH(QList<bool>, selected);
-    QFETCH(int, devices);
-    QList<Device_t> list;
-    for (int i = 0; i < devices; ++i) {
-        list.append(Device_t());
-    }
-    firmwareUpgrade worker(QStringLiteral("x.hex"), rows, selected, list, QString());
-    std::atomic<int> signalled{0};
-    const auto count = [&signalled] { ++signalled; };
-    connect(&worker, &firmwareUpgrade::signalPrintMessage, &worker, count, Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalErrorDetected, &worker, count, Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalProcedureCompleted, &worker, count, Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalRemoveSelectedDevice, &worker, count, Qt::DirectConnection);
-    worker.start();
-    QVERIFY(worker.wait(10000));
-    QCOMPARE(signalled.load(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestRovanUpdate)

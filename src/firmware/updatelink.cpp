@@ -10,6 +10,10 @@ namespace {
 
 constexpr int lastImageStep = 95; // of the progress bar
 
+// The system would take megabytes at once, and the progress and every bound of a wait would count what the
+// instrument has yet to get.
+constexpr int sendBufferBytes = 32 * 1024;
+
 } // namespace
 
 std::optional<QByteArray> UpdateLink::readImage(const QString &path)
@@ -26,7 +30,11 @@ bool UpdateLink::open(const QString &host, quint16 port, std::chrono::millisecon
 {
     m_socket.setProxy(QNetworkProxy::NoProxy);
     m_received.clear();
-    return waits::forConnection(m_socket, host, port, bound, rule);
+    if (!waits::forConnection(m_socket, host, port, bound, rule)) {
+        return false;
+    }
+    m_socket.setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, sendBufferBytes);
+    return true;
 }
 
 bool UpdateLink::close()

@@ -52,7 +52,7 @@ InfoPage::~InfoPage() = default;
 void InfoPage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    ui->tableInfo->horizontalHeader()->setStretchLastSection(true);
+    ui->tableInfo->horizontalHeader()->setSectionResizeMode(valueColumn, QHeaderView::Stretch);
 }
 
 void InfoPage::clear()

@@ -45,6 +45,7 @@ QJsonObject extremes()
     };
     for (int i = 0; i < crowd; ++i) {
         QJsonObject one = instrument(0, "1100", QStringLiteral("QPS-%1").arg(i), QStringLiteral("2.1.04"));
+        one.insert(QStringLiteral("interface"), QStringLiteral("lab0"));
         one.insert(QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:%1:%2")
                                               .arg(i / 256, 2, 16, QLatin1Char('0'))
                                               .arg(i % 256, 2, 16, QLatin1Char('0'))
