@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -23,7 +25,56 @@ private slots:
     void stopEndsTheWalk();
     void quitEndsTheScan();
     void saysWhatItCouldNotDo();
+    void everInventedModulesDoNotHoldItUp();
+    void asksARackOfModules_data();
+    void asksARackOfModules();
 };
+
+namespace {
+
+// A host of the workstation that answers for as many serial servers as a test wants, and counts who
+// connects to ask what is behind them.
+class ModuleHost : public QObject
+{
+public:
+    enum Manner { Silent, Closing };
+
+    explicit ModuleHost(Manner manner)
+    {
+        connect(&m_server, &QTcpServer::newConnection, this, [this, manner] {
+            while (QTcpSocket *connection = m_server.nextPendingConnection()) {
+                ++m_asked;
+                if (manner == Closing) {
+                    connection->deleteLater();
+                }
+            }
+        });
+        m_listens = m_server.listen(QHostAddress(wst0().ip), serialTunnelPort);
+    }
+
+    bool listens() const { return m_listens; }
+    int invented() const { return m_invented; }
+    int asked() const { return m_asked; }
+
+    // Sends the reply of a serial server that nobody has heard of.
+    void invent()
+    {
+        ++m_invented;
+        const QByteArray number = QByteArray::number(m_invented, 16).rightJustified(6, '0');
+        const QByteArray reply =
+            QByteArray::fromHex("000000F7") + QByteArray(20, '\0') + QByteArray::fromHex("00204A" + number);
+        m_socket.writeDatagram(reply, QHostAddress(wst0().ip), 30718);
+    }
+
+private:
+    QTcpServer m_server;
+    QUdpSocket m_socket;
+    bool m_listens = false;
+    int m_invented = 0;
+    int m_asked = 0;
+};
+
+} // namespace
 
 void TestScanRun::progressWithoutAnInterface()
 {
@@ -148,6 +199,66 @@ void TestScanRun::saysWhatItCouldNotDo()
     QVERIFY(ip("link set wst1 up"));
     QVERIFY2(client.problem().startsWith(QLatin1String("wst1: ")), qPrintable(client.problem()));
     client.scan({wst0()});
+    QCOMPARE(client.problem(), QString());
+}
+
+// A faulty host that never stops to answer as yet another module, each of which costs a read wait.
+// Those that turn up while the first ones are asked are asked too, and that is all.
+void TestScanRun::everInventedModulesDoNotHoldItUp()
+{
+    ModuleHost host(ModuleHost::Silent);
+    QVERIFY(host.listens());
+    QTimer often;
+    connect(&often, &QTimer::timeout, &host, &ModuleHost::invent);
+    often.start(100);
+    Client client;
+    client.setScanTime(400);
+    client.setTcpWaitRead(1000);
+    int early = 0;
+    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
+    connect(&client, &Client::signalUpdateProgressBar, this,
+            [&] { early = progress.size() == 81 ? host.invented() : early; });
+    bool endless = false;
+    QTimer::singleShot(15000, &client, [&] {
+        endless = true;
+        client.requestStop();
+    });
+    const int found = client.scan({wst0()}).size();
+    QVERIFY2(!endless, "only a stop ended the scan");
+    QVERIFY(early > 0);
+    QVERIFY2(found > early, "late modules were not asked");
+    QCOMPARE(host.asked(), found);
+}
+
+void TestScanRun::asksARackOfModules_data()
+{
+    QTest::addColumn<int>("modules");
+    QTest::addColumn<bool>("tooMany");
+    QTest::newRow("several hundred") << 700 << false;
+    QTest::newRow("as many as a scan takes") << Client::mostSerialServers << false;
+    QTest::newRow("a flood") << Client::mostSerialServers + 300 << true;
+}
+
+void TestScanRun::asksARackOfModules()
+{
+    QFETCH(int, modules);
+    QFETCH(bool, tooMany);
+    ModuleHost host(ModuleHost::Closing);
+    QVERIFY(host.listens());
+    Client client;
+    client.setScanTime(800);
+    connect(&client, &Client::signalUpdateProgressBar, &host, [&](int value) {
+        for (int i = 0; value == 1 && i < 20 && host.invented() < modules; ++i) {
+            host.invent();
+        }
+    });
+    const int found = client.scan({wst0()}).size();
+    QCOMPARE(host.invented(), modules);
+    QCOMPARE(found, std::min<int>(modules, Client::mostSerialServers));
+    QCOMPARE(host.asked(), found);
+    QCOMPARE(client.problem().contains(QLatin1String("serial servers")), tooMany);
+    QCOMPARE(client.problem().isEmpty(), !tooMany);
+    client.scan({});
     QCOMPARE(client.problem(), QString());
 }
 

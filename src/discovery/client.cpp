@@ -238,7 +238,11 @@ void Client::querySerialServers(const QString &name, const QHostAddress &address
 
 void Client::addProblem(const QString &where, const QUdpSocket &socket)
 {
-    const QString problem = where + QStringLiteral(": ") + socket.errorString();
+    addProblem(where + QStringLiteral(": ") + socket.errorString());
+}
+
+void Client::addProblem(const QString &problem)
+{
     if (!m_problems.contains(problem)) {
         m_problems.append(problem);
     }
@@ -264,24 +268,28 @@ void Client::collectReplies()
     }
 }
 
-// Replies still come in while the queries run; a module found then is asked as well.
+// Replies still come in while the first round of queries runs; a module found then is asked in a
+// second one. A third would let a host that never stops answering for new modules hold the scan up.
 void Client::queryRovanDevices()
 {
     QSet<QString> asked;
+    for (int round = 1; round <= 2; ++round) {
+        processRovanDevices(serialServersBut(asked));
+    }
+}
+
+// Adds them to `asked`.
+QVector<Device_t> Client::serialServersBut(QSet<QString> &asked)
+{
     QVector<Device_t> modules;
-    do {
-        modules.clear();
-        {
-            const QMutexLocker lock(&m_serialServersMutex);
-            for (const Device_t &module : qAsConst(m_serialServers)) {
-                if (!asked.contains(module[Mac])) {
-                    asked.insert(module[Mac]);
-                    modules.append(module);
-                }
-            }
+    const QMutexLocker lock(&m_serialServersMutex);
+    for (const Device_t &module : qAsConst(m_serialServers)) {
+        if (!asked.contains(module[Mac])) {
+            asked.insert(module[Mac]);
+            modules.append(module);
         }
-        processRovanDevices(modules);
-    } while (!modules.isEmpty());
+    }
+    return modules;
 }
 
 void Client::processRovanDevices(const QVector<Device_t> &devices)
@@ -349,8 +357,14 @@ void Client::takeSerialServerReply(const QByteArray &datagram, const QHostAddres
     }
     const QMutexLocker lock(&m_serialServersMutex);
     const QString mac = (*module)[Mac];
-    if (!m_serialServers.contains(mac)) { // the first reply wins
+    if (m_serialServers.contains(mac)) {
+        return; // the first reply wins
+    }
+    if (m_serialServers.size() < mostSerialServers) {
         m_serialServers.insert(mac, *module);
+    } else {
+        addProblem(QStringLiteral("more than %1 serial servers answered, the others are left out")
+                       .arg(mostSerialServers));
     }
 }
 

@@ -32,6 +32,9 @@ class Client : public QObject
     Q_OBJECT
 
 public:
+    // A scan takes the first so many, and leaves out what a host invents that answers for ever new ones.
+    static constexpr int mostSerialServers = 1000;
+
     explicit Client(QObject *parent = nullptr);
     ~Client() override;
 
@@ -61,7 +64,8 @@ public:
     int interfacesQueried() const { return m_interfacesQueried; }
 
     // What kept the last scan from asking or hearing everyone (a port is taken, an interface is down,
-    // the network takes no more datagrams), for the user to read; empty when nothing did.
+    // the network takes no more datagrams, too many serial servers answer), for the user to read;
+    // empty when nothing did.
     QString problem() const { return m_problems.join(QStringLiteral("; ")); }
 
 public slots:
@@ -86,8 +90,10 @@ private:
     bool broadcastQuery(const QString &name, const QHostAddress &address);
     void querySerialServers(const QString &name, const QHostAddress &address, const QHostAddress &broadcast);
     void addProblem(const QString &where, const QUdpSocket &socket);
+    void addProblem(const QString &problem);
     void collectReplies();
     void queryRovanDevices();
+    QVector<Device_t> serialServersBut(QSet<QString> &asked);
 
     void readReplies(QUdpSocket &socket, int atMost);
     void readUnicastReplies(int atMost);
