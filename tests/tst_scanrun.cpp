@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -25,6 +26,7 @@ private slots:
     void stopEndsTheWalk();
     void quitEndsTheScan();
     void saysWhatItCouldNotDo();
+    void takesNothingAfterItsLastStep();
     void everInventedModulesDoNotHoldItUp();
     void asksARackOfModules_data();
     void asksARackOfModules();
@@ -73,6 +75,20 @@ private:
     int m_invented = 0;
     int m_asked = 0;
 };
+
+// The UDP ports on which this process, alone on the workstation, hears.
+QVector<quint16> portsOfOurs()
+{
+    QVector<quint16> ports;
+    QFile table(QStringLiteral("/proc/net/udp"));
+    if (table.open(QIODevice::ReadOnly)) {
+        const QList<QByteArray> lines = table.readAll().split('\n').mid(1);
+        for (const QByteArray &line : lines) {
+            ports.append(line.mid(line.indexOf(':', line.indexOf(':') + 1) + 1, 4).toUShort(nullptr, 16));
+        }
+    }
+    return ports;
+}
 
 } // namespace
 
@@ -200,6 +216,36 @@ void TestScanRun::saysWhatItCouldNotDo()
     QVERIFY2(client.problem().startsWith(QLatin1String("wst1: ")), qPrintable(client.problem()));
     client.scan({wst0()});
     QCOMPARE(client.problem(), QString());
+}
+
+// The window paints when it hears of the last step, and what arrives meanwhile must not be added
+// unchecked: an instrument that replies once more would be listed twice.
+void TestScanRun::takesNothingAfterItsLastStep()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
+    QUdpSocket late;
+    QVERIFY(late.bind(QHostAddress(wst0().ip), 0));
+    Client client;
+    client.setScanTime(400);
+    client.setSendUnicast(true); // so that every socket is open
+    client.setStartIp(address("192.168.0.11"));
+    client.setEndIp(address("192.168.0.11"));
+    int sent = 0;
+    connect(&client, &Client::signalUpdateProgressBar, this, [&](int value) {
+        if (value == 100) {
+            const QByteArray reply =
+                "Quorvex Dev:" + QByteArray::fromHex("2100001A2B00000B") + QByteArray(228, '\0');
+            for (const quint16 port : portsOfOurs()) {
+                sent += late.writeDatagram(reply, QHostAddress(wst0().ip), port) == reply.size() ? 1 : 0;
+            }
+            QTest::qWait(50); // as a window does: it handles events
+        }
+    });
+    const QList<Device_t> found = client.scan({wst0()});
+    QVERIFY(sent >= 3);
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(client.scan({}).size(), 1);
 }
 
 // A faulty host that never stops to answer as yet another module, each of which costs a read wait.

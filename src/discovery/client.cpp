@@ -102,6 +102,7 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     }
     collectReplies();
     queryRovanDevices();
+    stopListening(); // nothing may be added behind the removal: the last step makes a window handle events
     removeDuplicates(m_devices);
     emit signalUpdateProgressBar(100);
     closeSockets();
@@ -141,10 +142,17 @@ void Client::openSockets()
     }
 }
 
-void Client::closeSockets()
+void Client::stopListening()
 {
     m_listenSocket->disconnect(this);
     m_unicastSocket->disconnect(this);
+    for (const auto &socket : m_serialServerSockets) {
+        socket->disconnect(this);
+    }
+}
+
+void Client::closeSockets()
+{
     m_listenSocket->close();
     m_unicastSocket->close();
     m_serialServerSockets.clear();

@@ -82,6 +82,7 @@ signals:
 
 private:
     void openSockets();
+    void stopListening();
     void closeSockets();
 
     void queryRange();
