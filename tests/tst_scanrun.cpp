@@ -24,6 +24,8 @@ private slots:
     void aSecondScanIsRefused();
     void stopEndsTheWait();
     void stopEndsTheWalk();
+    void stopKeepsWhatWasFound_data();
+    void stopKeepsWhatWasFound();
     void quitEndsTheScan();
     void saysWhatItCouldNotDo();
     void takesNothingAfterItsLastStep();
@@ -173,6 +175,51 @@ void TestScanRun::stopEndsTheWalk()
     QTimer::singleShot(50, &client, &Client::requestStop);
     QVERIFY(client.scan({wst0()}).isEmpty());
     QVERIFY2(queriesSeen(lab).isEmpty(), "no broadcast after the stop");
+}
+
+void TestScanRun::stopKeepsWhatWasFound_data()
+{
+    QTest::addColumn<bool>("unicast");
+    QTest::addColumn<QString>("end");
+    QTest::newRow("in the wait") << false << QString();
+    QTest::newRow("in the wait after a walk") << true << QStringLiteral("192.168.0.12");
+    QTest::newRow("in a walk without routes") << true << QStringLiteral("223.255.255.255");
+    QTest::newRow("in a walk that waits for room") << true << QStringLiteral("192.168.255.255");
+}
+
+void TestScanRun::stopKeepsWhatWasFound()
+{
+    QFETCH(bool, unicast);
+    QFETCH(QString, end);
+    const bool waitsForRoom = end == QLatin1String("192.168.255.255");
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({supply(11), supply(12)})), qPrintable(lab.errorText()));
+    QVERIFY(!waitsForRoom || ip("route add 192.168.0.0/16 dev wst0"));
+    Client client;
+    client.setScanTime(3600 * 1000);
+    client.setSendUnicast(unicast);
+    client.setStartIp(address("192.168.0.11"));
+    client.setEndIp(QHostAddress(end));
+    QElapsedTimer sinceStop;
+    QTimer::singleShot(1500, &client, [&] {
+        sinceStop.start();
+        client.requestStop();
+    });
+    const QList<interfaces_t> interfaces = unicast ? QList<interfaces_t>{} : QList<interfaces_t>{wst0()};
+    const int found = client.scan(interfaces).size();
+    QVERIFY(!waitsForRoom || ip("route delete 192.168.0.0/16 dev wst0"));
+    QVERIFY2(sinceStop.isValid(), "the scan ended before the stop");
+    QVERIFY2(sinceStop.elapsed() < 1000, qPrintable(QStringLiteral("%1 ms").arg(sinceStop.elapsed())));
+    QCOMPARE(found, 2);
+    QVERIFY(client.wasStopped());
+    QVERIFY2(client.problem().contains(QLatin1String("stopped")), qPrintable(client.problem()));
+
+    client.clearDevices();
+    client.setScanTime(400);
+    client.setSendUnicast(false);
+    QCOMPARE(client.scan({wst0()}).size(), 2);
+    QVERIFY(!client.wasStopped());
+    QCOMPARE(client.problem(), QString());
 }
 
 void TestScanRun::quitEndsTheScan()

@@ -91,6 +91,7 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     }
     const QScopedValueRollback<bool> scanning(m_scanning, true);
     m_interfacesQueried = 0;
+    m_wasStopped = false;
     openSockets();
     if (m_sendUnicast) {
         queryRange();
@@ -104,6 +105,10 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     queryRovanDevices();
     stopListening(); // nothing may be added behind the removal: the last step makes a window handle events
     removeDuplicates(m_devices);
+    if (m_wait.stopped()) {
+        m_wasStopped = true;
+        addProblem(QStringLiteral("the scan was stopped"));
+    }
     emit signalUpdateProgressBar(100);
     closeSockets();
     m_wait.reset();

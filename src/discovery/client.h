@@ -54,9 +54,13 @@ public:
     QList<Device_t> scan(const QList<interfaces_t> &interfaces);
     bool isScanning() const { return m_scanning; }
 
-    // Ends a running scan at its next step; it then returns what it has. A follow-up query that is
-    // under way ends within its current wait. To be called in the Client's thread.
+    // Ends a running scan within a tenth of a second or two, whatever it is about; it then returns what
+    // it has. Serial servers that were not asked any more are in it as they answered. Without a running
+    // scan it does nothing. To be called in the Client's thread, also from what a signal of a scan calls.
     void requestStop();
+
+    // Whether the last scan was ended early: instruments that it did not find may be there.
+    bool wasStopped() const { return m_wasStopped; }
 
     void clearDevices();
 
@@ -64,8 +68,8 @@ public:
     int interfacesQueried() const { return m_interfacesQueried; }
 
     // What kept the last scan from asking or hearing everyone (a port is taken, an interface is down,
-    // the network takes no more datagrams, too many serial servers answer), for the user to read;
-    // empty when nothing did.
+    // the network takes no more datagrams, too many serial servers answer, it was stopped), for the user
+    // to read; empty when nothing did.
     QString problem() const { return m_problems.join(QStringLiteral("; ")); }
 
 public slots:
@@ -123,4 +127,5 @@ private:
 
     ScanWait m_wait;
     bool m_scanning = false;
+    bool m_wasStopped = false;
 };
