@@ -11,6 +11,7 @@
 #include <QTest>
 #include <QThread>
 #include <QTimer>
+#include <QTranslator>
 #include <QUdpSocket>
 
 // How a scan runs inside its caller's thread: progress, time, and every way to end it.
@@ -28,6 +29,7 @@ private slots:
     void stopKeepsWhatWasFound();
     void quitEndsTheScan();
     void saysWhatItCouldNotDo();
+    void whatItSaysCanBeTranslated();
     void takesNothingAfterItsLastStep();
     void everInventedModulesDoNotHoldItUp();
     void asksARackOfModules_data();
@@ -263,6 +265,38 @@ void TestScanRun::saysWhatItCouldNotDo()
     QVERIFY2(client.problem().startsWith(QLatin1String("wst1: ")), qPrintable(client.problem()));
     client.scan({wst0()});
     QCOMPARE(client.problem(), QString());
+}
+
+namespace {
+
+// A language in which every text of the scan stands in angle brackets.
+class Brackets : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char *context, const char *text, const char *, int) const override
+    {
+        return qstrcmp(context, "Client") == 0 ? QLatin1Char('<') + QString::fromUtf8(text) + QLatin1Char('>')
+                                               : QString();
+    }
+};
+
+} // namespace
+
+void TestScanRun::whatItSaysCanBeTranslated()
+{
+    Brackets language;
+    QVERIFY(QCoreApplication::installTranslator(&language));
+    Client client;
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
+    connect(&client, &Client::signalUpdateProgressBar, &client, &Client::requestStop);
+    client.scan({});
+    const QStringList problems = client.problem().split(QStringLiteral("; "));
+    QCOMPARE(problems.size(), 2);
+    for (const QString &problem : problems) {
+        QVERIFY2(problem.startsWith(QLatin1Char('<')), qPrintable(problem));
+    }
 }
 
 // The window paints when it hears of the last step, and what arrives meanwhile must not be added

@@ -107,7 +107,7 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     removeDuplicates(m_devices);
     if (m_wait.stopped()) {
         m_wasStopped = true;
-        addProblem(QStringLiteral("the scan was stopped"));
+        addProblem(tr("the scan was stopped"));
     }
     emit signalUpdateProgressBar(100);
     closeSockets();
@@ -143,7 +143,7 @@ void Client::openSockets()
     connect(m_unicastSocket.get(), &QUdpSocket::readyRead, this, &Client::onHandleUnicastResponse);
     emit signalUpdateProgressBar(0);
     if (!scansocket::bind(*m_listenSocket, QHostAddress(QHostAddress::AnyIPv4), discoveryPort)) {
-        addProblem(QStringLiteral("UDP port %1").arg(discoveryPort), *m_listenSocket);
+        addProblem(tr("UDP port %1").arg(discoveryPort), *m_listenSocket);
     }
 }
 
@@ -167,7 +167,7 @@ void Client::closeSockets()
 void Client::queryRange()
 {
     if (!scansocket::bind(*m_unicastSocket, QHostAddress(QHostAddress::AnyIPv4), 0)) {
-        addProblem(QStringLiteral("unicast"), *m_unicastSocket);
+        addProblem(tr("unicast"), *m_unicastSocket);
         return;
     }
     m_unicastSocket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, sendBufferSize);
@@ -191,7 +191,7 @@ bool Client::queryAddress(quint32 address)
             return true;
         }
         if (patience.hasExpired()) {
-            addProblem(QStringLiteral("unicast from %1 on").arg(to.toString()), *m_unicastSocket);
+            addProblem(tr("unicast from %1 on").arg(to.toString()), *m_unicastSocket);
             return false;
         }
         if (!m_wait.run(1)) {
@@ -376,8 +376,8 @@ void Client::takeSerialServerReply(const QByteArray &datagram, const QHostAddres
     if (m_serialServers.size() < mostSerialServers) {
         m_serialServers.insert(mac, *module);
     } else {
-        addProblem(QStringLiteral("more than %1 serial servers answered, the others are left out")
-                       .arg(mostSerialServers));
+        addProblem(
+            tr("more than %1 serial servers answered, the others are left out").arg(mostSerialServers));
     }
 }
 
