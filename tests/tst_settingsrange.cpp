@@ -20,6 +20,7 @@ private slots:
     void countsTheRange_data();
     void countsTheRange();
     void followsTheScanTimeShown();
+    void anEmptyFieldLooksEmpty();
 };
 
 void TestSettingsRange::saysWhyItCannotBeApplied_data()
@@ -161,6 +162,15 @@ void TestSettingsRange::followsTheScanTimeShown()
     QVERIFY2(message(dialog).endsWith(text("about 7.5 s.")), qPrintable(message(dialog)));
     type(child<QDoubleSpinBox>(dialog, "doubleSpinBoxBroadcastTime"), text("90"));
     QVERIFY2(message(dialog).endsWith(text("about 90 s.")), qPrintable(message(dialog)));
+}
+
+// A placeholder would look like an address that somebody has typed.
+void TestSettingsRange::anEmptyFieldLooksEmpty()
+{
+    const Settings dialog;
+    for (const char *name : {"lineEditStart", "lineEditStop"}) {
+        QVERIFY2(child<QLineEdit>(dialog, name)->placeholderText().isEmpty(), name);
+    }
 }
 
 QTEST_MAIN(TestSettingsRange)
