@@ -4,10 +4,14 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
+#include <QTranslator>
 #include <QUdpSocket>
 
 // How a scan runs inside its caller's thread: progress, time, and every way to end it.
@@ -21,9 +25,76 @@ private slots:
     void aSecondScanIsRefused();
     void stopEndsTheWait();
     void stopEndsTheWalk();
+    void stopKeepsWhatWasFound_data();
+    void stopKeepsWhatWasFound();
     void quitEndsTheScan();
     void saysWhatItCouldNotDo();
+    void whatItSaysCanBeTranslated();
+    void takesNothingAfterItsLastStep();
+    void everInventedModulesDoNotHoldItUp();
+    void asksARackOfModules_data();
+    void asksARackOfModules();
 };
+
+namespace {
+
+// A host of the workstation that answers for as many serial servers as a test wants, and counts who
+// connects to ask what is behind them.
+class ModuleHost : public QObject
+{
+public:
+    enum Manner { Silent, Closing };
+
+    explicit ModuleHost(Manner manner)
+    {
+        connect(&m_server, &QTcpServer::newConnection, this, [this, manner] {
+            while (QTcpSocket *connection = m_server.nextPendingConnection()) {
+                ++m_asked;
+                if (manner == Closing) {
+                    connection->deleteLater();
+                }
+            }
+        });
+        m_listens = m_server.listen(QHostAddress(wst0().ip), serialTunnelPort);
+    }
+
+    bool listens() const { return m_listens; }
+    int invented() const { return m_invented; }
+    int asked() const { return m_asked; }
+
+    // Sends the reply of a serial server that nobody has heard of.
+    void invent()
+    {
+        ++m_invented;
+        const QByteArray number = QByteArray::number(m_invented, 16).rightJustified(6, '0');
+        const QByteArray reply =
+            QByteArray::fromHex("000000F7") + QByteArray(20, '\0') + QByteArray::fromHex("00204A" + number);
+        m_socket.writeDatagram(reply, QHostAddress(wst0().ip), 30718);
+    }
+
+private:
+    QTcpServer m_server;
+    QUdpSocket m_socket;
+    bool m_listens = false;
+    int m_invented = 0;
+    int m_asked = 0;
+};
+
+// The UDP ports on which this process, alone on the workstation, hears.
+QVector<quint16> portsOfOurs()
+{
+    QVector<quint16> ports;
+    QFile table(QStringLiteral("/proc/net/udp"));
+    if (table.open(QIODevice::ReadOnly)) {
+        const QList<QByteArray> lines = table.readAll().split('\n').mid(1);
+        for (const QByteArray &line : lines) {
+            ports.append(line.mid(line.indexOf(':', line.indexOf(':') + 1) + 1, 4).toUShort(nullptr, 16));
+        }
+    }
+    return ports;
+}
+
+} // namespace
 
 void TestScanRun::progressWithoutAnInterface()
 {
@@ -108,6 +179,51 @@ void TestScanRun::stopEndsTheWalk()
     QVERIFY2(queriesSeen(lab).isEmpty(), "no broadcast after the stop");
 }
 
+void TestScanRun::stopKeepsWhatWasFound_data()
+{
+    QTest::addColumn<bool>("unicast");
+    QTest::addColumn<QString>("end");
+    QTest::newRow("in the wait") << false << QString();
+    QTest::newRow("in the wait after a walk") << true << QStringLiteral("192.168.0.12");
+    QTest::newRow("in a walk without routes") << true << QStringLiteral("223.255.255.255");
+    QTest::newRow("in a walk that waits for room") << true << QStringLiteral("192.168.255.255");
+}
+
+void TestScanRun::stopKeepsWhatWasFound()
+{
+    QFETCH(bool, unicast);
+    QFETCH(QString, end);
+    const bool waitsForRoom = end == QLatin1String("192.168.255.255");
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({supply(11), supply(12)})), qPrintable(lab.errorText()));
+    QVERIFY(!waitsForRoom || ip("route add 192.168.0.0/16 dev wst0"));
+    Client client;
+    client.setScanTime(3600 * 1000);
+    client.setSendUnicast(unicast);
+    client.setStartIp(address("192.168.0.11"));
+    client.setEndIp(QHostAddress(end));
+    QElapsedTimer sinceStop;
+    QTimer::singleShot(1500, &client, [&] {
+        sinceStop.start();
+        client.requestStop();
+    });
+    const QList<interfaces_t> interfaces = unicast ? QList<interfaces_t>{} : QList<interfaces_t>{wst0()};
+    const int found = client.scan(interfaces).size();
+    QVERIFY(!waitsForRoom || ip("route delete 192.168.0.0/16 dev wst0"));
+    QVERIFY2(sinceStop.isValid(), "the scan ended before the stop");
+    QVERIFY2(sinceStop.elapsed() < 1000, qPrintable(QStringLiteral("%1 ms").arg(sinceStop.elapsed())));
+    QCOMPARE(found, 2);
+    QVERIFY(client.wasStopped());
+    QVERIFY2(client.problem().contains(QLatin1String("stopped")), qPrintable(client.problem()));
+
+    client.clearDevices();
+    client.setScanTime(400);
+    client.setSendUnicast(false);
+    QCOMPARE(client.scan({wst0()}).size(), 2);
+    QVERIFY(!client.wasStopped());
+    QCOMPARE(client.problem(), QString());
+}
+
 void TestScanRun::quitEndsTheScan()
 {
     Client client;
@@ -148,6 +264,128 @@ void TestScanRun::saysWhatItCouldNotDo()
     QVERIFY(ip("link set wst1 up"));
     QVERIFY2(client.problem().startsWith(QLatin1String("wst1: ")), qPrintable(client.problem()));
     client.scan({wst0()});
+    QCOMPARE(client.problem(), QString());
+}
+
+namespace {
+
+// A language in which every text of the scan stands in angle brackets.
+class Brackets : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char *context, const char *text, const char *, int) const override
+    {
+        return qstrcmp(context, "Client") == 0 ? QLatin1Char('<') + QString::fromUtf8(text) + QLatin1Char('>')
+                                               : QString();
+    }
+};
+
+} // namespace
+
+void TestScanRun::whatItSaysCanBeTranslated()
+{
+    Brackets language;
+    QVERIFY(QCoreApplication::installTranslator(&language));
+    Client client;
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
+    connect(&client, &Client::signalUpdateProgressBar, &client, &Client::requestStop);
+    client.scan({});
+    const QStringList problems = client.problem().split(QStringLiteral("; "));
+    QCOMPARE(problems.size(), 2);
+    for (const QString &problem : problems) {
+        QVERIFY2(problem.startsWith(QLatin1Char('<')), qPrintable(problem));
+    }
+}
+
+// The window paints when it hears of the last step, and what arrives meanwhile must not be added
+// unchecked: an instrument that replies once more would be listed twice.
+void TestScanRun::takesNothingAfterItsLastStep()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
+    QUdpSocket late;
+    QVERIFY(late.bind(QHostAddress(wst0().ip), 0));
+    Client client;
+    client.setScanTime(400);
+    client.setSendUnicast(true); // so that every socket is open
+    client.setStartIp(address("192.168.0.11"));
+    client.setEndIp(address("192.168.0.11"));
+    int sent = 0;
+    connect(&client, &Client::signalUpdateProgressBar, this, [&](int value) {
+        if (value == 100) {
+            const QByteArray reply =
+                "Quorvex Dev:" + QByteArray::fromHex("2100001A2B00000B") + QByteArray(228, '\0');
+            for (const quint16 port : portsOfOurs()) {
+                sent += late.writeDatagram(reply, QHostAddress(wst0().ip), port) == reply.size() ? 1 : 0;
+            }
+            QTest::qWait(50); // as a window does: it handles events
+        }
+    });
+    const QList<Device_t> found = client.scan({wst0()});
+    QVERIFY(sent >= 3);
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(client.scan({}).size(), 1);
+}
+
+// A faulty host that never stops to answer as yet another module, each of which costs a read wait.
+// Those that turn up while the first ones are asked are asked too, and that is all.
+void TestScanRun::everInventedModulesDoNotHoldItUp()
+{
+    ModuleHost host(ModuleHost::Silent);
+    QVERIFY(host.listens());
+    QTimer often;
+    connect(&often, &QTimer::timeout, &host, &ModuleHost::invent);
+    often.start(100);
+    Client client;
+    client.setScanTime(400);
+    client.setTcpWaitRead(1000);
+    int early = 0;
+    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
+    connect(&client, &Client::signalUpdateProgressBar, this,
+            [&] { early = progress.size() == 81 ? host.invented() : early; });
+    bool endless = false;
+    QTimer::singleShot(15000, &client, [&] {
+        endless = true;
+        client.requestStop();
+    });
+    const int found = client.scan({wst0()}).size();
+    QVERIFY2(!endless, "only a stop ended the scan");
+    QVERIFY(early > 0);
+    QVERIFY2(found > early, "late modules were not asked");
+    QCOMPARE(host.asked(), found);
+}
+
+void TestScanRun::asksARackOfModules_data()
+{
+    QTest::addColumn<int>("modules");
+    QTest::addColumn<bool>("tooMany");
+    QTest::newRow("several hundred") << 700 << false;
+    QTest::newRow("as many as a scan takes") << Client::mostSerialServers << false;
+    QTest::newRow("a flood") << Client::mostSerialServers + 300 << true;
+}
+
+void TestScanRun::asksARackOfModules()
+{
+    QFETCH(int, modules);
+    QFETCH(bool, tooMany);
+    ModuleHost host(ModuleHost::Closing);
+    QVERIFY(host.listens());
+    Client client;
+    client.setScanTime(800);
+    connect(&client, &Client::signalUpdateProgressBar, &host, [&](int value) {
+        for (int i = 0; value == 1 && i < 20 && host.invented() < modules; ++i) {
+            host.invent();
+        }
+    });
+    const int found = client.scan({wst0()}).size();
+    QCOMPARE(host.invented(), modules);
+    QCOMPARE(found, std::min<int>(modules, Client::mostSerialServers));
+    QCOMPARE(host.asked(), found);
+    QCOMPARE(client.problem().contains(QLatin1String("serial servers")), tooMany);
+    QCOMPARE(client.problem().isEmpty(), !tooMany);
+    client.scan({});
     QCOMPARE(client.problem(), QString());
 }
 

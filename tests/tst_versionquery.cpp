@@ -27,6 +27,7 @@ private slots:
     void stoppedQueriesAskNothing();
     void queriesRunInRounds();
     void stopEndsTheQueries();
+    void stopEndsConnecting();
     void quitEndsTheQueries();
     void threadsAreThePools();
 };
@@ -267,8 +268,43 @@ void TestVersionQuery::stopEndsTheQueries()
     });
     watch.start(20);
     QCOMPARE(client.scan({wst0()}).size(), 5);
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    // A thread is counted for a moment after its last task has ended; a query would wait for an hour.
+    QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
     QCOMPARE(lab.events(QStringLiteral("connected")).size(), 2);
+}
+
+// The module answers the scan, but what is sent to it alone is lost: connecting takes its whole wait.
+void TestVersionQuery::stopEndsConnecting()
+{
+    LabProcess lab;
+    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, QJsonObject())}), qPrintable(lab.errorText()));
+    QVERIFY(ip("neighbour replace 192.168.0.60 lladdr 02:00:00:00:00:01 dev wst0 nud permanent"));
+    Client client;
+    client.setTcpWaitConnected(8000);
+    QElapsedTimer sinceStop;
+    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
+    connect(&client, &Client::signalUpdateProgressBar, this, [&] {
+        if (progress.size() == 81) {
+            QTimer::singleShot(300, &client, [&] {
+                sinceStop.start();
+                client.requestStop();
+            });
+        }
+    });
+    const QList<Device_t> found = client.scan({wst0()});
+    QVERIFY2(sinceStop.isValid(), "the query ended before the stop");
+    QVERIFY2(sinceStop.elapsed() < 2000, qPrintable(QStringLiteral("%1 ms").arg(sinceStop.elapsed())));
+    QCOMPARE(found.size(), 1);
+    QCOMPARE(joined(found.first()), record("4100", {}, {}, false));
+    QVERIFY(client.wasStopped());
+
+    QVERIFY(ip("neighbour delete 192.168.0.60 dev wst0"));
+    client.clearDevices();
+    const QList<Device_t> again = client.scan({wst0()});
+    QCOMPARE(again.size(), 1);
+    QCOMPARE(again.first()[Code], QStringLiteral("4200"));
+    QVERIFY(!client.wasStopped());
+    QCOMPARE(client.problem(), QString());
 }
 
 void TestVersionQuery::quitEndsTheQueries()
@@ -289,7 +325,7 @@ void TestVersionQuery::quitEndsTheQueries()
     watch.start(20);
     QCoreApplication::exec();
     QCOMPARE(found, 1);
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
 }
 
 void TestVersionQuery::threadsAreThePools()

@@ -9,6 +9,13 @@ namespace {
 // router at a scan time of 0.2 s.
 constexpr double secondsPerQuery = 9e-6;
 
+// On a directly attached network so many addresses of which nobody answers fill the send buffer, until
+// the system gives up looking for them. Measured like that: 18.6 s for 4094 addresses, 49.3 s for 10,238.
+constexpr quint64 addressesAtOnce = 600;
+constexpr double secondsToGiveUp = 3.1;
+
+constexpr quint64 widestLocalNetwork = 1U << 24;
+
 QString duration(double seconds)
 {
     const QLocale english(QLocale::English);
@@ -42,6 +49,12 @@ double RangeSummary::scanSeconds(quint64 addresses, double scanTime)
     return scanTime / 1000 + static_cast<double>(addresses) * secondsPerQuery;
 }
 
+double RangeSummary::localScanSeconds(quint64 addresses, double scanTime)
+{
+    const quint64 fullBuffers = (qBound(quint64(1), addresses, widestLocalNetwork) - 1) / addressesAtOnce;
+    return scanSeconds(addresses, scanTime) + static_cast<double>(fullBuffers) * secondsToGiveUp;
+}
+
 QString RangeSummary::text(quint32 start, quint32 end, double scanTime)
 {
     if (start > end) {
@@ -53,7 +66,11 @@ QString RangeSummary::text(quint32 start, quint32 end, double scanTime)
     }
     const QString addresses =
         count == 1 ? tr("1 address") : tr("%1 addresses").arg(QLocale(QLocale::English).toString(count));
-    return tr("%1; a scan takes about %2.").arg(addresses, duration(scanSeconds(count, scanTime)));
+    const QString time = duration(scanSeconds(count, scanTime));
+    const QString localTime = duration(localScanSeconds(count, scanTime));
+    return time == localTime ? tr("%1; a scan takes about %2.").arg(addresses, time)
+                             : tr("%1; a scan takes about %2, on the local network up to %3.")
+                                   .arg(addresses, time, localTime);
 }
 
 QString RangeSummary::fault(const QString &which, const QString &text)

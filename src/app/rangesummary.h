@@ -16,8 +16,12 @@ public:
     static quint64 addressCount(quint32 start, quint32 end);
 
     // How long a scan takes that waits scanTime milliseconds for replies: the queries leave back to
-    // back before the wait begins, so only ranges of many thousands make a difference.
+    // back before the wait begins, so behind a router only ranges of many thousands make a difference.
     static double scanSeconds(quint64 addresses, double scanTime);
+
+    // The same on a directly attached network, at worst: when nobody has these addresses. Whether the
+    // range is on one is not asked; the sentence tells both times where they differ.
+    static double localScanSeconds(quint64 addresses, double scanTime);
 
     // One sentence: how many addresses and how long, or that the range is empty.
     static QString text(quint32 start, quint32 end, double scanTime);

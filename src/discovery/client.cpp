@@ -91,6 +91,7 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     }
     const QScopedValueRollback<bool> scanning(m_scanning, true);
     m_interfacesQueried = 0;
+    m_wasStopped = false;
     openSockets();
     if (m_sendUnicast) {
         queryRange();
@@ -102,7 +103,12 @@ QList<Device_t> Client::scan(const QList<interfaces_t> &interfaces)
     }
     collectReplies();
     queryRovanDevices();
+    stopListening(); // nothing may be added behind the removal: the last step makes a window handle events
     removeDuplicates(m_devices);
+    if (m_wait.stopped()) {
+        m_wasStopped = true;
+        addProblem(tr("the scan was stopped"));
+    }
     emit signalUpdateProgressBar(100);
     closeSockets();
     m_wait.reset();
@@ -137,14 +143,21 @@ void Client::openSockets()
     connect(m_unicastSocket.get(), &QUdpSocket::readyRead, this, &Client::onHandleUnicastResponse);
     emit signalUpdateProgressBar(0);
     if (!scansocket::bind(*m_listenSocket, QHostAddress(QHostAddress::AnyIPv4), discoveryPort)) {
-        addProblem(QStringLiteral("UDP port %1").arg(discoveryPort), *m_listenSocket);
+        addProblem(tr("UDP port %1").arg(discoveryPort), *m_listenSocket);
+    }
+}
+
+void Client::stopListening()
+{
+    m_listenSocket->disconnect(this);
+    m_unicastSocket->disconnect(this);
+    for (const auto &socket : m_serialServerSockets) {
+        socket->disconnect(this);
     }
 }
 
 void Client::closeSockets()
 {
-    m_listenSocket->disconnect(this);
-    m_unicastSocket->disconnect(this);
     m_listenSocket->close();
     m_unicastSocket->close();
     m_serialServerSockets.clear();
@@ -154,7 +167,7 @@ void Client::closeSockets()
 void Client::queryRange()
 {
     if (!scansocket::bind(*m_unicastSocket, QHostAddress(QHostAddress::AnyIPv4), 0)) {
-        addProblem(QStringLiteral("unicast"), *m_unicastSocket);
+        addProblem(tr("unicast"), *m_unicastSocket);
         return;
     }
     m_unicastSocket->setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, sendBufferSize);
@@ -178,7 +191,7 @@ bool Client::queryAddress(quint32 address)
             return true;
         }
         if (patience.hasExpired()) {
-            addProblem(QStringLiteral("unicast from %1 on").arg(to.toString()), *m_unicastSocket);
+            addProblem(tr("unicast from %1 on").arg(to.toString()), *m_unicastSocket);
             return false;
         }
         if (!m_wait.run(1)) {
@@ -238,7 +251,11 @@ void Client::querySerialServers(const QString &name, const QHostAddress &address
 
 void Client::addProblem(const QString &where, const QUdpSocket &socket)
 {
-    const QString problem = where + QStringLiteral(": ") + socket.errorString();
+    addProblem(where + QStringLiteral(": ") + socket.errorString());
+}
+
+void Client::addProblem(const QString &problem)
+{
     if (!m_problems.contains(problem)) {
         m_problems.append(problem);
     }
@@ -264,24 +281,28 @@ void Client::collectReplies()
     }
 }
 
-// Replies still come in while the queries run; a module found then is asked as well.
+// Replies still come in while the first round of queries runs; a module found then is asked in a
+// second one. A third would let a host that never stops answering for new modules hold the scan up.
 void Client::queryRovanDevices()
 {
     QSet<QString> asked;
+    for (int round = 1; round <= 2; ++round) {
+        processRovanDevices(serialServersBut(asked));
+    }
+}
+
+// Adds them to `asked`.
+QVector<Device_t> Client::serialServersBut(QSet<QString> &asked)
+{
     QVector<Device_t> modules;
-    do {
-        modules.clear();
-        {
-            const QMutexLocker lock(&m_serialServersMutex);
-            for (const Device_t &module : qAsConst(m_serialServers)) {
-                if (!asked.contains(module[Mac])) {
-                    asked.insert(module[Mac]);
-                    modules.append(module);
-                }
-            }
+    const QMutexLocker lock(&m_serialServersMutex);
+    for (const Device_t &module : qAsConst(m_serialServers)) {
+        if (!asked.contains(module[Mac])) {
+            asked.insert(module[Mac]);
+            modules.append(module);
         }
-        processRovanDevices(modules);
-    } while (!modules.isEmpty());
+    }
+    return modules;
 }
 
 void Client::processRovanDevices(const QVector<Device_t> &devices)
@@ -349,8 +370,14 @@ void Client::takeSerialServerReply(const QByteArray &datagram, const QHostAddres
     }
     const QMutexLocker lock(&m_serialServersMutex);
     const QString mac = (*module)[Mac];
-    if (!m_serialServers.contains(mac)) { // the first reply wins
+    if (m_serialServers.contains(mac)) {
+        return; // the first reply wins
+    }
+    if (m_serialServers.size() < mostSerialServers) {
         m_serialServers.insert(mac, *module);
+    } else {
+        addProblem(
+            tr("more than %1 serial servers answered, the others are left out").arg(mostSerialServers));
     }
 }
 

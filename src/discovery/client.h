@@ -32,6 +32,9 @@ class Client : public QObject
     Q_OBJECT
 
 public:
+    // A scan takes the first so many, and leaves out what a host invents that answers for ever new ones.
+    static constexpr int mostSerialServers = 1000;
+
     explicit Client(QObject *parent = nullptr);
     ~Client() override;
 
@@ -51,9 +54,13 @@ public:
     QList<Device_t> scan(const QList<interfaces_t> &interfaces);
     bool isScanning() const { return m_scanning; }
 
-    // Ends a running scan at its next step; it then returns what it has. A follow-up query that is
-    // under way ends within its current wait. To be called in the Client's thread.
+    // Ends a running scan within a tenth of a second or two, whatever it is about; it then returns what
+    // it has. Serial servers that were not asked any more are in it as they answered. Without a running
+    // scan it does nothing. To be called in the Client's thread, also from what a signal of a scan calls.
     void requestStop();
+
+    // Whether the last scan was ended early: instruments that it did not find may be there.
+    bool wasStopped() const { return m_wasStopped; }
 
     void clearDevices();
 
@@ -61,7 +68,8 @@ public:
     int interfacesQueried() const { return m_interfacesQueried; }
 
     // What kept the last scan from asking or hearing everyone (a port is taken, an interface is down,
-    // the network takes no more datagrams), for the user to read; empty when nothing did.
+    // the network takes no more datagrams, too many serial servers answer, it was stopped), for the user
+    // to read; empty when nothing did.
     QString problem() const { return m_problems.join(QStringLiteral("; ")); }
 
 public slots:
@@ -78,6 +86,7 @@ signals:
 
 private:
     void openSockets();
+    void stopListening();
     void closeSockets();
 
     void queryRange();
@@ -86,8 +95,10 @@ private:
     bool broadcastQuery(const QString &name, const QHostAddress &address);
     void querySerialServers(const QString &name, const QHostAddress &address, const QHostAddress &broadcast);
     void addProblem(const QString &where, const QUdpSocket &socket);
+    void addProblem(const QString &problem);
     void collectReplies();
     void queryRovanDevices();
+    QVector<Device_t> serialServersBut(QSet<QString> &asked);
 
     void readReplies(QUdpSocket &socket, int atMost);
     void readUnicastReplies(int atMost);
@@ -116,4 +127,5 @@ private:
 
     ScanWait m_wait;
     bool m_scanning = false;
+    bool m_wasStopped = false;
 };

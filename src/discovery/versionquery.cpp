@@ -3,11 +3,14 @@
 #include "devicecatalogue.h"
 #include "discoverylog.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QHostAddress>
 #include <QNetworkProxy>
 #include <QStringList>
 #include <QTcpSocket>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -37,10 +40,20 @@ public:
         m_socket.setReadBufferSize(maxLineSize);
     }
 
+    // In an event loop: the socket's own wait cannot be taken in turns, it gives up after the first one.
     bool open(const QHostAddress &address, quint16 port)
     {
+        QEventLoop loop;
+        QTimer timer;
+        QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+        QObject::connect(&m_socket, &QAbstractSocket::stateChanged, &loop, &QEventLoop::quit);
+        const QDeadlineTimer patience(m_waits.connected);
         m_socket.connectToHost(address, port);
-        return m_socket.waitForConnected(m_waits.connected);
+        while (m_socket.state() == QAbstractSocket::ConnectingState && !patience.hasExpired() && !m_stopped) {
+            timer.start(static_cast<int>(std::min(turn, patience.remainingTime())));
+            loop.exec();
+        }
+        return m_socket.state() == QAbstractSocket::ConnectedState;
     }
 
     QString ask(const QByteArray &command)
@@ -54,6 +67,9 @@ public:
     }
 
 private:
+    // A wait is taken in turns of so many milliseconds, so that a stop is noticed.
+    static constexpr qint64 turn = 100;
+
     // Whatever came with the carriage return or, when a wait ran out, without one.
     QByteArray readLine()
     {
@@ -71,10 +87,8 @@ private:
         return line;
     }
 
-    // In short turns, so that a stop is noticed.
     bool waitForBytes(qint64 ms)
     {
-        constexpr qint64 turn = 100;
         QElapsedTimer clock;
         clock.start();
         while (m_socket.bytesAvailable() == 0) {

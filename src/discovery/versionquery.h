@@ -28,6 +28,6 @@ constexpr quint16 serialTunnelPort = 10001;
 //
 // Blocks, for worker threads. A query is over after at most
 // connected + 2 * (written + lineWaits * read) milliseconds. When `stopped` becomes true it takes no
-// further step; a wait for bytes ends within a tenth of a second, any other when it is over.
+// further step; a wait to be connected or for bytes ends within a tenth of a second.
 Device_t queryVersion(const Device_t &module, const TcpWaits &waits, const std::atomic_bool &stopped,
                       quint16 port = serialTunnelPort);
