@@ -1,10 +1,15 @@
 #include "firmwareroom.h"
 
+#include <QApplication>
 #include <QCheckBox>
+#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include <memory>
 
@@ -21,12 +26,15 @@ private slots:
     void stopsAtAFailureAndKeepsTheRest_data();
     void stopsAtAFailureAndKeepsTheRest();
     void unchangedVersionIsSaid();
+    void versionIsSaidWhenTheInstrumentIsBack();
     void recoversASupplyByManualIp_data();
     void recoversASupplyByManualIp();
     void secondButtonTakesTheSecondFile();
     void timeOutBeforeTheFirstByteStops();
     void timeOutAfterTheFirstByteDoesNot();
     void closingAsksWhileAnUpdateRuns();
+    void endTakesTheQuestionAway();
+    void settingsWaitForTheEnd();
 
 private:
     std::unique_ptr<FirmwareRoom> room;
@@ -115,9 +123,14 @@ void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest()
     QVERIFY(!room->boxOf(11)->isChecked());
     QCOMPARE(room->storedImage(11).left(room->image.size()), room->image);
     QCOMPARE(room->storedImage(12) == before, untouched);
+    QCOMPARE(room->window.find<QProgressBar>("progressBarFirmware")->value() == 100, false);
     for (const QJsonObject &event : room->lab.events(QStringLiteral("connected"))) {
         QVERIFY(event.value(QLatin1String("mac")).toString() != FirmwareRoom::macOf(13));
     }
+    // What stayed is what the next press goes on with.
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(13).left(room->image.size()), room->image);
 }
 
 void TestWindowFirmware::unchangedVersionIsSaid()
@@ -128,6 +141,23 @@ void TestWindowFirmware::unchangedVersionIsSaid()
     QVERIFY(room->press("updateFwBtn"));
     QVERIFY2(room->window.find<QLabel>("labelFooter")->text().contains(QStringLiteral("not changed")),
              qPrintable(room->window.find<QLabel>("labelFooter")->text()));
+}
+
+// An instrument that takes longer to come back than the scan behind the update.
+void TestWindowFirmware::versionIsSaidWhenTheInstrumentIsBack()
+{
+    QJsonObject slow = FirmwareRoom::instrument("powerSupply", "1100", 11);
+    slow.insert(QStringLiteral("restartMs"), 3000);
+    room->openPage({slow});
+    room->tick({11});
+    QVERIFY(room->press("updateFwBtn"));
+    const auto *footer = room->window.find<QLabel>("labelFooter");
+    QVERIFY2(footer->text().contains(QStringLiteral("does not answer yet")), qPrintable(footer->text()));
+    // Looked for again without being asked.
+    QTRY_VERIFY_WITH_TIMEOUT(footer->text().contains(QStringLiteral(" before, ")), 30000);
+    QCOMPARE(room->window.table()->rowCount(), 1);
+    QVERIFY(room->window.scan());
+    QVERIFY2(!footer->text().contains(QStringLiteral("Firmware")), qPrintable(footer->text()));
 }
 
 void TestWindowFirmware::recoversASupplyByManualIp_data()
@@ -205,23 +235,72 @@ void TestWindowFirmware::timeOutAfterTheFirstByteDoesNot()
 
 void TestWindowFirmware::closingAsksWhileAnUpdateRuns()
 {
-    room->openPage(
-        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})});
-    const QByteArray before = room->storedImage(11);
-    room->tick({11});
+    const QJsonObject slow{{QStringLiteral("bytesPerSecond"), 80000}};
+    room->openPage({FirmwareRoom::instrument("beamline", "2100", 11, slow),
+                    FirmwareRoom::instrument("beamline", "2100", 12)});
+    room->tick({11, 12});
     QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
-    QVERIFY(room->isLocked());
+    QVERIFY(room->lab.waitForEvent(QStringLiteral("sectorErased")));
     room->window.answerBoxes(QStringLiteral("Keep running"));
     QVERIFY(!room->window->close());
     QCOMPARE(room->window.boxes().last().text,
              QStringLiteral("An update is running. Closing now can leave the instrument without firmware."));
+    QCOMPARE(room->window.boxes().last().standing, QStringLiteral("Keep running"));
+    QVERIFY(room->isLocked());
+
+    // Its flash is erased, so it is finished; the next instrument is not begun.
     room->window.answerBoxes(QStringLiteral("Close anyway"));
-    QVERIFY(room->lab.waitForEvent(QStringLiteral("connected")));
     QVERIFY(room->window->close());
-    room->window.close();
-    // The worker went on to its safe point: either nothing was sent, or the image was finished.
-    const QByteArray stored = room->storedImage(11);
-    QVERIFY(stored == before || stored == room->image);
+    QTest::qWait(300); // whatever was still to be delivered
+    QCOMPARE(room->window.boxes().size(), 2);
+    QCOMPARE(room->storedImage(11).left(room->image.size()), room->image);
+    for (const QJsonObject &event : room->lab.events(QStringLiteral("connected"))) {
+        QVERIFY(event.value(QLatin1String("mac")).toString() != FirmwareRoom::macOf(12));
+    }
+}
+
+void TestWindowFirmware::endTakesTheQuestionAway()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 100000}})});
+    room->tick({11});
+    room->window.leaveBoxes(); // as a user does who reads
+    QTimer poll;
+    connect(&poll, &QTimer::timeout, &poll, [this] {
+        const auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (box && box->text() == QLatin1String("Device succesfuly updated!")) {
+            room->window.answerBoxes(QStringLiteral("OK"));
+        }
+    });
+    poll.start(20);
+    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(!room->window->close()); // comes back when the update has ended
+    QVERIFY(room->window->isVisible());
+    QVERIFY(!room->isLocked());
+    QCOMPARE(room->storedImage(11), room->image);
+}
+
+// Taking the manual address away in the middle of its update must not let the table in again.
+void TestWindowFirmware::settingsWaitForTheEnd()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11),
+         FirmwareRoom::instrument("powerSupply", "1100", 12, {{QStringLiteral("bytesPerSecond"), 80000}})},
+        "[scan]\nscanTime=400\n[update]\nmanualIp=true\n");
+    room->window.find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+    room->window.find<QLineEdit>("lineEditSetManualIP")->setText(QStringLiteral("192.168.0.12"));
+    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(room->lab.waitForEvent(QStringLiteral("connected")));
+    room->window->onShowSettings();
+    auto *dialog = room->window->findChild<QDialog *>(QStringLiteral("Settings"));
+    QVERIFY(dialog);
+    dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnable"))->setChecked(false);
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+    QVERIFY(room->isLocked());
+    QVERIFY(!room->window.table()->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(!room->isLocked(), 30000);
+    QVERIFY(room->window.find<QWidget>("frameManualIp")->isHidden());
+    QVERIFY(room->window.table()->isEnabled());
 }
 
 QTEST_MAIN(TestWindowFirmware)

@@ -1,4 +1,4 @@
-#include "windowfixture.h"
+#include "firmwareroom.h"
 
 #include <QAction>
 #include <QFile>
@@ -16,6 +16,7 @@ private slots:
     void tellsTheResult();
     void staysUsableAndIgnoresASecondCheck();
     void closingEndsTheToolAtOnce();
+    void newReleaseWaitsForTheInstruments();
 
 private:
     static QList<QByteArrayList> starts(const QString &log);
@@ -79,6 +80,28 @@ void TestWindowUpdates::closingEndsTheToolAtOnce()
     fixture.close(); // as at the end of the program
     QTRY_VERIFY2_WITH_TIMEOUT(kill(tool, 0) != 0, "the tool outlived the window", 10000);
     QVERIFY(fixture.boxes().isEmpty());
+}
+
+// The program would be closed for its own update in the middle of an instrument's.
+void TestWindowUpdates::newReleaseWaitsForTheInstruments()
+{
+    FirmwareRoom room;
+    const QString log = room.window.homePath() + QLatin1String("/log");
+    qputenv("TOOL_LOG", log.toLocal8Bit());
+    qputenv("TOOL_PLAYS", "update");
+    room.openPage(
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})});
+    room.tick({11});
+    QTest::mouseClick(room.window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(room.lab.waitForEvent(QStringLiteral("connected")));
+    room.window.answerBoxes(QStringLiteral("Yes")); // to the new release; the other question is declined
+    room.window.find<QAction>("actionCheck_for_updates")->trigger();
+    QTRY_COMPARE_WITH_TIMEOUT(room.window.boxes().size(), 2, 30000);
+    QVERIFY(room.window.boxes().first().text.startsWith(QStringLiteral("There are updates")));
+    QVERIFY(room.window.boxes().last().text.startsWith(QStringLiteral("An update is running.")));
+    QTRY_VERIFY_WITH_TIMEOUT(!room.isLocked(), 30000);
+    QCOMPARE(room.storedImage(11), room.image);
+    QCOMPARE(starts(log).size(), 1); // no updater
 }
 
 QTEST_MAIN(TestWindowUpdates)

@@ -3,6 +3,7 @@
 #include "devicecatalogue.h"
 #include "elidedtooltips.h"
 #include "ipv4address.h"
+#include "returnpresses.h"
 #include "tabularfont.h"
 #include "ui_configurationpage.h"
 
@@ -41,7 +42,7 @@ constexpr std::array<Parameter, 4> parameters{{
 
 const QColor lockedColour(128, 128, 128);
 const QColor editableColour(0, 0, 0);
-const QColor wrongColour(0xfb, 0xe4, 0xe2); // a light ground, readable under the text
+const QColor wrongColour(0xfd, 0xf1, 0xf0); // a light ground, readable under the text
 
 // These take a new address only; mask and gateway are filled in when the settings are saved.
 bool takesAddressOnly(const QString &code)
@@ -65,7 +66,10 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
     new ElidedTooltips(ui->tableDeviceConfig);
-    connect(ui->saveConfBtn, &QPushButton::released, this, &ConfigurationPage::saveRequested);
+    connect(ui->saveConfBtn, &QPushButton::released, this, [this] {
+        ui->saveConfBtn->setFocus(); // takes over a value that is still being typed, also after Alt+S
+        emit saveRequested();
+    });
     connect(ui->tableDeviceConfig, &QTableWidget::itemChanged, this, &ConfigurationPage::checkTypedAddresses);
     resetConfigurationTable();
 }
@@ -106,6 +110,7 @@ void ConfigurationPage::insertRow(int row)
     box->setObjectName(QStringLiteral("checkBoxDhcp"));
     box->setAccessibleName(QStringLiteral("DHCP"));
     box->setEnabled(false);
+    ReturnPresses::addTo(box.get());
     table->setCellWidget(row, valueColumn, box.release());
 }
 
@@ -139,7 +144,8 @@ void ConfigurationPage::setPlainValue(int row, const QString &text)
     ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
 }
 
-void ConfigurationPage::showDevice(const Device_t &device)
+// By value: a timer's scan may replace the window's records while the cleared table is drawn.
+void ConfigurationPage::showDevice(Device_t device)
 {
     resetConfigurationTable();
     shown = device;
@@ -163,8 +169,8 @@ void ConfigurationPage::showDevice(const Device_t &device)
     }
 }
 
-// Says what is wrong while it is typed. Saving stays possible: what an address that cannot be read
-// leads to is decided where it is sent.
+// Says what is wrong as soon as a value is entered. Saving stays possible: what an address that cannot be
+// read leads to is decided where it is sent.
 void ConfigurationPage::checkTypedAddresses()
 {
     const QSignalBlocker marking(ui->tableDeviceConfig); // a mark is a change of the item as well

@@ -37,7 +37,7 @@ public:
 
     // The table without an instrument: "unknown" three times and a dead DHCP box.
     void resetConfigurationTable();
-    void showDevice(const Device_t &device);
+    void showDevice(Device_t device);
 
     // Puts `text` into the value cell of `row`; locked draws it grey and not editable.
     void setConfigValue(int row, const QString &text, bool locked);

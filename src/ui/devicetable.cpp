@@ -3,6 +3,7 @@
 #include "devicecatalogue.h"
 #include "devicetables.h"
 #include "iptablewidgetitem.h"
+#include "returnpresses.h"
 #include "tabularfont.h"
 
 #include <QCheckBox>
@@ -131,6 +132,7 @@ void DeviceTable::addSelectionBox(int row, const Device_t &device)
     box->setAccessibleName(tr("Select for update"));
     box->setEnabled(!devicecatalogue::isCurrentTransducer(device[Code]));
     connect(box.get(), &QCheckBox::stateChanged, this, &DeviceTable::selectionToggled);
+    ReturnPresses::addTo(box.get());
     setCellWidget(row, SelectionColumn, box.release());
 }
 

@@ -125,6 +125,13 @@ QString FirmwarePage::log() const
     return ui->plainTextEditFirmware->toPlainText();
 }
 
+void FirmwarePage::setStartEnabled(bool enabled)
+{
+    for (const FirmwareSelector &row : rows) {
+        row.update->setEnabled(enabled);
+    }
+}
+
 void FirmwarePage::setControlsEnabled(bool enabled)
 {
     for (const FirmwareSelector &row : rows) {

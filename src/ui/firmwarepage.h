@@ -64,6 +64,8 @@ public:
     void stopClock();
 
     void setControlsEnabled(bool enabled);
+    // The buttons that start an update alone.
+    void setStartEnabled(bool enabled);
 
 private:
     std::unique_ptr<Ui::FirmwarePage> ui;

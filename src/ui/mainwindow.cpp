@@ -3,6 +3,7 @@
 #include "devicecatalogue.h"
 #include "elidedtooltips.h"
 #include "menukeys.h"
+#include "returnpresses.h"
 #include "tablecopy.h"
 #include "textresource.h"
 #include "ui_mainwindow.h"
@@ -14,6 +15,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QShortcut>
 #include <QTimer>
 
 #include <algorithm>
@@ -53,6 +55,7 @@ MainWindow::MainWindow(QWidget *parent)
     connectHeaderAndTable();
     connectPages();
     connectActions();
+    prepareTimers();
     prepareHabits();
 }
 
@@ -103,6 +106,9 @@ void MainWindow::prepareHabits()
     addMenuKeys(ui->menuBar);
     TableCopy::addTo(this);
     new ElidedTooltips(ui->tableWidgetDeviceFirstTable);
+    ReturnPresses::addTo(ui->pageUpdate->manualIpBox());
+    auto *escape = new QShortcut(Qt::Key_Escape, this);
+    connect(escape, &QShortcut::activated, client.get(), [this] { client->requestStop(); });
     const QList<QTableView *> tables = ui->splitterDevices->findChildren<QTableView *>();
     windowState = std::make_unique<WindowState>(this, ui->splitterDevices, tables);
     windowState->restore();
@@ -226,12 +232,11 @@ void MainWindow::closeEvent(QCloseEvent *event)
 
 void MainWindow::onScanDevices()
 {
-    if (scanning || updating) {
-        return; // the window stays alive during both, and both work on the list of devices
+    if (scanning || updating || sendingSettings) {
+        return; // the window stays alive during each, and each works on the list of devices
     }
     scanning = true;
-    ui->scanBtn->setEnabled(false);
-    ui->actionNew_Scan->setEnabled(false);
+    setScanControlsEnabled(false);
     clearDevices();
     interfaces->refresh();
     devices = client->scan(interfaces->interfaces());
@@ -239,10 +244,18 @@ void MainWindow::onScanDevices()
     fillDeviceTable();
     selectedForUpdate.clear();
     std::fill_n(std::back_inserter(selectedForUpdate), devices.size(), false);
-    ui->scanBtn->setEnabled(true);
-    ui->actionNew_Scan->setEnabled(true);
+    setScanControlsEnabled(true);
     scanning = false;
     showScanResult();
+}
+
+// What would scan again, or work on the records that are being replaced.
+void MainWindow::setScanControlsEnabled(bool enabled)
+{
+    ui->scanBtn->setEnabled(enabled);
+    ui->actionNew_Scan->setEnabled(enabled);
+    ui->actionAdvanced_network_config->setEnabled(enabled);
+    ui->pageUpdate->setStartEnabled(enabled);
 }
 
 void MainWindow::clearDevices()
@@ -254,7 +267,7 @@ void MainWindow::clearDevices()
     ui->tableWidgetDeviceFirstTable->setEmptyText(tr("Scanning..."));
     ui->tableWidgetDeviceFirstTable->setRowCount(0);
     ui->frameWeb->hide();
-    ui->labelFooter->setText(tr("Scanning..."));
+    ui->labelFooter->setText(tr("Scanning... Esc stops."));
     ui->footerDetailsBtn->hide();
     QCoreApplication::processEvents();
 }

@@ -11,10 +11,12 @@
 #include "windowstate.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
 class NewNetwSettings;
+class QMessageBox;
 class QPushButton;
 class Settings;
 class Updates;
@@ -89,9 +91,11 @@ private:
     void connectHeaderAndTable();
     void connectPages();
     void connectActions();
+    void prepareTimers();
 
     const Device_t *currentDevice() const;
     bool hasWebInterface() const;
+    void setScanControlsEnabled(bool enabled);
     void clearDevices();
     void fillDeviceTable();
     void applyFilterState();
@@ -100,6 +104,7 @@ private:
     void highlight(QPushButton *button, bool selected);
     void setUpdateControlsEnabled(bool enable);
     void showScanResult();
+    QStringList judgeChanges();
     void onShowMissingInstruments();
     void showText(const QString &resource, const QString &title);
     void connectSettingsDialog(Settings *dialog);
@@ -115,7 +120,12 @@ private:
     void interruptUpdate();
     void onUpdateThreadEnded();
     void onNoteUpdatedDevice(int index);
+    void endUpdate();
+    void drawUpdate();
+    void onLookForUpdated();
     bool mayCloseNow();
+    void dismissCloseBox();
+    void finishBeforeClosing();
 
     // The order matters: settings first, the rest is built from them.
     std::unique_ptr<AppSettings> settings;
@@ -123,6 +133,8 @@ private:
     std::unique_ptr<NetworkInterfaces> interfaces;
     std::unique_ptr<Ui::MainWindow> ui;
     QTimer *homeTimer = nullptr;
+    QTimer *settingsTimer = nullptr; // until the scan that looks for changed addresses
+    QTimer *restartTimer = nullptr;  // until the scan that looks for updated instruments
     Updates *updates = nullptr;
     std::unique_ptr<WindowState> windowState; // of the widgets in ui
 
@@ -131,8 +143,13 @@ private:
     ChangeProof proof;             // network settings sent, not yet all seen to work
     VersionProof versions;         // firmware versions before an update
     std::unique_ptr<firmwareUpgrade> worker;
+    QPointer<QMessageBox> closeBox;
+    int restartLooks = 0; // still to come
     bool scanning = false;
     bool updating = false;
+    bool drawingUpdate = false;
+    bool closing = false;
+    bool sendingSettings = false;
     bool lastChangeRefused = false;
     bool filterHidden = false;
     bool configPageActive = true;

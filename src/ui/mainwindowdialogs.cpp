@@ -22,6 +22,9 @@ namespace {
 // address, or not at all.
 constexpr int settingsApplyMs = 1500;
 
+// An updated instrument starts again before it answers.
+constexpr int restartMs = 4000;
+
 } // namespace
 
 void MainWindow::onShowNetworksTable()
@@ -94,8 +97,12 @@ void MainWindow::connectSettingsDialog(Settings *dialog)
           [this] { client->setTcpWaitConnected(settings->tcpWaitConnected()); });
 }
 
+// Not while an update runs, perhaps of that very address: its end calls this again.
 void MainWindow::offerManualIp()
 {
+    if (updating) {
+        return;
+    }
     manualIpEnabled = settings->manualIp();
     if (!manualIpEnabled) {
         ui->pageUpdate->untickManualIp(); // a box that cannot be seen must not decide what is updated
@@ -131,7 +138,11 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
         return;
     }
     const QPointer<NewNetwSettings> asked(dialog); // it can go while rows are sent
-    proof.begin();
+    if (!settingsTimer->isActive()) {
+        proof.begin(); // else the rows of a stopped run are still to be looked for
+    }
+    settingsTimer->stop();
+    sendingSettings = true;
     changeNetworkConfiguration().applyList(interfaces->interfaces(), rows, [this, &asked, &rows](int row) {
         const bool goOn = asked && asked->onProgress(row, rows.size());
         if (goOn) {
@@ -139,11 +150,30 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
         }
         return goOn;
     });
+    sendingSettings = false;
     if (asked) {
         asked->onApplied();
     }
     ui->labelFooter->setText(tr("Waiting for the instruments to take their new settings..."));
-    QTimer::singleShot(settingsApplyMs, this, &MainWindow::onScanDevices);
+    settingsTimer->start();
+}
+
+void MainWindow::prepareTimers()
+{
+    settingsTimer = new QTimer(this);
+    settingsTimer->setSingleShot(true);
+    settingsTimer->setInterval(settingsApplyMs);
+    connect(settingsTimer, &QTimer::timeout, this, [this] {
+        if (updating || scanning) {
+            settingsTimer->start();
+        } else {
+            onScanDevices();
+        }
+    });
+    restartTimer = new QTimer(this);
+    restartTimer->setSingleShot(true);
+    restartTimer->setInterval(restartMs);
+    connect(restartTimer, &QTimer::timeout, this, &MainWindow::onLookForUpdated);
 }
 
 // One object for the window's life, so that a second check while one runs can be told apart.
@@ -151,6 +181,13 @@ void MainWindow::onCheckForUpdates()
 {
     if (!updates) {
         updates = new Updates(this);
+        updates->setQuitGuard([this] {
+            const bool may = mayCloseNow();
+            if (may) {
+                windowState->save();
+            }
+            return may;
+        });
     }
     updates->checkUpdates();
 }

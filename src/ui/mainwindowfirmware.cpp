@@ -5,19 +5,29 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QDateTime>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QTextStream>
 #include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
+
+namespace {
+
+// A motor driver needs the longest: about 20 s.
+constexpr int mostRestartLooks = 5;
+
+} // namespace
 
 void MainWindow::onChooseFirmware()
 {
@@ -132,10 +142,17 @@ void MainWindow::interruptUpdate()
 void MainWindow::onUpdateThreadEnded()
 {
     if (sender() == worker.get() && updating) {
-        updating = false;
-        ui->pageUpdate->stopClock();
-        setUpdateControlsEnabled(true);
+        endUpdate();
     }
+}
+
+// Nothing runs any more: the page is the user's again, and what had to wait is done.
+void MainWindow::endUpdate()
+{
+    updating = false;
+    ui->pageUpdate->stopClock();
+    setUpdateControlsEnabled(true);
+    offerManualIp();
 }
 
 void MainWindow::onNoteUpdatedDevice(int index)
@@ -147,43 +164,69 @@ void MainWindow::onNoteUpdatedDevice(int index)
 
 void MainWindow::onUpdateNextDevice()
 {
+    if (closing) {
+        return; // the end of the thread is waited for, and nothing more is started
+    }
     updating = false;
     if (isAnySelected()) {
         onButtonUpFwPressed(); // with the first selector's file, also after the second button
         if (!updating) {
-            ui->pageUpdate->stopClock();
-            setUpdateControlsEnabled(true); // the first selector names no file
+            endUpdate(); // the first selector names no file
         }
         return;
     }
     ui->pageUpdate->stopClock();
+    dismissCloseBox();
     QMessageBox::information(this, QStringLiteral("Firmware Upgrade"),
                              QStringLiteral("Device succesfuly updated!"));
+    restartLooks = mostRestartLooks;
     onScanDevices();
     ui->pageUpdate->untickManualIp();
-    setUpdateControlsEnabled(true);
+    endUpdate();
 }
 
 void MainWindow::onStopUpdateProcedure()
 {
-    updating = false;
-    ui->pageUpdate->stopClock();
-    versions.clear();
-    setUpdateControlsEnabled(true);
+    if (closing) {
+        return;
+    }
+    endUpdate();
+    dismissCloseBox();
     QMessageBox::critical(this, QStringLiteral("Firmware Upgrade"),
                           QStringLiteral("ERROR: Updating failed!"));
+}
+
+// Updated instruments that were still starting again when the scan behind the update asked them. The
+// scan is repeated only as long as it takes nothing from the user's hands.
+void MainWindow::onLookForUpdated()
+{
+    const bool watching = ui->pageUpdate->isVisible() && !QApplication::activeModalWidget();
+    if (watching && !updating && !isAnySelected() && !ui->pageUpdate->isManualIpTicked()) {
+        --restartLooks;
+        onScanDevices();
+    }
 }
 
 void MainWindow::onWriteFwUpLog(const QString &message)
 {
     ui->pageUpdate->appendLog(message);
-    QCoreApplication::processEvents();
+    drawUpdate();
 }
 
 void MainWindow::onChangeFwProgressBar(int value)
 {
     ui->pageUpdate->changeProgress(value);
-    QCoreApplication::processEvents();
+    drawUpdate();
+}
+
+// Signals that wait in the queue are delivered from within; they need not do the same again, or a talkative
+// instrument would nest as many calls as it sends lines.
+void MainWindow::drawUpdate()
+{
+    if (!drawingUpdate) {
+        const QScopedValueRollback<bool> drawing(drawingUpdate, true);
+        QCoreApplication::processEvents();
+    }
 }
 
 void MainWindow::onSelectedtoUpdate()
@@ -200,7 +243,8 @@ void MainWindow::onSelectedtoUpdate()
 }
 
 // One number serves as row and as device index. The two agree only while the table is unsorted; in a
-// sorted table another row than the updated instrument's is unticked.
+// sorted table another row than the updated instrument's is unticked: the instrument there is left out,
+// and the updated one may be updated once more.
 void MainWindow::onRemoveSelectedDev(int index)
 {
     if (QCheckBox *box = ui->tableWidgetDeviceFirstTable->selectionBox(index)) {
@@ -215,7 +259,7 @@ void MainWindow::onEnableManualIP()
 {
     ui->pageUpdate->showManualIpField();
     const bool manual = ui->pageUpdate->isManualIpTicked();
-    ui->tableWidgetDeviceFirstTable->setEnabled(!manual);
+    ui->tableWidgetDeviceFirstTable->setEnabled(!manual && !updating);
     if (manual) {
         ui->tableWidgetDeviceFirstTable->untickAll();
     }
@@ -238,10 +282,21 @@ void MainWindow::onDownloadLog()
     }
 }
 
+// A box that asks about an update which has ended asks nothing any more.
+void MainWindow::dismissCloseBox()
+{
+    if (closeBox) {
+        closeBox->reject();
+    }
+}
+
 // True when no update runs, or the user closes all the same. Then the worker is asked to stop and
 // waited for: it ends at its next safe point, and only then may the window go.
 bool MainWindow::mayCloseNow()
 {
+    if (closing || closeBox) {
+        return false; // asked and answered, or being asked
+    }
     if (!updating) {
         return true;
     }
@@ -251,11 +306,26 @@ bool MainWindow::mayCloseNow()
     QPushButton *keep = box.addButton(tr("Keep running"), QMessageBox::RejectRole);
     const QPushButton *closeAnyway = box.addButton(tr("Close anyway"), QMessageBox::DestructiveRole);
     box.setDefaultButton(keep);
+    closeBox = &box;
     box.exec();
+    closeBox.clear();
     if (box.clickedButton() != closeAnyway) {
         return false;
     }
-    interruptUpdate();
-    worker->wait();
+    finishBeforeClosing();
     return true;
+}
+
+// The window stays alive meanwhile, or the desktop would offer to kill what must not be killed.
+void MainWindow::finishBeforeClosing()
+{
+    closing = true;
+    ui->labelFooter->setText(tr("The instrument is left in a safe state, then the window closes..."));
+    interruptUpdate();
+    QEventLoop loop;
+    connect(worker.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    if (worker->isRunning()) {
+        loop.exec();
+    }
+    closing = false;
 }

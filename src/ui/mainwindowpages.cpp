@@ -88,6 +88,29 @@ void MainWindow::onSaveNewConfiguration()
     onScanDevices();
 }
 
+// What a whole scan tells of addresses and firmware that were changed before it.
+QStringList MainWindow::judgeChanges()
+{
+    QStringList sentences;
+    if (!proof.isEmpty()) {
+        proof.check(devices);
+        sentences.append(proof.summary());
+        ui->footerDetailsBtn->setVisible(!proof.isComplete());
+        if (proof.isComplete()) {
+            proof.begin(); // all seen where they should be; later scans need not say it again
+        }
+    }
+    if (!versions.isEmpty()) {
+        sentences.append(versions.summary(devices));
+        versions.forgetAnswered(devices);
+        if (!versions.isEmpty() && restartLooks > 0) {
+            sentences.append(tr("Looking again..."));
+            restartTimer->start();
+        }
+    }
+    return sentences;
+}
+
 void MainWindow::showScanResult()
 {
     ui->tableWidgetDeviceFirstTable->setEmptyText(tr("No instrument answered.\nPress Space to scan again."));
@@ -95,29 +118,20 @@ void MainWindow::showScanResult()
         return QStringLiteral("%1 %2").arg(n).arg(n == 1 ? one : many);
     };
     QStringList sentences{
-        tr("%1 found on %2.")
+        (client->wasStopped() ? tr("Stopped: %1 found on %2.") : tr("%1 found on %2."))
             .arg(count(devices.size(), tr("instrument"), tr("instruments")),
                  count(client->interfacesQueried(), tr("network interface"), tr("network interfaces")))};
-    if (!client->problem().isEmpty()) {
+    if (!client->problem().isEmpty() && !client->wasStopped()) {
         sentences.append(tr("Not everyone could be asked or heard (%1).").arg(client->problem()));
     }
     if (lastChangeRefused) {
         sentences.append(tr("The new settings were refused: nothing was sent."));
         lastChangeRefused = false;
     }
-    if (!proof.isEmpty()) {
-        proof.check(devices);
-        sentences.append(proof.summary());
-    }
-    if (!versions.isEmpty()) {
-        sentences.append(versions.summary(devices));
-        versions.clear();
+    if (!client->wasStopped()) { // who was not reached is not missing
+        sentences.append(judgeChanges());
     }
     ui->labelFooter->setText(sentences.join(QLatin1Char(' ')));
-    ui->footerDetailsBtn->setVisible(!proof.isComplete());
-    if (proof.isComplete()) {
-        proof.begin(); // all seen where they should be; later scans need not say it again
-    }
 }
 
 void MainWindow::onShowMissingInstruments()

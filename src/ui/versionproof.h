@@ -11,12 +11,14 @@
 class VersionProof
 {
 public:
-    void clear() { before.clear(); }
+    // A second record of an instrument replaces the first.
     void noteBefore(const Device_t &device);
     bool isEmpty() const { return before.isEmpty(); }
 
     // One sentence on all noted instruments as `devices` shows them now.
     QString summary(const QList<Device_t> &devices) const;
+    // What has been said needs no repeating; instruments that are not back yet stay noted.
+    void forgetAnswered(const QList<Device_t> &devices);
 
 private:
     QList<Device_t> before;

@@ -74,7 +74,7 @@ void Updates::onCheckResult(int error, const QByteArray &data)
                 QStringLiteral("Error calling maintenancetool %1. %2").arg(m_tool, errorText(error)));
     } else if (!QString::fromLatin1(data.constData()).contains(QLatin1String(ToolOutput::updatesMark))) {
         showBox(QMessageBox::Information, QStringLiteral("No updates available."));
-    } else if (userAgrees()) {
+    } else if (userAgrees() && m_mayQuit()) {
         startUpdater();
     }
     m_checking = false;

@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 // Asks the installer's maintenance tool whether there are newer packages, tells the user, and starts
 // the tool as updater if wished. Owned by the main window, which is the parent of its boxes. The tool
 // runs in a background thread; a check that is asked for while one runs is ignored.
@@ -24,6 +26,10 @@ public:
     // A tool elsewhere.
     Updates(const QString &tool, QObject *parent, int waitMs = CheckUpdatesThread::defaultWaitMs);
 
+    // Asked before the tool is started as updater, since the program is closed then; false keeps it open
+    // and starts nothing.
+    void setQuitGuard(std::function<bool()> mayQuit) { m_mayQuit = std::move(mayQuit); }
+
     void checkUpdates();
 
 public slots:
@@ -39,5 +45,6 @@ private:
 
     const QString m_tool; // canonical path, empty when there is no tool
     const int m_waitMs;
+    std::function<bool()> m_mayQuit = [] { return true; };
     bool m_checking = false;
 };

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -87,16 +88,20 @@ bool WindowFixture::scan() const
 
 void WindowFixture::answerBoxes(const QString &button)
 {
+    answering = true;
     answer = button;
 }
 
 void WindowFixture::noteBox()
 {
     auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-    if (!box || !box->isVisible()) {
+    if (!box || !box->isVisible() || !answering) {
         return;
     }
-    SeenBox now{box->windowTitle(), box->text(), box->detailedText(), {}};
+    SeenBox now{box->windowTitle(), box->text(), box->detailedText(), {}, {}};
+    if (const QPushButton *standing = box->defaultButton()) {
+        now.standing = standing->text().remove(QLatin1Char('&'));
+    }
     QAbstractButton *chosen = nullptr;
     const QList<QAbstractButton *> buttons = box->buttons();
     for (QAbstractButton *button : buttons) {

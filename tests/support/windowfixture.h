@@ -18,6 +18,7 @@ struct SeenBox
     QString text;
     QString details;
     QStringList buttons;
+    QString standing; // the default button
 };
 
 // The real window in a home folder of its own, so that the settings and the home of the account that
@@ -56,6 +57,8 @@ public:
     // From now on each message box is noted and its button with this text pressed; a box without such
     // a button is closed by Escape.
     void answerBoxes(const QString &button);
+    // From now on boxes stay open, and are not noted.
+    void leaveBoxes() { answering = false; }
     const QVector<SeenBox> &boxes() const { return seen; }
 
 private:
@@ -63,6 +66,7 @@ private:
 
     QTemporaryDir home;
     std::unique_ptr<MainWindow> window;
+    bool answering = true;
     QString answer = QStringLiteral("OK");
     QVector<SeenBox> seen;
     QTimer boxTimer;
