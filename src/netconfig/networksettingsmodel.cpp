@@ -201,6 +201,28 @@ void NetworkSettingsModel::acceptFirstChanged(int count)
     emit signalChanged();
 }
 
+void NetworkSettingsModel::acceptSent(const QList<QStringList> &sent)
+{
+    QHash<QByteArray, QStringList> settings; // an instrument keeps what its last row says
+    for (const QStringList &row : sent) {
+        settings.insert(macBytes(row.at(MacColumn)), row);
+    }
+    QVector<CellEdit> edits;
+    for (int i = 0; i < m_rows.size(); ++i) {
+        Row &row = m_rows[i];
+        const auto found = settings.constFind(macBytes(row.texts.at(MacColumn)));
+        if (!row.named || found == settings.constEnd()) {
+            continue;
+        }
+        for (int column = firstAddressColumn; column < networkSettingsColumnCount; ++column) {
+            const QString now = found->at(column).trimmed();
+            edits.append({i, column, isCellChanged(row, column) ? row.texts.at(column) : now});
+            row.reported[column] = now;
+        }
+    }
+    setCells(edits);
+}
+
 NetworkSettingsModel::Mark NetworkSettingsModel::mark(int row, int column) const
 {
     if (column < firstAddressColumn) {

@@ -115,13 +115,20 @@ void NewNetwSettings::onApplied()
     showSending(false);
     if (what == Sending::Table) {
         m_model->acceptFirstChanged(sent);
+    } else if (what == Sending::File) {
+        m_model->acceptSent(m_upload.sendableRows.mid(0, sent));
     }
     if (sent < m_total) {
         onShowMessage(QStringLiteral("Stopped: %1 of %2 were sent their settings.")
                           .arg(sent)
                           .arg(instruments(m_total)));
     } else if (what == Sending::File) {
-        tellUpload(QMessageBox::Information, QStringLiteral("upload completed!"), true);
+        const int unsent = m_model->changedCount();
+        tellUpload(QMessageBox::Information, QStringLiteral("upload completed!"), unsent == 0);
+        if (unsent > 0) {
+            onShowMessage(QStringLiteral("The file was sent. Not sent yet: the changes to %1 in this table.")
+                              .arg(instruments(unsent)));
+        }
     } else if (what == Sending::Table) {
         onCancel();
     }
