@@ -24,6 +24,7 @@ private slots:
     void pastes_data();
     void pastes();
     void pastesIntoEditorAndSelection();
+    void tellsOfLockedCells();
     void copiesAndRestores();
     void finds();
     void foreignTextsStayLiteral();
@@ -207,6 +208,12 @@ void TestNewNetwSettings::pastes_data()
     QTest::newRow("too many lines") << "1.0.0.2\n1.0.0.3\n1.0.0.4\n"
                                     << 1 << int(IpColumn) << "10.0.0.10 1.0.0.2 1.0.0.3"
                                     << "have no row here";
+    QTest::newRow("one line") << "1.0.0.2\t255.0.0.0\n"
+                              << 1 << int(IpColumn) << "10.0.0.10 1.0.0.2 2.0.0.1"
+                              << "Pasted into 1 row.";
+    QTest::newRow("the last row") << "1.0.0.3\n1.0.0.4\n"
+                                  << 2 << int(IpColumn) << "10.0.0.10 10.0.0.9 1.0.0.3"
+                                  << "Pasted into 1 row; ";
     QTest::newRow("a gap") << "1.0.0.1\n\n1.0.0.3\n"
                            << 0 << int(IpColumn) << "1.0.0.1  1.0.0.3"
                            << "3 rows";
@@ -249,6 +256,29 @@ void TestNewNetwSettings::pastesIntoEditorAndSelection()
     select(0, GatewayColumn, 1, GatewayColumn); // one copied cell goes into all selected ones
     paste(m_table, text("1.0.0.254\n"));
     QCOMPARE(column(GatewayColumn), QStringList({text("1.0.0.254"), text("1.0.0.254"), text("10.0.0.254")}));
+}
+
+void TestNewNetwSettings::tellsOfLockedCells()
+{
+    Rows rows = threeRows();
+    rows[1][MacColumn] = text("Unknown");
+    open(rows);
+    select(0, IpColumn, 0, IpColumn);
+    paste(m_table, text("1.0.0.1\n1.0.0.2\n1.0.0.3\n"));
+    QCOMPARE(status(), text("Pasted into 2 rows."));
+    select(0, IpColumn, 0, IpColumn);
+    paste(m_table, text("1.0.0.5\n1.0.0.6\n"));
+    QCOMPARE(status(), text("Pasted into 1 row."));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.5"), text("10.0.0.9"), text("1.0.0.3")}));
+
+    select(0, FamilyColumn, 1, MacColumn);
+    m_table->selectionModel()->select(cell(1, IpColumn), QItemSelectionModel::Select);
+    paste(m_table, text("1.0.0.7"));
+    QCOMPARE(status(), text("Nothing pasted: these cells cannot be changed."));
+    select(0, IpColumn, 1, IpColumn);
+    paste(m_table, text("1.0.0.8"));
+    QCOMPARE(status(), text("Pasted into the selected cells."));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.8"), text("10.0.0.9"), text("1.0.0.3")}));
 }
 
 void TestNewNetwSettings::copiesAndRestores()

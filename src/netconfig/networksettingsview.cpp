@@ -21,6 +21,19 @@ constexpr int columnPadding = 20; // pixels beside it
 const char *const widestTexts[networkSettingsColumnCount] = {
     "", "00Y00W0000000", "DD:DD:DD:DD:DD:DD", "255.255.255.255", "255.255.255.255", "255.255.255.255"};
 
+const QString nothingPasted = QStringLiteral("Nothing pasted: these cells cannot be changed.");
+
+QString pasteMessage(int rows, bool linesLeft)
+{
+    if (rows == 0) {
+        return nothingPasted;
+    }
+    const QString pasted =
+        rows == 1 ? QStringLiteral("Pasted into 1 row") : QStringLiteral("Pasted into %1 rows").arg(rows);
+    return pasted +
+           (linesLeft ? QStringLiteral("; the lines behind have no row here.") : QStringLiteral("."));
+}
+
 } // namespace
 
 NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
@@ -156,24 +169,16 @@ void NetworkSettingsView::paste(const QVector<QStringList> &cells)
     }
     QVector<CellEdit> edits;
     const int rowCount = std::min(cells.size(), m_order.rowCount() - start.row());
+    int rowsEdited = 0;
     for (int i = 0; i < rowCount; ++i) {
+        const int editsBefore = edits.size();
         for (int j = 0; j < cells.at(i).size(); ++j) {
-            const CellEdit edit{modelRow(start.row() + i), start.column() + j, cells.at(i).at(j)};
-            if (m_model->isEditable(edit.row, edit.column)) {
-                edits.append(edit);
-            }
+            appendEdit(edits, {modelRow(start.row() + i), start.column() + j, cells.at(i).at(j)});
         }
+        rowsEdited += edits.size() > editsBefore ? 1 : 0;
     }
     m_model->setCells(edits);
-    if (edits.isEmpty()) {
-        message = QStringLiteral("Nothing pasted: these cells cannot be changed.");
-    } else if (rowCount < cells.size()) {
-        message =
-            QStringLiteral("Pasted into %1 rows; the lines behind them have no row here.").arg(rowCount);
-    } else {
-        message = QStringLiteral("Pasted into %1 rows.").arg(rowCount);
-    }
-    emit signalMessage(message);
+    emit signalMessage(pasteMessage(rowsEdited, rowCount < cells.size()));
 }
 
 void NetworkSettingsView::fillSelection(const QString &text)
@@ -181,10 +186,18 @@ void NetworkSettingsView::fillSelection(const QString &text)
     QVector<CellEdit> edits;
     const QModelIndexList cells = selectionModel()->selectedIndexes();
     for (const QModelIndex &cell : cells) {
-        edits.append({modelRow(cell.row()), cell.column(), text});
+        appendEdit(edits, {modelRow(cell.row()), cell.column(), text});
     }
     m_model->setCells(edits);
-    emit signalMessage(QStringLiteral("Pasted into the selected cells."));
+    emit signalMessage(edits.isEmpty() ? nothingPasted : QStringLiteral("Pasted into the selected cells."));
+}
+
+// Only an edit of a cell that can be changed, so that the user is told how far a paste went.
+void NetworkSettingsView::appendEdit(QVector<CellEdit> &edits, const CellEdit &edit) const
+{
+    if (m_model->isEditable(edit.row, edit.column)) {
+        edits.append(edit);
+    }
 }
 
 // Pasted lines bring their MAC addresses along when they cover that column. Where one is not that of the
