@@ -325,10 +325,14 @@ void TestNewNetwSettings::finds()
 void TestNewNetwSettings::foreignTextsStayLiteral()
 {
     QStringList hostile = row(1, "<img src=\"x\">");
-    hostile[SerialNumberColumn] = text("<b>serial</b>");
+    hostile[SerialNumberColumn] = text("<b>%1</b> %2");
     open({hostile, hostile});
     type(0, NetmaskColumn, "<i>mask</i>");
     QVERIFY(reason().contains(hostile.at(SerialNumberColumn)));
+    type(1, NetmaskColumn, "%1");
+    QCOMPARE(reason(),
+             text("Serial number <b>%1</b> %2: the IP address \"<img src=\"x\">\" is not an IPv4 address; "
+                  "and 1 more"));
     const auto labels = m_dialog->findChildren<QLabel *>();
     for (const QLabel *label : labels) {
         QVERIFY(label->textFormat() == Qt::PlainText || !Qt::mightBeRichText(label->text()));

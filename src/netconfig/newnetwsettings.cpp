@@ -271,9 +271,9 @@ void NewNetwSettings::onTableChanged()
     m_ui->applyBtn->setEnabled(changed > 0 && invalid == 0 && m_sending == Sending::Nothing);
     m_ui->showProblemBtn->setVisible(invalid > 0);
     if (invalid > 0) {
-        showReason(invalid == 1
-                       ? m_model->firstProblem()
-                       : QStringLiteral("%1; and %2 more").arg(m_model->firstProblem()).arg(invalid - 1),
+        showReason(invalid == 1 ? m_model->firstProblem()
+                                : QStringLiteral("%1; and %2 more")
+                                      .arg(m_model->firstProblem(), QString::number(invalid - 1)),
                    "error");
     } else if (m_model->sharedAddressCount() > 0) {
         showReason(QStringLiteral("More than one instrument has the same IP address."), "hint");

@@ -9,7 +9,7 @@ QString section(const QString &title, const QVector<NetworkConfigurationLine> &l
     }
     QString text = QStringLiteral("%1: %2\n").arg(title).arg(count);
     for (const NetworkConfigurationLine &line : lines) {
-        text += QStringLiteral("line %1: %2\n    ").arg(line.number).arg(line.reason);
+        text += QStringLiteral("line %1: %2\n    ").arg(QString::number(line.number), line.reason);
         text += line.text + QLatin1Char('\n'); // not through arg(): it may hold a %1 of its own
     }
     if (count > lines.size()) {
