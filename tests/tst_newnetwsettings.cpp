@@ -1,6 +1,7 @@
 #include "support/netwsettingstest.h"
 
 #include <QClipboard>
+#include <QFile>
 #include <QHeaderView>
 #include <QTextDocument>
 
@@ -18,6 +19,7 @@ private slots:
     void judges();
     void leavesUnchangedRowsAlone();
     void marksSharedAddresses();
+    void marksHaveTheColoursOfTheLook();
     void keysNeverApply();
     void escapeAsksBeforeItDiscards();
     void sendsTheRightInstruments();
@@ -139,6 +141,25 @@ void TestNewNetwSettings::marksSharedAddresses()
     type(0, IpColumn, "10.0.0.11");
     QCOMPARE(mark(2, IpColumn), int(NetworkSettingsModel::NoMark));
     QVERIFY(reason().isEmpty());
+}
+
+void TestNewNetwSettings::marksHaveTheColoursOfTheLook()
+{
+    QFile sheet(text(":/files/resources/styleSheet.qss"));
+    QVERIFY(sheet.open(QIODevice::ReadOnly));
+    qApp->setStyleSheet(QString::fromLatin1(sheet.readAll()));
+    open();
+    type(0, IpColumn, "10.0.0.9"); // the second one's
+    type(2, IpColumn, "10.0.0");
+    m_table->setCurrentIndex(cell(2, FamilyColumn));
+    QStringList colours;
+    for (const QModelIndex &marked : {cell(0, IpColumn), cell(1, IpColumn), cell(2, IpColumn)}) {
+        const QImage drawn = m_table->viewport()->grab(m_table->visualRect(marked)).toImage();
+        colours += drawn.pixelColor(drawn.width() / 2, 1).name();
+        colours += drawn.pixelColor(drawn.width() - 6, drawn.height() / 2).name(); // right of the text
+    }
+    qApp->setStyleSheet(QString());
+    QCOMPARE(colours.join(QLatin1Char(' ')), text("#b26a00 #fdf3e3 #b26a00 #fdf3e3 #b3261e #fdf1f0"));
 }
 
 void TestNewNetwSettings::keysNeverApply()
