@@ -16,6 +16,7 @@ private slots:
     void uploadKeepsTypedChanges();
     void uploadOfTheTypedChanges();
     void uploadStopped();
+    void tellsInTheUsersLanguage();
     void refusesIncorrectFiles_data();
     void refusesIncorrectFiles();
 };
@@ -137,6 +138,26 @@ void TestNetwSettingsFile::uploadStopped()
     QVERIFY(status().contains(text("1 of 5 instruments")) && m_dialog->isVisible());
     QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("10.0.0.9"), text("2.0.0.1")}));
     QVERIFY(!canApply());
+}
+
+// Whoever supports the user knows the title and the first line, so these are the same everywhere.
+void TestNetwSettingsFile::tellsInTheUsersLanguage()
+{
+    const TildeLanguage language;
+    open();
+    QCOMPARE(upload("no, line\n1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n"),
+             text("Upload csv-file|Error: incorrect file"));
+    QCOMPARE(box()->informativeText(),
+             text("~Nothing was sent. ~Refused, and not sent: 1. The details say why."));
+    QCOMPARE(box()->detailedText(), text("~Lines that were refused: 1\n"
+                                         "~line 2: ~the ~IP address \"1.0.0\" ~is not an IPv4 address\n"
+                                         "    1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n\n"
+                                         "~Lines that were skipped: 1\n"
+                                         "~line 1: ~fewer than seven fields between commas\n    no, line"));
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QTRY_VERIFY(!box());
+    QCOMPARE(upload("1,F,S,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n"),
+             text("Upload csv-file|upload completed!"));
 }
 
 void TestNetwSettingsFile::refusesIncorrectFiles_data()

@@ -21,17 +21,16 @@ constexpr int columnPadding = 20; // pixels beside it
 const char *const widestTexts[networkSettingsColumnCount] = {
     "", "00Y00W0000000", "DD:DD:DD:DD:DD:DD", "255.255.255.255", "255.255.255.255", "255.255.255.255"};
 
-const QString nothingPasted = QStringLiteral("Nothing pasted: these cells cannot be changed.");
-
 QString pasteMessage(int rows, bool linesLeft)
 {
     if (rows == 0) {
-        return nothingPasted;
+        return NetworkSettingsView::tr("Nothing pasted: these cells cannot be changed.");
     }
-    const QString pasted =
-        rows == 1 ? QStringLiteral("Pasted into 1 row") : QStringLiteral("Pasted into %1 rows").arg(rows);
-    return pasted +
-           (linesLeft ? QStringLiteral("; the lines behind have no row here.") : QStringLiteral("."));
+    const QString where =
+        rows == 1 ? NetworkSettingsView::tr("1 row") : NetworkSettingsView::tr("%1 rows").arg(rows);
+    return (linesLeft ? NetworkSettingsView::tr("Pasted into %1; the lines behind have no row here.")
+                      : NetworkSettingsView::tr("Pasted into %1."))
+        .arg(where);
 }
 
 } // namespace
@@ -57,10 +56,9 @@ NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
     m_order.setFilterKeyColumn(-1);
     m_order.setFilterCaseSensitivity(Qt::CaseInsensitive);
 
-    addShortcut(QStringLiteral("Copy"), QKeySequence::Copy, &NetworkSettingsView::onCopy);
-    addShortcut(QStringLiteral("Paste"), QKeySequence::Paste, &NetworkSettingsView::onPaste);
-    addShortcut(QStringLiteral("Restore reported value"), QKeySequence::Delete,
-                &NetworkSettingsView::onRestore);
+    addShortcut(tr("Copy"), QKeySequence::Copy, &NetworkSettingsView::onCopy);
+    addShortcut(tr("Paste"), QKeySequence::Paste, &NetworkSettingsView::onPaste);
+    addShortcut(tr("Restore reported value"), QKeySequence::Delete, &NetworkSettingsView::onRestore);
     setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
@@ -189,7 +187,7 @@ void NetworkSettingsView::fillSelection(const QString &text)
         appendEdit(edits, {modelRow(cell.row()), cell.column(), text});
     }
     m_model->setCells(edits);
-    emit signalMessage(edits.isEmpty() ? nothingPasted : QStringLiteral("Pasted into the selected cells."));
+    emit signalMessage(edits.isEmpty() ? pasteMessage(0, false) : tr("Pasted into the selected cells."));
 }
 
 // Only an edit of a cell that can be changed, so that the user is told how far a paste went.
@@ -210,7 +208,7 @@ bool NetworkSettingsView::namesOtherInstrument(const QVector<QStringList> &cells
         const QString pasted = cells.at(i).value(macPosition);
         const QString shown = m_order.index(start.row() + i, MacColumn).data().toString().trimmed();
         if (cells.at(i).size() > macPosition && pasted.compare(shown, Qt::CaseInsensitive) != 0) {
-            *message = QStringLiteral("Nothing pasted: line %1 is for another instrument (%2, not %3).")
+            *message = tr("Nothing pasted: line %1 is for another instrument (%2, not %3).")
                            .arg(i + 1)
                            .arg(pasted.left(17), shown.left(17));
             return true;
