@@ -243,6 +243,12 @@ void TestNewNetwSettings::pastes_data()
     QTest::newRow("MAC addresses along") << "00:1a:2b:00:00:01\t1.0.0.1\n00:1A:2B:00:00:02\t1.0.0.2\n"
                                          << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 2.0.0.1"
                                          << "2 rows";
+    QTest::newRow("MAC addresses written otherwise")
+        << "00-1a-2b-00-00-01\t1.0.0.1\n00 1A 2B 00 00 02 (rack 7)\t1.0.0.2\n"
+        << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 2.0.0.1"
+        << "2 rows";
+    QTest::newRow("no MAC address") << "\t1.0.0.1\n\t1.0.0.2\n"
+                                    << 0 << int(MacColumn) << before << "line 1 is for another instrument";
     QTest::newRow("other MAC addresses")
         << "00:1A:2B:00:00:01\t1.0.0.1\n00:1A:2B:00:00:03\t1.0.0.3\n"
         << 0 << int(MacColumn) << before << "line 2 is for another instrument";

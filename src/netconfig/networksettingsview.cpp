@@ -33,6 +33,13 @@ QString pasteMessage(int rows, bool linesLeft)
         .arg(where);
 }
 
+// However the two MAC addresses are written. Other texts name an instrument only by being the same.
+bool nameTheSame(const QString &pasted, const QString &shown)
+{
+    const QByteArray mac = macBytes(pasted);
+    return mac.isEmpty() ? pasted.compare(shown, Qt::CaseInsensitive) == 0 : mac == macBytes(shown);
+}
+
 } // namespace
 
 NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
@@ -207,7 +214,7 @@ bool NetworkSettingsView::namesOtherInstrument(const QVector<QStringList> &cells
     for (int i = 0; macPosition >= 0 && i < cells.size() && start.row() + i < m_order.rowCount(); ++i) {
         const QString pasted = cells.at(i).value(macPosition);
         const QString shown = m_order.index(start.row() + i, MacColumn).data().toString().trimmed();
-        if (cells.at(i).size() > macPosition && pasted.compare(shown, Qt::CaseInsensitive) != 0) {
+        if (cells.at(i).size() > macPosition && !nameTheSame(pasted, shown)) {
             *message = tr("Nothing pasted: line %1 is for another instrument (%2, not %3).")
                            .arg(i + 1)
                            .arg(pasted.left(17), shown.left(17));
