@@ -1,12 +1,16 @@
 #include "labprocess.h"
+#include "newnetwsettings.h"
 #include "windowfixture.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QDesktopServices>
+#include <QFile>
 #include <QJsonArray>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
+#include <QTextEdit>
 #include <QUrl>
 
 namespace {
@@ -49,6 +53,7 @@ private slots:
     void showNothingBeforeASelection();
     void saveReachesTheInstrument_data();
     void saveReachesTheInstrument();
+    void everyWayToWriteAMacIsRecognised();
     void toolsWaitForAReboot();
     void mistypedAddressIsSaidAndNotSent();
     void webButtonOpensPlainAddressesOnly_data();
@@ -179,6 +184,43 @@ void TestNetworkPages::saveReachesTheInstrument()
                 ->text()
                 .endsWith(QStringLiteral("The changed instrument answers at its new address.")));
     QVERIFY(fixture.find<QPushButton>("footerDetailsBtn")->isHidden());
+}
+
+// What moves an instrument must also recognise it when it answers: spreadsheets and people write MAC
+// addresses in their own ways.
+void TestNetworkPages::everyWayToWriteAMacIsRecognised()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(instrument("powerSupply", "1100", {{QStringLiteral("count"), 4}}))),
+             qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 4);
+
+    QFile file(fixture.homePath() + QLatin1String("/rack.csv"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("1100,F,1,00-1A-2B-00-00-0A,192.168.0.50,255.255.255.0,192.168.0.1\n"
+               "1100,F,2,00:1a:2b:00:00:0b,192.168.0.51,255.255.255.0,192.168.0.1\n"
+               "1100,F,3,00:1A:2B:00:00:0C ,192.168.0.52,255.255.255.0,192.168.0.1\n"
+               "1100,F,4,00 1a-2B:00.00:0d (rack 7),192.168.0.53,255.255.255.0,192.168.0.1\n"
+               "1100,F,5,00-1a-2b-00-00-ff,192.168.0.54,255.255.255.0,192.168.0.1\n"); // nobody's
+    file.close();
+    fixture.find<QAction>("actionAdvanced_network_config")->trigger();
+    auto *dialog = fixture->findChild<NewNetwSettings *>();
+    dialog->setFileChoosers({}, [&file] { return file.fileName(); });
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("uploadFileBtn")), Qt::LeftButton);
+
+    const auto *footer = fixture.find<QLabel>("labelFooter");
+    QTRY_VERIFY_WITH_TIMEOUT(footer->text().contains(QStringLiteral("new address")), 60000);
+    QVERIFY2(
+        footer->text().endsWith(QStringLiteral("4 of 5 changed instruments answer at their new address.")),
+        qPrintable(footer->text()));
+    fixture.find<QPushButton>("footerDetailsBtn")->click();
+    const auto *missing = fixture->findChild<QTextEdit *>(QStringLiteral("textEdit"));
+    QVERIFY(missing);
+    QCOMPARE(missing->toPlainText(),
+             QStringLiteral("00:1A:2B:00:00:FF\tshould have 192.168.0.54\tdoes not answer"));
 }
 
 void TestNetworkPages::toolsWaitForAReboot()

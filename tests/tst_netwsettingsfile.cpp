@@ -13,7 +13,10 @@ private slots:
     void stops();
     void savesWhatIsSeen();
     void uploads();
+    void uploadKeepsTypedChanges();
+    void uploadOfTheTypedChanges();
     void uploadStopped();
+    void tellsInTheUsersLanguage();
     void refusesIncorrectFiles_data();
     void refusesIncorrectFiles();
 };
@@ -91,14 +94,70 @@ void TestNetwSettingsFile::uploads()
     QCOMPARE(m_closed->size(), 1);
 }
 
+// What was typed and not sent is still there, on top of what the file has made of the instruments: sent
+// with an address from before, it would move one back.
+void TestNetwSettingsFile::uploadKeepsTypedChanges()
+{
+    open();
+    type(0, NetmaskColumn, "255.255.0.0");
+    type(1, IpColumn, "10.0.0.77");
+    QCOMPARE(upload("2180,Bipolar,SN1,00-1a-2b-00-00-01 ,1.0.0.1,255.0.0.0,10.0.0.254\n"
+                    "2180,Bipolar,SN3,00:1A:2B:00:00:03,1.0.0.2,255.0.0.0,1.0.0.254\n"
+                    "2180,Bipolar,SN3,00:1A:2B:00:00:03,1.0.0.3,255.0.0.0,1.0.0.254\n"),
+             text("Upload csv-file|upload completed!"));
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QVERIFY(m_dialog->isVisible() && m_closed->isEmpty());
+    QVERIFY2(status().contains(text("2 instruments")), qPrintable(status()));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("10.0.0.77"), text("1.0.0.3")}));
+    QCOMPARE(shown(0, NetmaskColumn), text("255.255.0.0"));
+
+    m_sent.clear();
+    click("applyBtn");
+    QCOMPARE(m_sent, Rows({row(1, "1.0.0.1", "255.255.0.0"), row(2, "10.0.0.77")}));
+    QCOMPARE(m_closed->size(), 1);
+}
+
+void TestNetwSettingsFile::uploadOfTheTypedChanges()
+{
+    open();
+    type(0, IpColumn, "1.0.0.1");
+    upload("2180,Bipolar,SN1,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,10.0.0.254\n");
+    QVERIFY(box());
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QCOMPARE(m_closed->size(), 1); // nothing is left to be sent
+}
+
 void TestNetwSettingsFile::uploadStopped()
 {
     open();
     m_stopBefore = 1;
-    QCOMPARE(upload(QByteArray("2180,,,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n").repeated(5)),
+    QCOMPARE(upload("2180,,,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.9\n" +
+                    QByteArray("2180,,,00:1A:2B:00:00:02,1.0.0.2,255.0.0.0,1.0.0.9\n").repeated(4)),
              QString());
     QCOMPARE(m_sent.size(), 1);
     QVERIFY(status().contains(text("1 of 5 instruments")) && m_dialog->isVisible());
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("10.0.0.9"), text("2.0.0.1")}));
+    QVERIFY(!canApply());
+}
+
+// Whoever supports the user knows the title and the first line, so these are the same everywhere.
+void TestNetwSettingsFile::tellsInTheUsersLanguage()
+{
+    const TildeLanguage language;
+    open();
+    QCOMPARE(upload("no, line\n1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n"),
+             text("Upload csv-file|Error: incorrect file"));
+    QCOMPARE(box()->informativeText(),
+             text("~Nothing was sent. ~Refused, and not sent: 1. The details say why."));
+    QCOMPARE(box()->detailedText(), text("~Lines that were refused: 1\n"
+                                         "~line 2: ~the ~IP address \"1.0.0\" ~is not an IPv4 address\n"
+                                         "    1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n\n"
+                                         "~Lines that were skipped: 1\n"
+                                         "~line 1: ~fewer than seven fields between commas\n    no, line"));
+    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    QTRY_VERIFY(!box());
+    QCOMPARE(upload("1,F,S,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n"),
+             text("Upload csv-file|upload completed!"));
 }
 
 void TestNetwSettingsFile::refusesIncorrectFiles_data()

@@ -1,6 +1,8 @@
 #include "support/netwsettingstest.h"
 
+#include <QAction>
 #include <QClipboard>
+#include <QFile>
 #include <QHeaderView>
 #include <QTextDocument>
 
@@ -18,15 +20,18 @@ private slots:
     void judges();
     void leavesUnchangedRowsAlone();
     void marksSharedAddresses();
+    void marksHaveTheColoursOfTheLook();
     void keysNeverApply();
     void escapeAsksBeforeItDiscards();
     void sendsTheRightInstruments();
     void pastes_data();
     void pastes();
     void pastesIntoEditorAndSelection();
+    void tellsOfLockedCells();
     void copiesAndRestores();
     void finds();
     void foreignTextsStayLiteral();
+    void speaksTheUsersLanguage();
     void thousandsOfRows();
 };
 
@@ -140,6 +145,25 @@ void TestNewNetwSettings::marksSharedAddresses()
     QVERIFY(reason().isEmpty());
 }
 
+void TestNewNetwSettings::marksHaveTheColoursOfTheLook()
+{
+    QFile sheet(text(":/files/resources/styleSheet.qss"));
+    QVERIFY(sheet.open(QIODevice::ReadOnly));
+    qApp->setStyleSheet(QString::fromLatin1(sheet.readAll()));
+    open();
+    type(0, IpColumn, "10.0.0.9"); // the second one's
+    type(2, IpColumn, "10.0.0");
+    m_table->setCurrentIndex(cell(2, FamilyColumn));
+    QStringList colours;
+    for (const QModelIndex &marked : {cell(0, IpColumn), cell(1, IpColumn), cell(2, IpColumn)}) {
+        const QImage drawn = m_table->viewport()->grab(m_table->visualRect(marked)).toImage();
+        colours += drawn.pixelColor(drawn.width() / 2, 1).name();
+        colours += drawn.pixelColor(drawn.width() - 6, drawn.height() / 2).name(); // right of the text
+    }
+    qApp->setStyleSheet(QString());
+    QCOMPARE(colours.join(QLatin1Char(' ')), text("#b26a00 #fdf3e3 #b26a00 #fdf3e3 #b3261e #fdf1f0"));
+}
+
 void TestNewNetwSettings::keysNeverApply()
 {
     open();
@@ -207,12 +231,24 @@ void TestNewNetwSettings::pastes_data()
     QTest::newRow("too many lines") << "1.0.0.2\n1.0.0.3\n1.0.0.4\n"
                                     << 1 << int(IpColumn) << "10.0.0.10 1.0.0.2 1.0.0.3"
                                     << "have no row here";
+    QTest::newRow("one line") << "1.0.0.2\t255.0.0.0\n"
+                              << 1 << int(IpColumn) << "10.0.0.10 1.0.0.2 2.0.0.1"
+                              << "Pasted into 1 row.";
+    QTest::newRow("the last row") << "1.0.0.3\n1.0.0.4\n"
+                                  << 2 << int(IpColumn) << "10.0.0.10 10.0.0.9 1.0.0.3"
+                                  << "Pasted into 1 row; ";
     QTest::newRow("a gap") << "1.0.0.1\n\n1.0.0.3\n"
                            << 0 << int(IpColumn) << "1.0.0.1  1.0.0.3"
                            << "3 rows";
     QTest::newRow("MAC addresses along") << "00:1a:2b:00:00:01\t1.0.0.1\n00:1A:2B:00:00:02\t1.0.0.2\n"
                                          << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 2.0.0.1"
                                          << "2 rows";
+    QTest::newRow("MAC addresses written otherwise")
+        << "00-1a-2b-00-00-01\t1.0.0.1\n00 1A 2B 00 00 02 (rack 7)\t1.0.0.2\n"
+        << 0 << int(MacColumn) << "1.0.0.1 1.0.0.2 2.0.0.1"
+        << "2 rows";
+    QTest::newRow("no MAC address") << "\t1.0.0.1\n\t1.0.0.2\n"
+                                    << 0 << int(MacColumn) << before << "line 1 is for another instrument";
     QTest::newRow("other MAC addresses")
         << "00:1A:2B:00:00:01\t1.0.0.1\n00:1A:2B:00:00:03\t1.0.0.3\n"
         << 0 << int(MacColumn) << before << "line 2 is for another instrument";
@@ -249,6 +285,29 @@ void TestNewNetwSettings::pastesIntoEditorAndSelection()
     select(0, GatewayColumn, 1, GatewayColumn); // one copied cell goes into all selected ones
     paste(m_table, text("1.0.0.254\n"));
     QCOMPARE(column(GatewayColumn), QStringList({text("1.0.0.254"), text("1.0.0.254"), text("10.0.0.254")}));
+}
+
+void TestNewNetwSettings::tellsOfLockedCells()
+{
+    Rows rows = threeRows();
+    rows[1][MacColumn] = text("Unknown");
+    open(rows);
+    select(0, IpColumn, 0, IpColumn);
+    paste(m_table, text("1.0.0.1\n1.0.0.2\n1.0.0.3\n"));
+    QCOMPARE(status(), text("Pasted into 2 rows."));
+    select(0, IpColumn, 0, IpColumn);
+    paste(m_table, text("1.0.0.5\n1.0.0.6\n"));
+    QCOMPARE(status(), text("Pasted into 1 row."));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.5"), text("10.0.0.9"), text("1.0.0.3")}));
+
+    select(0, FamilyColumn, 1, MacColumn);
+    m_table->selectionModel()->select(cell(1, IpColumn), QItemSelectionModel::Select);
+    paste(m_table, text("1.0.0.7"));
+    QCOMPARE(status(), text("Nothing pasted: these cells cannot be changed."));
+    select(0, IpColumn, 1, IpColumn);
+    paste(m_table, text("1.0.0.8"));
+    QCOMPARE(status(), text("Pasted into the selected cells."));
+    QCOMPARE(column(IpColumn), QStringList({text("1.0.0.8"), text("10.0.0.9"), text("1.0.0.3")}));
 }
 
 void TestNewNetwSettings::copiesAndRestores()
@@ -295,10 +354,14 @@ void TestNewNetwSettings::finds()
 void TestNewNetwSettings::foreignTextsStayLiteral()
 {
     QStringList hostile = row(1, "<img src=\"x\">");
-    hostile[SerialNumberColumn] = text("<b>serial</b>");
+    hostile[SerialNumberColumn] = text("<b>%1</b> %2");
     open({hostile, hostile});
     type(0, NetmaskColumn, "<i>mask</i>");
     QVERIFY(reason().contains(hostile.at(SerialNumberColumn)));
+    type(1, NetmaskColumn, "%1");
+    QCOMPARE(reason(),
+             text("Serial number <b>%1</b> %2: the IP address \"<img src=\"x\">\" is not an IPv4 address; "
+                  "and 1 more"));
     const auto labels = m_dialog->findChildren<QLabel *>();
     for (const QLabel *label : labels) {
         QVERIFY(label->textFormat() == Qt::PlainText || !Qt::mightBeRichText(label->text()));
@@ -306,6 +369,40 @@ void TestNewNetwSettings::foreignTextsStayLiteral()
     for (int i = 0; i < 6; ++i) {
         QVERIFY(!Qt::mightBeRichText(cell(0, i).data(Qt::ToolTipRole).toString()));
     }
+}
+
+void TestNewNetwSettings::speaksTheUsersLanguage()
+{
+    const TildeLanguage language;
+    Rows rows = threeRows();
+    rows[2][MacColumn] = text("Unknown");
+    open(rows);
+    QStringList said{reason(), cell(2, IpColumn).data(Qt::ToolTipRole).toString()};
+    for (const QAction *action : m_table->actions()) {
+        said += action->text();
+    }
+    for (int i = 0; i < 6; ++i) {
+        said += m_table->model()->headerData(i, Qt::Horizontal).toString();
+    }
+    select(2, IpColumn, 2, IpColumn);
+    for (const char *pasted : {"1", "1\n2\n", "1\t2\n"}) {
+        paste(m_table, text(pasted));
+        said += status();
+    }
+    select(0, MacColumn, 0, MacColumn);
+    paste(m_table, text("00:1A:2B:00:00:09\t10.0.0.9"));
+    said += status();
+    type(0, IpColumn, "10.0.0.9");
+    said +=
+        {reason(), cell(0, IpColumn).data(Qt::ToolTipRole).toString(), find<QLabel>("labelCount")->text()};
+    type(0, IpColumn, "");
+    said += {reason(), cell(0, IpColumn).data(Qt::ToolTipRole).toString()};
+    m_dialog->reject();
+    said += box()->text();
+    for (const QString &one : qAsConst(said)) {
+        QVERIFY2(one.startsWith(QLatin1Char('~')), qPrintable(one));
+    }
+    QVERIFY(reason().contains(text("~the ~IP address ~is missing")));
 }
 
 // If a keystroke or a pasted line cost more with every row, the test's time would run out.

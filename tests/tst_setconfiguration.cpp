@@ -6,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QNetworkProxy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
@@ -45,6 +46,19 @@ QString macOf(int n)
         .toUpper();
 }
 
+// A desktop whose connections go through a proxy that cannot be reached, while it lives.
+class DeadProxy
+{
+public:
+    DeadProxy()
+    {
+        QNetworkProxy::setApplicationProxy(
+            QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), 1));
+    }
+    ~DeadProxy() { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); }
+    Q_DISABLE_COPY(DeadProxy)
+};
+
 } // namespace
 
 // What leaves the workstation, in its order, and what it does to the virtual instruments.
@@ -55,6 +69,7 @@ class TestSetConfiguration : public QObject
 private slots:
     void sendsInOrder_data();
     void sendsInOrder();
+    void sendsPastTheDesktopsProxy();
     void refuses_data();
     void refuses();
     void passesOverABrokenInterface();
@@ -106,6 +121,20 @@ void TestSetConfiguration::sendsInOrder()
                  << QStringLiteral("wst1 10.20.30.100:30719 > 255.255.255.255:30718 ") + ipSetupHex;
     }
     QCOMPARE(wire.take(), expected);
+}
+
+// Instruments are on the cable; the way to the web is not the way to them.
+void TestSetConfiguration::sendsPastTheDesktopsProxy()
+{
+    const DeadProxy proxy;
+    WireTap wire;
+    QVERIFY(wire.isOpen());
+    QVERIFY(changeNetworkConfiguration().setConfiguration(cables(true, false), instrumentMac, 10001, newIp,
+                                                          newMask, newGateway, 1, QHostAddress(onCable0())));
+    QCOMPARE(wire.take(),
+             QStringList({QStringLiteral("lo 192.168.0.100:* > 192.168.0.100:30719 ") + setHex,
+                          QStringLiteral("wst0 192.168.0.100:30719 > 255.255.255.255:30719 ") + setHex,
+                          QStringLiteral("wst0 192.168.0.100:30719 > 255.255.255.255:30718 ") + ipSetupHex}));
 }
 
 void TestSetConfiguration::refuses_data()

@@ -5,6 +5,7 @@
 #include "networksettingsrow.h"
 
 #include <QLoggingCategory>
+#include <QNetworkProxy>
 #include <QSaveFile>
 #include <QThread>
 #include <QUdpSocket>
@@ -56,7 +57,9 @@ bool changeNetworkConfiguration::setConfiguration(const QList<interfaces_t> &int
     // We are the workstation, and nobody answers. The instrument hears us at the address it has now;
     // one whose address does not fit our network hears the broadcasts.
     const QByteArray set = setDatagram(macInOrder, port, ip, mask, gateway, dhcp);
-    QUdpSocket().writeDatagram(set, target, setPort);
+    QUdpSocket socket;
+    socket.setProxy(QNetworkProxy::NoProxy); // no proxy knows the way to an instrument
+    socket.writeDatagram(set, target, setPort);
     qCDebug(lcNetconfig) << "set" << mac << "to" << QHostAddress(ip) << "at" << target << set.toHex();
     broadcast(set, serialServerDatagram(macInOrder, ip));
     return true;
@@ -70,6 +73,7 @@ void changeNetworkConfiguration::broadcast(const QByteArray &set, const QByteArr
         }
         // A limited broadcast leaves by the interface whose address its socket is bound to.
         QUdpSocket socket;
+        socket.setProxy(QNetworkProxy::NoProxy);
         if (!socket.bind(QHostAddress(local.ip), setPort, QAbstractSocket::ShareAddress)) {
             qCWarning(lcNetconfig) << "passed over" << local.name << local.ip << socket.errorString();
             continue;

@@ -40,7 +40,8 @@ public:
     // broadcast out of every selected interface. Addresses are host-order numbers; `dhcp` is 1 or 0.
     // False, with nothing sent, for a MAC text without six hexadecimal pairs, an address, mask or
     // gateway of 0.0.0.0 or 255.255.255.255 (with DHCP as well), and port 0. True says that the
-    // datagrams were handed over, no more: an interface that cannot be bound is passed over.
+    // call was not refused, no more: an interface that cannot be bound is passed over, and whether the
+    // system took a datagram is not asked, so it is also true when nothing could leave this computer.
     bool setConfiguration(const QList<interfaces_t> &interfaces, const QString &mac, quint16 port, quint32 ip,
                           quint32 mask, quint32 gateway, qint32 dhcp, const QHostAddress &target);
 

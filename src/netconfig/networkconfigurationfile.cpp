@@ -2,11 +2,17 @@
 
 #include "networksettingsrow.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QTextCodec>
 
 namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("NetworkConfigurationFile", text);
+}
 
 constexpr int longestListedText = 120; // characters of a line that are repeated to the user
 
@@ -43,10 +49,10 @@ bool isHeading(const QString &line)
 QString skipReason(const QString &line, const QStringList &fields)
 {
     if (isHeading(line)) {
-        return QStringLiteral("heading of the file");
+        return tr("heading of the file");
     }
-    return fields.size() < lineFieldCount ? QStringLiteral("fewer than seven fields between commas")
-                                          : QStringLiteral("the fourth field is not a MAC address");
+    return fields.size() < lineFieldCount ? tr("fewer than seven fields between commas")
+                                          : tr("the fourth field is not a MAC address");
 }
 
 NetworkConfigurationLine quote(int number, const QString &line, const QString &reason)
@@ -87,13 +93,13 @@ QString withoutTrailingBlanks(const QStringRef &line)
 NetworkConfiguration parseNetworkConfiguration(const QByteArray &text)
 {
     if (text.size() > largestConfigurationFile) {
-        return notAConfiguration(QStringLiteral("The file is larger than 16 MiB."));
+        return notAConfiguration(tr("The file is larger than 16 MiB."));
     }
     QTextCodec::ConverterState state; // it also drops a byte-order mark
     const QString decoded =
         QTextCodec::codecForName("UTF-8")->toUnicode(text.constData(), text.size(), &state);
     if (text.contains('\0') || state.invalidChars > 0 || state.remainingChars > 0) {
-        return notAConfiguration(QStringLiteral("The file is not UTF-8 text."));
+        return notAConfiguration(tr("The file is not UTF-8 text."));
     }
 
     NetworkConfiguration configuration;
@@ -114,15 +120,15 @@ NetworkConfiguration readNetworkConfiguration(const QString &path)
 {
     // Opening a pipe would wait for somebody who writes into it.
     if (!QFileInfo(path).isFile()) {
-        return notAConfiguration(QStringLiteral("There is no such file."));
+        return notAConfiguration(tr("There is no such file."));
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return notAConfiguration(QStringLiteral("The file cannot be opened: %1.").arg(file.errorString()));
+        return notAConfiguration(tr("The file cannot be opened: %1.").arg(file.errorString()));
     }
     const QByteArray text = file.read(largestConfigurationFile + 1);
     if (file.error() != QFileDevice::NoError) {
-        return notAConfiguration(QStringLiteral("The file cannot be read: %1.").arg(file.errorString()));
+        return notAConfiguration(tr("The file cannot be read: %1.").arg(file.errorString()));
     }
     return parseNetworkConfiguration(text);
 }

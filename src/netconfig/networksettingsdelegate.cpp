@@ -1,5 +1,6 @@
 #include "networksettingsdelegate.h"
 
+#include "markcolours.h"
 #include "networksettingsmodel.h"
 #include "spreadsheettext.h"
 
@@ -12,20 +13,24 @@
 
 namespace {
 
-constexpr QRgb invalidColour = 0xFFB3261E;
-constexpr QRgb sharedColour = 0xFFB26A00;
-constexpr int groundOpacity = 28; // of 255, the marked cell's ground in its mark's colour
 constexpr int frameWidth = 2;
 constexpr int longestAddress = 64; // characters; an IPv4 address has 15
 constexpr const char *textBefore = "textBefore";
 
-QColor markColour(const QModelIndex &index)
+// Of a cell with a mark; invalid colours for one without.
+struct MarkColours
+{
+    QColor frame;
+    QColor ground;
+};
+
+MarkColours markColours(const QModelIndex &index)
 {
     switch (index.data(NetworkSettingsModel::MarkRole).toInt()) {
     case NetworkSettingsModel::InvalidMark:
-        return QColor(invalidColour);
+        return {QColor(markcolours::wrong), QColor(markcolours::wrongGround)};
     case NetworkSettingsModel::SharedMark:
-        return QColor(sharedColour);
+        return {QColor(markcolours::shared), QColor(markcolours::sharedGround)};
     default:
         return {};
     }
@@ -36,10 +41,9 @@ QColor markColour(const QModelIndex &index)
 void NetworkSettingsDelegate::initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const
 {
     QStyledItemDelegate::initStyleOption(option, index);
-    QColor colour = markColour(index);
-    if (colour.isValid()) {
-        colour.setAlpha(groundOpacity);
-        option->backgroundBrush = colour;
+    const QColor ground = markColours(index).ground;
+    if (ground.isValid()) {
+        option->backgroundBrush = ground;
     } else if (!(index.flags() & Qt::ItemIsEditable)) {
         option->backgroundBrush = option->palette.brush(QPalette::AlternateBase);
     }
@@ -49,7 +53,7 @@ void NetworkSettingsDelegate::paint(QPainter *painter, const QStyleOptionViewIte
                                     const QModelIndex &index) const
 {
     QStyledItemDelegate::paint(painter, option, index);
-    const QColor colour = markColour(index);
+    const QColor colour = markColours(index).frame;
     if (!colour.isValid()) {
         return;
     }

@@ -11,8 +11,12 @@ namespace {
 constexpr int firstAddressColumn = IpColumn;
 constexpr int longestSerialNumber = 24; // characters of it that are repeated in a message
 
-const char *const headers[] = {"Family",     "Serial Number", "MAC Address",
-                               "IP Address", "Subnet Mask",   "Gateway"};
+const char *const headers[] = {QT_TRANSLATE_NOOP("NetworkSettingsModel", "Family"),
+                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Serial Number"),
+                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "MAC Address"),
+                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "IP Address"),
+                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Subnet Mask"),
+                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Gateway")};
 static_assert(sizeof headers / sizeof headers[0] == networkSettingsColumnCount, "one title for each column");
 
 // Addresses first, by number, then other texts: one kind of value, so that any two can be compared.
@@ -89,7 +93,7 @@ QVariant NetworkSettingsModel::headerData(int section, Qt::Orientation orientati
         return {};
     }
     if (role == Qt::DisplayRole) {
-        return QString(QLatin1String(headers[section]));
+        return tr(headers[section]);
     }
     return role == Qt::TextAlignmentRole ? QVariant(Qt::AlignLeft | Qt::AlignVCenter) : QVariant();
 }
@@ -183,8 +187,8 @@ QString NetworkSettingsModel::firstProblem() const
         return {};
     }
     const QStringList &texts = m_rows.at(*m_invalidRows.begin()).texts;
-    return QStringLiteral("Serial number ") + texts.at(SerialNumberColumn).left(longestSerialNumber) +
-           QStringLiteral(": ") + rowProblem(texts);
+    return tr("Serial number %1: %2")
+        .arg(texts.at(SerialNumberColumn).left(longestSerialNumber), rowProblem(texts));
 }
 
 void NetworkSettingsModel::acceptFirstChanged(int count)
@@ -199,6 +203,28 @@ void NetworkSettingsModel::acceptFirstChanged(int count)
     }
     emit dataChanged(index(0, 0), index(m_rows.size() - 1, networkSettingsColumnCount - 1));
     emit signalChanged();
+}
+
+void NetworkSettingsModel::acceptSent(const QList<QStringList> &sent)
+{
+    QHash<QByteArray, QStringList> settings; // an instrument keeps what its last row says
+    for (const QStringList &row : sent) {
+        settings.insert(macBytes(row.at(MacColumn)), row);
+    }
+    QVector<CellEdit> edits;
+    for (int i = 0; i < m_rows.size(); ++i) {
+        Row &row = m_rows[i];
+        const auto found = settings.constFind(macBytes(row.texts.at(MacColumn)));
+        if (!row.named || found == settings.constEnd()) {
+            continue;
+        }
+        for (int column = firstAddressColumn; column < networkSettingsColumnCount; ++column) {
+            const QString now = found->at(column).trimmed();
+            edits.append({i, column, isCellChanged(row, column) ? row.texts.at(column) : now});
+            row.reported[column] = now;
+        }
+    }
+    setCells(edits);
 }
 
 NetworkSettingsModel::Mark NetworkSettingsModel::mark(int row, int column) const
@@ -218,17 +244,15 @@ NetworkSettingsModel::Mark NetworkSettingsModel::mark(int row, int column) const
 QString NetworkSettingsModel::toolTip(int row, int column) const
 {
     if (!m_rows.at(row).named) {
-        return QStringLiteral("Nothing can be sent to this instrument: it reports no MAC address.");
+        return tr("Nothing can be sent to this instrument: it reports no MAC address.");
     }
     switch (mark(row, column)) {
     case InvalidMark:
-        return QStringLiteral("This %1 %2.")
-            .arg(QString(QLatin1String(headers[column]))
-                     .toLower()
-                     .replace(QLatin1String("ip "), QLatin1String("IP ")),
+        return tr("This %1 %2.")
+            .arg(addressName(static_cast<NetworkSettingsColumn>(column)),
                  addressProblem(m_rows.at(row).texts.at(column)));
     case SharedMark:
-        return QStringLiteral("Another instrument of the list has the same IP address.");
+        return tr("Another instrument of the list has the same IP address.");
     case NoMark:
         break;
     }

@@ -61,6 +61,10 @@ public:
     // The first `count` of changedRows() were sent: what they hold now counts as reported.
     void acceptFirstChanged(int count);
 
+    // These rows were sent from elsewhere: their settings count as reported by the instruments that they
+    // name, and cells show them unless they were changed.
+    void acceptSent(const QList<QStringList> &sent);
+
 signals:
     void signalChanged(); // any cell has a new text
 

@@ -2,7 +2,14 @@
 
 #include "ipv4address.h"
 
+#include <QCoreApplication>
+
 namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("NetworkSettingsRow", text);
+}
 
 constexpr int macByteCount = 6;
 constexpr int macPairDistance = 3;
@@ -24,14 +31,7 @@ int hexadecimalDigit(QChar character)
     return -1;
 }
 
-struct AddressColumn
-{
-    NetworkSettingsColumn column;
-    const char *name;
-};
-
-constexpr AddressColumn addressColumns[] = {
-    {IpColumn, "IP address"}, {NetmaskColumn, "subnet mask"}, {GatewayColumn, "gateway"}};
+constexpr NetworkSettingsColumn addressColumns[] = {IpColumn, NetmaskColumn, GatewayColumn};
 
 } // namespace
 
@@ -58,34 +58,48 @@ QByteArray macBytes(const QString &mac)
     return bytes;
 }
 
+QString addressName(NetworkSettingsColumn column)
+{
+    switch (column) {
+    case IpColumn:
+        return tr("IP address");
+    case NetmaskColumn:
+        return tr("subnet mask");
+    case GatewayColumn:
+        return tr("gateway");
+    default:
+        return {};
+    }
+}
+
 QString addressProblem(const QString &address)
 {
     if (isUsableIpv4Address(address)) {
         return {};
     }
     if (address.trimmed().isEmpty()) {
-        return QStringLiteral("is missing");
+        return tr("is missing");
     }
-    return parseIpv4Address(address) ? QStringLiteral("cannot be given to an instrument")
-                                     : QStringLiteral("is not an IPv4 address");
+    return parseIpv4Address(address) ? tr("cannot be given to an instrument") : tr("is not an IPv4 address");
 }
 
 QString rowProblem(const QStringList &row)
 {
     if (row.size() < networkSettingsColumnCount) {
-        return QStringLiteral("the row has fewer than six columns");
+        return tr("the row has fewer than six columns");
     }
     if (macBytes(row.at(MacColumn)).isEmpty()) {
-        return QStringLiteral("there is no MAC address that names the instrument");
+        return tr("there is no MAC address that names the instrument");
     }
-    for (const AddressColumn &address : addressColumns) {
-        const QString text = row.at(address.column).trimmed();
+    for (const NetworkSettingsColumn column : addressColumns) {
+        const QString text = row.at(column).trimmed();
         const QString problem = addressProblem(text);
-        if (!problem.isEmpty()) {
-            const QString quote =
-                text.isEmpty() ? QString() : QStringLiteral("\"%1\" ").arg(text.left(longestQuote));
-            return QStringLiteral("the %1 ").arg(QLatin1String(address.name)) + quote + problem;
+        if (problem.isEmpty()) {
+            continue;
         }
+        return text.isEmpty()
+                   ? tr("the %1 %2").arg(addressName(column), problem)
+                   : tr("the %1 \"%2\" %3").arg(addressName(column), text.left(longestQuote), problem);
     }
     return {};
 }

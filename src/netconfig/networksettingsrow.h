@@ -25,6 +25,9 @@ QStringList networkSettingsRow(const Device_t &device);
 // stands between and behind them. Empty when any of them is not a pair of hexadecimal digits.
 QByteArray macBytes(const QString &mac);
 
+// What the user calls the address in a column, to stand within a sentence; empty for other columns.
+QString addressName(NetworkSettingsColumn column);
+
 // Why an instrument cannot be given this address, mask or gateway, to stand behind "the IP address
 // ...": "is missing", "is not an IPv4 address", ... Empty when it can.
 QString addressProblem(const QString &address);

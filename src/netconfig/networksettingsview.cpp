@@ -21,6 +21,25 @@ constexpr int columnPadding = 20; // pixels beside it
 const char *const widestTexts[networkSettingsColumnCount] = {
     "", "00Y00W0000000", "DD:DD:DD:DD:DD:DD", "255.255.255.255", "255.255.255.255", "255.255.255.255"};
 
+QString pasteMessage(int rows, bool linesLeft)
+{
+    if (rows == 0) {
+        return NetworkSettingsView::tr("Nothing pasted: these cells cannot be changed.");
+    }
+    const QString where =
+        rows == 1 ? NetworkSettingsView::tr("1 row") : NetworkSettingsView::tr("%1 rows").arg(rows);
+    return (linesLeft ? NetworkSettingsView::tr("Pasted into %1; the lines behind have no row here.")
+                      : NetworkSettingsView::tr("Pasted into %1."))
+        .arg(where);
+}
+
+// However the two MAC addresses are written. Other texts name an instrument only by being the same.
+bool nameTheSame(const QString &pasted, const QString &shown)
+{
+    const QByteArray mac = macBytes(pasted);
+    return mac.isEmpty() ? pasted.compare(shown, Qt::CaseInsensitive) == 0 : mac == macBytes(shown);
+}
+
 } // namespace
 
 NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
@@ -44,10 +63,9 @@ NetworkSettingsView::NetworkSettingsView(QWidget *parent) : QTableView(parent)
     m_order.setFilterKeyColumn(-1);
     m_order.setFilterCaseSensitivity(Qt::CaseInsensitive);
 
-    addShortcut(QStringLiteral("Copy"), QKeySequence::Copy, &NetworkSettingsView::onCopy);
-    addShortcut(QStringLiteral("Paste"), QKeySequence::Paste, &NetworkSettingsView::onPaste);
-    addShortcut(QStringLiteral("Restore reported value"), QKeySequence::Delete,
-                &NetworkSettingsView::onRestore);
+    addShortcut(tr("Copy"), QKeySequence::Copy, &NetworkSettingsView::onCopy);
+    addShortcut(tr("Paste"), QKeySequence::Paste, &NetworkSettingsView::onPaste);
+    addShortcut(tr("Restore reported value"), QKeySequence::Delete, &NetworkSettingsView::onRestore);
     setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
@@ -156,24 +174,16 @@ void NetworkSettingsView::paste(const QVector<QStringList> &cells)
     }
     QVector<CellEdit> edits;
     const int rowCount = std::min(cells.size(), m_order.rowCount() - start.row());
+    int rowsEdited = 0;
     for (int i = 0; i < rowCount; ++i) {
+        const int editsBefore = edits.size();
         for (int j = 0; j < cells.at(i).size(); ++j) {
-            const CellEdit edit{modelRow(start.row() + i), start.column() + j, cells.at(i).at(j)};
-            if (m_model->isEditable(edit.row, edit.column)) {
-                edits.append(edit);
-            }
+            appendEdit(edits, {modelRow(start.row() + i), start.column() + j, cells.at(i).at(j)});
         }
+        rowsEdited += edits.size() > editsBefore ? 1 : 0;
     }
     m_model->setCells(edits);
-    if (edits.isEmpty()) {
-        message = QStringLiteral("Nothing pasted: these cells cannot be changed.");
-    } else if (rowCount < cells.size()) {
-        message =
-            QStringLiteral("Pasted into %1 rows; the lines behind them have no row here.").arg(rowCount);
-    } else {
-        message = QStringLiteral("Pasted into %1 rows.").arg(rowCount);
-    }
-    emit signalMessage(message);
+    emit signalMessage(pasteMessage(rowsEdited, rowCount < cells.size()));
 }
 
 void NetworkSettingsView::fillSelection(const QString &text)
@@ -181,10 +191,18 @@ void NetworkSettingsView::fillSelection(const QString &text)
     QVector<CellEdit> edits;
     const QModelIndexList cells = selectionModel()->selectedIndexes();
     for (const QModelIndex &cell : cells) {
-        edits.append({modelRow(cell.row()), cell.column(), text});
+        appendEdit(edits, {modelRow(cell.row()), cell.column(), text});
     }
     m_model->setCells(edits);
-    emit signalMessage(QStringLiteral("Pasted into the selected cells."));
+    emit signalMessage(edits.isEmpty() ? pasteMessage(0, false) : tr("Pasted into the selected cells."));
+}
+
+// Only an edit of a cell that can be changed, so that the user is told how far a paste went.
+void NetworkSettingsView::appendEdit(QVector<CellEdit> &edits, const CellEdit &edit) const
+{
+    if (m_model->isEditable(edit.row, edit.column)) {
+        edits.append(edit);
+    }
 }
 
 // Pasted lines bring their MAC addresses along when they cover that column. Where one is not that of the
@@ -196,8 +214,8 @@ bool NetworkSettingsView::namesOtherInstrument(const QVector<QStringList> &cells
     for (int i = 0; macPosition >= 0 && i < cells.size() && start.row() + i < m_order.rowCount(); ++i) {
         const QString pasted = cells.at(i).value(macPosition);
         const QString shown = m_order.index(start.row() + i, MacColumn).data().toString().trimmed();
-        if (cells.at(i).size() > macPosition && pasted.compare(shown, Qt::CaseInsensitive) != 0) {
-            *message = QStringLiteral("Nothing pasted: line %1 is for another instrument (%2, not %3).")
+        if (cells.at(i).size() > macPosition && !nameTheSame(pasted, shown)) {
+            *message = tr("Nothing pasted: line %1 is for another instrument (%2, not %3).")
                            .arg(i + 1)
                            .arg(pasted.left(17), shown.left(17));
             return true;

@@ -4,6 +4,7 @@
 #include <QTableView>
 
 class NetworkSettingsModel;
+struct CellEdit;
 
 // The table of the dialog for many instruments, handled as a spreadsheet: sorted by its headers, copied
 // and pasted as blocks of cells in the order that is seen, edited by typing. Rows stay where they are
@@ -44,6 +45,7 @@ private:
     void fitColumns();
     void paste(const QVector<QStringList> &cells);
     void fillSelection(const QString &text);
+    void appendEdit(QVector<CellEdit> &edits, const CellEdit &edit) const;
     bool namesOtherInstrument(const QVector<QStringList> &cells, QString *message) const;
     int modelRow(int shownRow) const;
 

@@ -19,11 +19,15 @@ namespace {
 const QString uploadTitle = QStringLiteral("Upload csv-file");
 constexpr int messageWidth = 460; // pixels
 
-const QString fileFilter = QStringLiteral("csv-files (*.csv);;All files (*)");
+QString fileFilter()
+{
+    return NewNetwSettings::tr("csv-files (*.csv);;All files (*)");
+}
 
 QString instruments(int count)
 {
-    return count == 1 ? QStringLiteral("1 instrument") : QStringLiteral("%1 instruments").arg(count);
+    return count == 1 ? NewNetwSettings::tr("1 instrument")
+                      : NewNetwSettings::tr("%1 instruments").arg(count);
 }
 
 } // namespace
@@ -33,14 +37,15 @@ NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent
       m_ui(std::make_unique<Ui::NewNetwSettings>()),
       m_model(std::make_unique<NetworkSettingsModel>(rows)),
       m_chooseSave([this] {
-          return QFileDialog::getSaveFileName(this, QStringLiteral("Save csv-file"),
-                                              QStringLiteral("network_configuration.csv"), fileFilter);
+          return QFileDialog::getSaveFileName(this, tr("Save csv-file"),
+                                              QStringLiteral("network_configuration.csv"), fileFilter());
       }),
-      m_chooseOpen([this] { return QFileDialog::getOpenFileName(this, uploadTitle, QString(), fileFilter); })
+      m_chooseOpen(
+          [this] { return QFileDialog::getOpenFileName(this, uploadTitle, QString(), fileFilter()); })
 {
     m_ui->setupUi(this);
     if (auto *clear = m_ui->lineEditFind->findChild<QToolButton *>()) {
-        clear->setAccessibleName(QStringLiteral("Clear the find text")); // Qt leaves it without a name
+        clear->setAccessibleName(tr("Clear the find text")); // Qt leaves it without a name
     }
     m_ui->tableNetwSettings->showModel(m_model.get());
     connectAll();
@@ -115,13 +120,18 @@ void NewNetwSettings::onApplied()
     showSending(false);
     if (what == Sending::Table) {
         m_model->acceptFirstChanged(sent);
+    } else if (what == Sending::File) {
+        m_model->acceptSent(m_upload.sendableRows.mid(0, sent));
     }
     if (sent < m_total) {
-        onShowMessage(QStringLiteral("Stopped: %1 of %2 were sent their settings.")
-                          .arg(sent)
-                          .arg(instruments(m_total)));
+        onShowMessage(tr("Stopped: %1 of %2 were sent their settings.").arg(sent).arg(instruments(m_total)));
     } else if (what == Sending::File) {
-        tellUpload(QMessageBox::Information, QStringLiteral("upload completed!"), true);
+        const int unsent = m_model->changedCount();
+        tellUpload(QMessageBox::Information, QStringLiteral("upload completed!"), unsent == 0);
+        if (unsent > 0) {
+            onShowMessage(tr("The file was sent. Not sent yet: the changes to %1 in this table.")
+                              .arg(instruments(unsent)));
+        }
     } else if (what == Sending::Table) {
         onCancel();
     }
@@ -157,10 +167,10 @@ void NewNetwSettings::reject()
         onCancel();
         return;
     }
-    auto *question = new QMessageBox(
-        QMessageBox::Question, windowTitle(),
-        QStringLiteral("Discard the changes to %1?").arg(instruments(m_model->changedCount())),
-        QMessageBox::Discard | QMessageBox::Cancel, this);
+    auto *question =
+        new QMessageBox(QMessageBox::Question, windowTitle(),
+                        tr("Discard the changes to %1?").arg(instruments(m_model->changedCount())),
+                        QMessageBox::Discard | QMessageBox::Cancel, this);
     question->setAttribute(Qt::WA_DeleteOnClose);
     question->setDefaultButton(QMessageBox::Cancel);
     connect(question->button(QMessageBox::Discard), &QAbstractButton::clicked, this,
@@ -177,10 +187,9 @@ void NewNetwSettings::onSaveFile()
     const QList<Device_t> devices = devicesAsShown();
     QString reason;
     if (changeNetworkConfiguration::writeFile(devices, path, &reason)) {
-        onShowMessage(QStringLiteral("Saved %1 to %2.")
-                          .arg(instruments(devices.size()), QDir::toNativeSeparators(path)));
+        onShowMessage(tr("Saved %1 to %2.").arg(instruments(devices.size()), QDir::toNativeSeparators(path)));
     } else {
-        onShowMessage(QStringLiteral("ERROR: the file was not written: %1").arg(reason));
+        onShowMessage(tr("ERROR: the file was not written: %1").arg(reason));
     }
 }
 
@@ -257,8 +266,8 @@ void NewNetwSettings::onTableChanged()
     const int shown = m_ui->tableNetwSettings->shownRowCount();
     const QString all = instruments(m_model->rowCount());
     m_ui->labelCount->setText(
-        QStringLiteral("%1, %2 changed")
-            .arg(shown == m_model->rowCount() ? all : QStringLiteral("%1 of %2 shown").arg(shown).arg(all))
+        tr("%1, %2 changed")
+            .arg(shown == m_model->rowCount() ? all : tr("%1 of %2 shown").arg(shown).arg(all))
             .arg(changed));
 
     m_ui->applyBtn->setEnabled(changed > 0 && invalid == 0 && m_sending == Sending::Nothing);
@@ -266,12 +275,12 @@ void NewNetwSettings::onTableChanged()
     if (invalid > 0) {
         showReason(invalid == 1
                        ? m_model->firstProblem()
-                       : QStringLiteral("%1; and %2 more").arg(m_model->firstProblem()).arg(invalid - 1),
+                       : tr("%1; and %2 more").arg(m_model->firstProblem(), QString::number(invalid - 1)),
                    "error");
     } else if (m_model->sharedAddressCount() > 0) {
-        showReason(QStringLiteral("More than one instrument has the same IP address."), "hint");
+        showReason(tr("More than one instrument has the same IP address."), "hint");
     } else {
-        showReason(changed == 0 ? QStringLiteral("Nothing is changed yet.") : QString(), "hint");
+        showReason(changed == 0 ? tr("Nothing is changed yet.") : QString(), "hint");
     }
 }
 

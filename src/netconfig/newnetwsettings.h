@@ -56,7 +56,8 @@ public slots:
     // stopRequested(), also false when the dialog was destroyed meanwhile.
     bool onProgress(int done, int total);
 
-    // After the last row that is sent. The dialog closes if that was all of them, else it shows what is left.
+    // After the last row that is sent. The dialog closes if that was all of them, else it shows what is
+    // left: after an upload also what was typed into the table and is not sent by it.
     void onApplied();
 
     // In place of onApplied: nothing at all was sent, and why, to be read in the status line.

@@ -1,5 +1,7 @@
 #include "changeproof.h"
 
+#include "networksettingsrow.h"
+
 #include <QCoreApplication>
 #include <QHash>
 
@@ -8,6 +10,14 @@ namespace {
 QString tr(const char *text)
 {
     return QCoreApplication::translate("ChangeProof", text);
+}
+
+// One way to write it, whatever stands between and behind the pairs: the instrument that the sender
+// reaches by these bytes. A text that names none stays as it is.
+QString plainMac(const QString &mac)
+{
+    const QByteArray bytes = macBytes(mac);
+    return bytes.isEmpty() ? mac : QString::fromLatin1(bytes.toHex(':')).toUpper();
 }
 
 } // namespace
@@ -20,14 +30,14 @@ void ChangeProof::begin()
 
 void ChangeProof::expect(const QString &mac, const QString &ip)
 {
-    changes.append({mac.toUpper(), ip});
+    changes.append({plainMac(mac), ip});
 }
 
 void ChangeProof::check(const QList<Device_t> &devices)
 {
     QHash<QString, QString> addressByMac;
     for (const Device_t &device : devices) {
-        addressByMac.insert(device[Mac].toUpper(), device[Ip]);
+        addressByMac.insert(plainMac(device[Mac]), device[Ip]);
     }
     missing.clear();
     for (const Change &change : qAsConst(changes)) {
