@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int imageBytes = 2 * 1024 * 1024; // five seconds of an instrument of the showcase
-constexpr int midScanMs = 900;
+constexpr int midScanMs = 120;
 constexpr int midUpdate = 40; // percent
 
 } // namespace
@@ -169,7 +169,7 @@ void Tour::takeFailedUpdate()
     const QString firmware = QDir::home().filePath(QStringLiteral("Rovan_Motor_Communication_DSP.hex"));
     QFile::copy(QStringLiteral(":/files/resources/Rovan_Motor_Bootloader.hex"), firmware);
     press("updateBtn");
-    select("192.168.0.60");
+    select("192.168.0.61");
     find<QLineEdit>("lineEditFirmware1")->setText(firmware);
     table()->cellWidget(table()->currentRow(), 0)->setProperty("checked", true);
     m_camera.takeBoxes(QStringLiteral("box-update-failed"), [this] {
@@ -203,6 +203,7 @@ void Tour::takeUpdate()
     m_camera.takeBoxes(QStringLiteral("box-update-done"), [this] {
         waitUntil([this] { return find<QPushButton>("updateFwBtn")->isEnabled(); });
     });
+    waitUntil([this] { return find<QLabel>("labelFooter")->text().contains(QLatin1String(" before, ")); });
     m_camera.take(&m_window, QStringLiteral("firmware-done"));
     m_camera.takeBoxes(QStringLiteral("save-log"), [this] { press("dowloadLog"); });
 }
