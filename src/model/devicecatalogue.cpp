@@ -160,7 +160,7 @@ bool is1900(const QString &code)
 
 QString deviceIconPath(const QString &code, const QString &brand)
 {
-    const QString path = image(code);
+    QString path = image(code);
     if (!is1900(code)) {
         return path;
     }

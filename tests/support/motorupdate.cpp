@@ -76,7 +76,7 @@ bool MotorUpdate::start(const QJsonObject &motor, int restartMs)
 
 QString MotorUpdate::file(const char *name, const QVector<QPair<quint32, QByteArray>> &blocks)
 {
-    const QString path = folder.filePath(QLatin1String(name));
+    QString path = folder.filePath(QLatin1String(name));
     QFile file(path);
     file.open(QIODevice::WriteOnly);
     file.write(hexText(blocks));

@@ -52,7 +52,7 @@ QByteArray ScriptedPeer::Connection::read(int size)
 {
     while (pending.size() < size && receive()) {
     }
-    const QByteArray head = pending.left(size);
+    QByteArray head = pending.left(size);
     pending.remove(0, size);
     return head;
 }
@@ -123,7 +123,7 @@ quint16 ScriptedPeer::closedPort()
     return server.serverPort();
 }
 
-void ScriptedPeer::run(std::function<void(quint16)> listening)
+void ScriptedPeer::run(const std::function<void(quint16)> &listening)
 {
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);

@@ -63,7 +63,7 @@ public:
     static quint16 closedPort();
 
 private:
-    void run(std::function<void(quint16)> listening);
+    void run(const std::function<void(quint16)> &listening);
     int countConnection();
 
     Script script;
