@@ -335,7 +335,9 @@ void TestLook::nothingIsCutOnASmallScreen()
     }
     for (const OpenedDialog &opened : dialogs) {
         QDialog *dialog = openDialog(fixture, opened);
-        QVERIFY2(dialog, opened.title);
+        if (!dialog) {
+            QFAIL(opened.title);
+        }
         QVERIFY2(dialog->width() <= 1024 && dialog->height() <= 660, opened.title);
         QCOMPARE(cutControls(dialog), QString());
         dialog->close();
@@ -348,7 +350,9 @@ void TestLook::escapeClosesEveryDialog()
     fixture.open();
     for (const OpenedDialog &opened : dialogs) {
         const QPointer<QDialog> dialog = openDialog(fixture, opened);
-        QVERIFY2(dialog, opened.title);
+        if (!dialog) {
+            QFAIL(opened.title);
+        }
         QTest::keyClick(dialog, Qt::Key_Escape);
         QTRY_VERIFY2(!dialog || !dialog->isVisible(), opened.title);
     }
