@@ -61,7 +61,8 @@ bool firmwareUpgrade::checkVersion()
         onErrorDetected(unsupportedText(currentCode));
         return false;
     }
-    const QString answer = link.ask(query, pacing.versionAnswer, Interruption::Honoured);
+    const QString answer =
+        link.ask(query, pacing.versionAnswer, Interruption::Honoured, UpdateLink::Unfinished::IsAnswer);
     onPrintMessage(link.close() ? QStringLiteral("Socket closed, continue...")
                                 : QStringLiteral("ERROR: Device still connected"));
     if (waits::interrupted(Interruption::Honoured)) {
