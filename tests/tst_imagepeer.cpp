@@ -27,6 +27,7 @@ private slots:
     void beamlineIsHeardOut();
     void refusalEndsTheSending_data();
     void refusalEndsTheSending();
+    void slowSendingEnds();
 
 private:
     struct Report
@@ -361,6 +362,23 @@ void TestImagePeer::refusalEndsTheSending()
     const QByteArray sent = peer.received().mid(peer.received().indexOf(last) + last.size());
     QCOMPARE(!sent.isEmpty(), begun);
     QVERIFY(sent.size() < image.size() && image.startsWith(sent));
+}
+
+// An instrument that takes a little now and then keeps every single wait short; the whole is bounded too.
+void TestImagePeer::slowSendingEnds()
+{
+    const ScriptedPeer peer([](Connection &connection) {
+        answerQuestions(connection);
+        connection.wait(5 * moment);
+        connection.read(imageBytes);
+        connection.send("#ACK\r\n");
+    });
+    Pacing pacing = peerPacing();
+    pacing.sendingGrace = std::chrono::milliseconds(moment);
+    pacing.slowestBytesPerSecond = 1024 * 1024 * 1024;
+    const Report report = update<PowerSupplyUpdate>(peer, pacing, variant);
+    QCOMPARE(report.errors, QStringList{notWritten});
+    QVERIFY(peer.received().size() < commands.size() + image.size());
 }
 
 QTEST_GUILESS_MAIN(TestImagePeer)

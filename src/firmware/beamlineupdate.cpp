@@ -75,8 +75,9 @@ bool BeamlineUpdate::write(const QByteArray &image)
     if (!isTaken(QByteArrayLiteral("EPCSWR\r"))) {
         return fail(QStringLiteral("ERROR: writing failed!"));
     }
-    ImageSender sender(m_link, {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
-                                [this] { emit signalIncreaseProgressBar(); }});
+    ImageSender sender(m_link, m_pacing,
+                       {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
+                        [this] { emit signalIncreaseProgressBar(); }});
     return sender.send(image) == ImageSender::Outcome::Consent ||
            fail(QStringLiteral("ERROR: writing failed!"));
 }

@@ -11,17 +11,25 @@ constexpr int lastStep = 95; // of the progress bar
 
 } // namespace
 
-ImageSender::ImageSender(UpdateLink &link, Dialogue dialogue) : m_link(link), m_dialogue(std::move(dialogue))
+ImageSender::ImageSender(UpdateLink &link, const Pacing &pacing, Dialogue dialogue)
+    : m_link(link),
+      m_grace(pacing.sendingGrace),
+      m_slowest(pacing.slowestBytesPerSecond),
+      m_dialogue(std::move(dialogue))
 {}
 
 ImageSender::Outcome ImageSender::send(const QByteArray &image)
 {
+    // Each piece has a bound of its own; an instrument that just keeps within it every time could hold a
+    // run for days.
+    const QDeadlineTimer deadline(m_grace +
+                                  std::chrono::milliseconds(image.size() * qint64{1000} / m_slowest));
     for (int taken = 0; taken < image.size();) {
         if (refused()) {
             return Outcome::Refusal;
         }
         const int size = std::min(m_dialogue.pieceBytes, image.size() - taken);
-        if (!m_link.send(QByteArray::fromRawData(image.constData() + taken, size))) {
+        if (deadline.hasExpired() || !m_link.send(QByteArray::fromRawData(image.constData() + taken, size))) {
             return lost();
         }
         taken += size;

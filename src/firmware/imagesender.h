@@ -1,5 +1,6 @@
 #pragma once
 
+#include "pacing.h"
 #include "updatelink.h"
 
 #include <QByteArray>
@@ -20,7 +21,7 @@ public:
     enum class Outcome {
         Consent,
         Refusal,
-        Lost,   // the connection ended, or the instrument takes no more
+        Lost,   // the connection ended, or the instrument takes no more, or too slowly
         Silence // it has all, and says nothing that could be understood
     };
 
@@ -34,7 +35,7 @@ public:
         std::function<void()> step; // 95 times over the image
     };
 
-    ImageSender(UpdateLink &link, Dialogue dialogue);
+    ImageSender(UpdateLink &link, const Pacing &pacing, Dialogue dialogue);
 
     Outcome send(const QByteArray &image);
 
@@ -45,6 +46,8 @@ private:
     void moveTo(qint64 taken, qint64 all);
 
     UpdateLink &m_link;
+    std::chrono::milliseconds m_grace;
+    int m_slowest; // bytes a second
     Dialogue m_dialogue;
     bool m_begunEarly = false; // the line that is coming in began before the last piece had left
     int m_steps = 0;           // of the progress so far

@@ -66,9 +66,10 @@ bool PowerSupplyUpdate::prepare(const QString &host, Variant variant)
 bool PowerSupplyUpdate::sendImage(const QByteArray &image)
 {
     m_reason = QStringLiteral("Firmware refused!");
-    ImageSender sender(m_link, {pieceBytes, m_pacing.imageAnswer, m_pacing.longestVerdict,
-                                [this](const QByteArray &line) { return takeLine(line); },
-                                [this] { emit signalIncreaseProgressBar(); }});
+    ImageSender sender(m_link, m_pacing,
+                       {pieceBytes, m_pacing.imageAnswer, m_pacing.longestVerdict,
+                        [this](const QByteArray &line) { return takeLine(line); },
+                        [this] { emit signalIncreaseProgressBar(); }});
     switch (sender.send(image)) {
     case ImageSender::Outcome::Consent:
         return true;
