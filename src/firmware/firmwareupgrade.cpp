@@ -76,8 +76,12 @@ void firmwareUpgrade::run()
         outcome = updateManual();
     }
     if (outcome == Outcome::Completed) {
+        // All of a run is done at once: the bar has not been there yet, save for a motor driver.
+        if (progress != allDone) {
+            setProgress(allDone);
+        }
         emit signalProcedureCompleted();
-    } else if (outcome == Outcome::Failed) {
+    } else if (outcome != Outcome::NothingToDo) {
         emit signalErrorDetected();
     }
 }
@@ -90,7 +94,7 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
     }
     currentCode = deviceList[index][DeviceField::Code];
     currentIp = deviceList[index][DeviceField::Ip];
-    printHeader();
+    begin();
     emit signalRemoveSelectedDevice(index);
     return updateByCode() ? Outcome::Completed : Outcome::Failed;
 }
@@ -98,7 +102,7 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
 firmwareUpgrade::Outcome firmwareUpgrade::updateManual()
 {
     currentIp = manualAddress;
-    printHeader();
+    begin();
     return updatePowerSupply(0) ? Outcome::Completed : Outcome::Failed;
 }
 
@@ -109,8 +113,10 @@ int firmwareUpgrade::firstSelected() const
     return index < known ? index : -1;
 }
 
-void firmwareUpgrade::printHeader()
+// Nothing on the page is left to tell of the instrument before, whatever becomes of this one.
+void firmwareUpgrade::begin()
 {
+    setProgress(0);
     onPrintMessage(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ==="));
     onPrintMessage(QStringLiteral("Device IP: ") + currentIp);
     onPrintMessage(QStringLiteral("Firmware : ") + firmwareFile);
@@ -120,7 +126,6 @@ void firmwareUpgrade::printHeader()
 // they are then: nothing here could tell a state that is better.
 bool firmwareUpgrade::updateRovanFirmware()
 {
-    setProgress(0);
     onPrintMessage(QStringLiteral("Update Rovan-Motor Firmware:"));
     const Target *target = targetOf(firmwareFile);
     if (target == nullptr) {

@@ -58,7 +58,7 @@ private:
     Outcome updateSelected();
     Outcome updateManual();
     int firstSelected() const;
-    void printHeader();
+    void begin();
     bool updateByCode();
     bool checkVersion();
     bool dispatch();

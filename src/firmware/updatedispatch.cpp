@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr int allDone = 100; // of the progress bar
-
 QString unsupportedText(const QString &code)
 {
     return devicecatalogue::isCurrentTransducer(code)
@@ -112,17 +110,14 @@ void firmwareUpgrade::followImage(const Procedure &procedure)
 
 bool firmwareUpgrade::updatePowerSupply(int variant)
 {
-    setProgress(0);
     PowerSupplyUpdate update(nullptr, pacing, ports);
     followImage(update);
-    const bool updated =
-        update.program(currentIp, firmwareFile, static_cast<PowerSupplyUpdate::Variant>(variant));
-    return updated && imageDone();
+    const auto kind = static_cast<PowerSupplyUpdate::Variant>(variant);
+    return update.program(currentIp, firmwareFile, kind) && imageDone();
 }
 
 bool firmwareUpgrade::updateBeamline()
 {
-    setProgress(0);
     BeamlineUpdate update(nullptr, pacing, ports);
     followImage(update);
     return update.program(currentIp, firmwareFile) && imageDone();
@@ -136,7 +131,6 @@ void firmwareUpgrade::onImageStep()
 
 bool firmwareUpgrade::imageDone()
 {
-    setProgress(allDone);
     onPrintMessage(QStringLiteral("Done!"));
     return true;
 }
