@@ -13,6 +13,8 @@ using imagerun::Run;
 namespace {
 
 const QString header = QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ===");
+const QString otherAddress = QStringLiteral("192.168.0.71");
+const QString otherMac = QStringLiteral("00:1A:2B:00:00:71");
 
 } // namespace
 
@@ -27,6 +29,8 @@ private slots:
     void runsWithoutWork();
     void recoveryModeIsNotAsked();
     void selectedFirstThenManual();
+    void manualAfterAFailure_data();
+    void manualAfterAFailure();
     void barBeginsAnew();
 
 private:
@@ -98,6 +102,50 @@ void TestUpdateOrder::selectedFirstThenManual()
     QCOMPARE(seen.progress.count(0), 2);
     QCOMPARE(seen.progress.count(100), 1);
     QCOMPARE(seen.progress.last(), 100);
+}
+
+// The version check ends the whole run; an update that fails leaves the manual address its turn.
+void TestUpdateOrder::manualAfterAFailure_data()
+{
+    QTest::addColumn<QString>("update");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("stopAt");
+    QTest::addColumn<bool>("goesOn");
+    QTest::newRow("version refused") << R"({"nakAt":"VER"})"
+                                     << "No response from device"
+                                     << "" << false;
+    QTest::newRow("status refused") << R"({"nakAt":"MST"})"
+                                    << "ERROR: Status not available!"
+                                    << "" << true;
+    QTest::newRow("image refused") << R"({"nakAt":"image"})"
+                                   << "ERROR: image refused"
+                                   << "" << true;
+    QTest::newRow("stopped") << "{}"
+                             << "ERROR: Update timed out!"
+                             << "DC-Link: " << false;
+}
+
+void TestUpdateOrder::manualAfterAFailure()
+{
+    QFETCH(QString, update);
+    QFETCH(QString, error);
+    QFETCH(QString, stopAt);
+    QFETCH(bool, goesOn);
+    const QString supply = QLatin1String(updateroom::powerSupply);
+    const QJsonObject other =
+        labroom::with(labroom::with(updateroom::instrument(supply), "ip", otherAddress), "mac", otherMac);
+    LabProcess lab;
+    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(supply, update), other})),
+             qPrintable(lab.errorText()));
+    const Run seen = imagerun::run({{true}, {device(QStringLiteral("1100"))}, path, otherAddress, stopAt});
+    QVERIFY2(seen.log.contains(error), qPrintable(seen.log.join(QLatin1Char('\n'))));
+    QCOMPARE(seen.log.contains(QStringLiteral("Device IP: ") + otherAddress), goesOn);
+    QCOMPARE(updateroom::imageIn(lab, otherMac) == image, goesOn);
+    // However the second one ends, one of them was not updated.
+    QCOMPARE(seen.failed, 1);
+    QCOMPARE(seen.completed, 0);
+    QCOMPARE(seen.progress.count(0), goesOn ? 2 : 1);
+    QVERIFY(!seen.progress.contains(100));
 }
 
 // The bar may still show the end of the run before.

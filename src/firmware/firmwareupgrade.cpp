@@ -68,12 +68,17 @@ firmwareUpgrade::~firmwareUpgrade()
     wait();
 }
 
+// An update that has failed leaves the manual address its turn; an instrument that could not be asked what
+// it is, or a request to stop, ends the run.
 void firmwareUpgrade::run()
 {
     errorFlag = false;
-    Outcome outcome = updateSelected();
-    if (outcome != Outcome::Failed && !manualAddress.isEmpty()) {
-        outcome = updateManual();
+    const Outcome selected = updateSelected();
+    Outcome outcome = selected;
+    const bool stopped = selected == Outcome::Failed && waits::interrupted(Interruption::Honoured);
+    if (selected != Outcome::Unanswered && !stopped && !manualAddress.isEmpty()) {
+        const Outcome manual = updateManual();
+        outcome = selected == Outcome::Failed ? selected : manual;
     }
     if (outcome == Outcome::Completed) {
         // All of a run is done at once: the bar has not been there yet, save for a motor driver.
@@ -96,7 +101,7 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
     currentIp = deviceList[index][DeviceField::Ip];
     begin();
     emit signalRemoveSelectedDevice(index);
-    return updateByCode() ? Outcome::Completed : Outcome::Failed;
+    return updateByCode();
 }
 
 firmwareUpgrade::Outcome firmwareUpgrade::updateManual()

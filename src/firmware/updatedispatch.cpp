@@ -29,15 +29,16 @@ QByteArray versionQuery(const QString &code)
 
 // The serial server and a power supply in recovery mode cannot say what they are; all others are asked
 // before anything is sent to them.
-bool firmwareUpgrade::updateByCode()
+firmwareUpgrade::Outcome firmwareUpgrade::updateByCode()
 {
+    const auto ended = [](bool completed) { return completed ? Outcome::Completed : Outcome::Failed; };
     if (devicecatalogue::is4100(currentCode)) {
-        return updateRovanFirmware();
+        return ended(updateRovanFirmware());
     }
     if (devicecatalogue::is1F80(currentCode)) {
-        return updatePowerSupply(0);
+        return ended(updatePowerSupply(0));
     }
-    return checkVersion() && dispatch();
+    return checkVersion() ? ended(dispatch()) : Outcome::Unanswered;
 }
 
 bool firmwareUpgrade::checkVersion()
