@@ -1,7 +1,6 @@
 #include "firmwareupgrade.h"
 
 #include "dspprogmode.h"
-#include "parsehex.h"
 #include "sendfirmware.h"
 #include "xportconfiguration.h"
 
@@ -139,8 +138,9 @@ bool firmwareUpgrade::updateRovanFirmware()
     }
     onPrintMessage(QStringLiteral("The '%1' will be programmed...").arg(QLatin1String(target->description)));
     // Asked now, while the instrument still runs its old firmware undisturbed.
-    if (!ParseHex::holdsProgram(firmwareFile)) {
-        onErrorDetected(QStringLiteral("ERROR: Parsing Failed!"));
+    const QString objection = SendFirmware::objectionTo(firmwareFile);
+    if (!objection.isEmpty()) {
+        onErrorDetected(objection);
         return false;
     }
     if (!setBaudrate(programmingBaudrate, Interruption::Honoured) ||
