@@ -27,6 +27,7 @@ private slots:
     void faultAfterTheEraseIsNoSuccess_data();
     void faultAfterTheEraseIsNoSuccess();
     void baudrateThatIsNotTakenIsTold();
+    void refusedWayBackIsNoSuccess();
     void nobodyThere();
     void interruptionBeforeTheEraseIsHonoured_data();
     void interruptionBeforeTheEraseIsHonoured();
@@ -290,6 +291,17 @@ void TestRovanUpdate::baudrateThatIsNotTakenIsTold()
     QVERIFY2(warnings.first().contains(QLatin1String("38400")), qPrintable(warnings.first()));
     // The line is still at 921600, so the boot loader cannot lock.
     verifyFailed(record, {QStringLiteral("ERROR: autobaud failed!")});
+}
+
+// At 38400 baud nothing reaches the DSP that starts again at 921600: no success, whatever its flash holds.
+void TestRovanUpdate::refusedWayBackIsNoSuccess()
+{
+    startLab(R"({"faults":{"refusedBaudrate":921600}})");
+    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
+    verifyFailed(record, {QStringLiteral("ERROR: Set Baudrate failed!")});
+    QVERIFY(record.log.contains(QStringLiteral("Writing completed!")));
+    QVERIFY(record.log.at(record.log.size() - 2).startsWith(QLatin1String("WARNING:")));
+    QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 38400);
 }
 
 void TestRovanUpdate::nobodyThere()

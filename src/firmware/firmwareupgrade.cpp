@@ -205,7 +205,10 @@ bool firmwareUpgrade::setBaudrate(int baud, Interruption interruption)
     xPortConfiguration configuration(nullptr, interruption, pacing, ports);
     follow(configuration);
     onPrintMessage(QStringLiteral("Set Baudrate to %1...").arg(baud));
-    if (configuration.setBaudrate(currentIp, baud)) {
+    // Whether the slow rate was taken shows at the boot loader, before anything is erased. Nothing is asked
+    // of the DSP after the way back, which would end in success with a DSP that nobody can reach.
+    if (configuration.setBaudrate(currentIp, baud) &&
+        !(baud == normalBaudrate && configuration.rateRefused())) {
         return true;
     }
     onErrorDetected(waits::interrupted(interruption) ? waits::timedOutText()
