@@ -1,48 +1,13 @@
-#include "firmwareupgrade.h"
+#include "imagerun.h"
 #include "labprocess.h"
 #include "labroom.h"
-#include "quickpacing.h"
 #include "updateroom.h"
 
-#include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
-namespace {
-
-constexpr int runTimeoutMs = 60000;
-
-struct Run
-{
-    QStringList log;
-    QVector<int> progress;
-    QVector<qint64> progressMs; // when, counted from the start
-    int completed = 0;
-    int failed = 0;
-    bool ended = false;
-};
-
-Pacing imagePacing()
-{
-    Pacing pacing = quickPacing();
-    pacing.commandAnswer = std::chrono::milliseconds(1500);
-    pacing.eraseAnswer = std::chrono::milliseconds(1500);
-    pacing.imageAnswer = std::chrono::milliseconds(2500);
-    return pacing;
-}
-
-Device_t device(const QString &code)
-{
-    Device_t record;
-    record[Code] = code;
-    record[Ip] = updateroom::address();
-    return record;
-}
-
-} // namespace
+using imagerun::Run;
 
 // The worker with power supplies and beamline instruments of the lab: dialogue, faults at every step,
 // and what the instrument holds afterwards.
@@ -61,19 +26,15 @@ private slots:
     void uselessFilesReachNobody();
     void othersAreRefused_data();
     void othersAreRefused();
-    void runsWithoutWork_data();
-    void runsWithoutWork();
-    void selectedFirstThenManual();
     void stopIsHonouredUntilTheImageBegins_data();
     void stopIsHonouredUntilTheImageBegins();
 
 private:
-    Run run(const QList<bool> &selected, const QList<Device_t> &devices, const QString &path,
-            const QString &manualIp = {}, const QString &stopAt = {}, int rows = -1) const;
-    Run update(const QString &code, const QString &stopAt = {}) const
+    Run run(const QString &code, const QString &file, const QString &stopAt = {})
     {
-        return run({true}, {device(code)}, path, {}, stopAt);
+        return imagerun::run({{true}, {imagerun::device(code)}, file, {}, stopAt});
     }
+    Run update(const QString &code, const QString &stopAt = {}) { return run(code, path, stopAt); }
 
     QTemporaryDir folder;
     QString path;
@@ -87,43 +48,6 @@ void TestImageUpdate::initTestCase()
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(image), qint64{image.size()});
-}
-
-Run TestImageUpdate::run(const QList<bool> &selected, const QList<Device_t> &devices, const QString &file,
-                         const QString &manualIp, const QString &stopAt, int rows) const
-{
-    Run seen;
-    QElapsedTimer clock;
-    clock.start();
-    firmwareUpgrade worker(file, rows < 0 ? devices.size() : rows, selected, devices, manualIp, nullptr,
-                           imagePacing());
-    connect(&worker, &firmwareUpgrade::signalPrintMessage, this,
-            [&](const QString &line, bool) { seen.log.append(line); });
-    // On the worker's own thread, so that the request comes before its next step.
-    connect(
-        &worker, &firmwareUpgrade::signalPrintMessage, &worker,
-        [&](const QString &line, bool) {
-            if (!stopAt.isEmpty() && line.startsWith(stopAt)) {
-                worker.requestInterruption();
-            }
-        },
-        Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, this, [&](int value) {
-        seen.progress.append(value);
-        seen.progressMs.append(clock.elapsed());
-    });
-    connect(&worker, &firmwareUpgrade::signalProcedureCompleted, this, [&] { ++seen.completed; });
-    connect(&worker, &firmwareUpgrade::signalErrorDetected, this, [&] { ++seen.failed; });
-    // A queued call from the worker to the loop is an order of events that the thread sanitizer sees.
-    QEventLoop loop;
-    connect(&worker, &QThread::finished, &loop, [&] {
-        seen.ended = true;
-        loop.quit();
-    });
-    QTimer::singleShot(runTimeoutMs, &loop, &QEventLoop::quit);
-    worker.start();
-    loop.exec();
-    return seen;
 }
 
 void TestImageUpdate::writesTheImage_data()
@@ -168,15 +92,18 @@ void TestImageUpdate::writesTheImage()
     const Run seen = this->update(code);
     QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QVERIFY(updateroom::storedIs(lab, image));
-    QStringList lines;
-    for (const QJsonObject &event : lab.events(QStringLiteral("lineReceived"))) {
-        lines.append(event.value(QLatin1String("line")).toString());
-    }
+    const QStringList lines = imagerun::linesOf(lab);
     QCOMPARE(lines.first(), QStringLiteral("VER"));
     QVERIFY2(lines.contains(question), qPrintable(lines.join(QLatin1Char(' '))));
     QVERIFY(seen.log.filter(QStringLiteral("Device name: ")).size() == 1);
     QCOMPARE(!seen.log.filter(QStringLiteral("DC-Link: ")).isEmpty(),
              question.startsWith(QLatin1String("MR")));
+
+    // What a power supply says about it is told.
+    const bool talks = question.startsWith(QLatin1String("MR"));
+    QCOMPARE(seen.log.contains(QStringLiteral("Receiving firmware")), talks);
+    QCOMPARE(seen.log.filter(QStringLiteral(" bytes received")).size(), talks ? 2 : 0);
+    QCOMPARE(seen.log.contains(QStringLiteral("Storing firmware")), talks);
 
     // One step at a time from 0 to 95, and 100 as the last word.
     QCOMPARE(seen.progress.first(), 0);
@@ -200,7 +127,7 @@ void TestImageUpdate::progressFollowsTheInstrument()
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(updateroom::firmware(size)), qint64{size});
     file.close();
-    const Run seen = run({true}, {device(QStringLiteral("1100"))}, file.fileName());
+    const Run seen = run(QStringLiteral("1100"), file.fileName());
     QCOMPARE(seen.completed, 1);
     // From the first step to the one at half of the image.
     const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);
@@ -232,7 +159,7 @@ void TestImageUpdate::faultsEndTheRun_data()
     row("image refused", supply, R"({"nakAt":"image","nakText":"bad checksum"})", "1100",
         "ERROR: bad checksum", true);
     row("image silent", supply, R"({"silentAt":"image"})", "1100", "ERROR: No answer to the firmware!", true);
-    row("image cut", supply, R"({"cutAfterBytes":40000})", "1100", "ERROR: ", true);
+    row("image cut", supply, R"({"cutAfterBytes":40000})", "1100", "ERROR: writing failed!", true);
     row("erase refused", pico, R"({"nakAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
     row("erase silent", pico, R"({"silentAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
     row("second erase refused", pico, R"({"nakAt":"EPCSER:1"})", "2100", "ERROR: Flash Erase failed!", false);
@@ -256,8 +183,15 @@ void TestImageUpdate::faultsEndTheRun()
     const Run seen = this->update(code);
     QVERIFY(seen.ended);
     QVERIFY2(seen.completed == 0 && seen.failed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QVERIFY2(seen.log.last().startsWith(error), qPrintable(seen.log.last()));
+    QCOMPARE(seen.log.last(), error);
+    QCOMPARE(seen.progress.value(0, -1), 0);
     QVERIFY(!seen.progress.contains(100));
+    // A refused question is the last thing that the instrument hears.
+    const QString refused =
+        labroom::object(update.toLatin1().constData()).value(QLatin1String("nakAt")).toString();
+    if (refused != QLatin1String("image") && !refused.isEmpty()) {
+        QCOMPARE(imagerun::linesOf(lab).last(), refused);
+    }
     if (untouched) {
         QCOMPARE(updateroom::imageIn(lab), before);
     }
@@ -284,7 +218,7 @@ void TestImageUpdate::uselessFilesReachNobody()
     LabProcess lab;
     QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::powerSupply))})),
              qPrintable(lab.errorText()));
-    const Run seen = run({true}, {device(QStringLiteral("1F80"))}, useless);
+    const Run seen = run(QStringLiteral("1F80"), useless);
     QCOMPARE(seen.failed, 1);
     QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Please select a valid firmware!"));
     QVERIFY(lab.events(QStringLiteral("connected")).isEmpty());
@@ -317,43 +251,6 @@ void TestImageUpdate::othersAreRefused()
              QStringList({QStringLiteral("Try to connect..."), QStringLiteral("Device Connected!"),
                           QStringLiteral("Check version..."), error}));
     QVERIFY(lab.events(QStringLiteral("lineReceived")).isEmpty());
-}
-
-void TestImageUpdate::runsWithoutWork_data()
-{
-    QTest::addColumn<QList<bool>>("selected");
-    QTest::addColumn<int>("known");
-    QTest::addColumn<int>("rows");
-    QTest::newRow("nothing selected") << QList<bool>{false, false} << 2 << 2;
-    QTest::newRow("no flags") << QList<bool>{} << 2 << 2;
-    QTest::newRow("more flags than devices") << QList<bool>{false, false, true} << 2 << 3;
-    QTest::newRow("no devices") << QList<bool>{true} << 0 << 1;
-    QTest::newRow("beyond the rows") << QList<bool>{false, true} << 2 << 1;
-}
-
-void TestImageUpdate::runsWithoutWork()
-{
-    QFETCH(QList<bool>, selected);
-    QFETCH(int, known);
-    QList<Device_t> devices;
-    for (int i = 0; i < known; ++i) {
-        devices.append(device(QStringLiteral("1100")));
-    }
-    QFETCH(int, rows);
-    const Run seen = run(selected, devices, path, {}, {}, rows);
-    QVERIFY(seen.ended);
-    QVERIFY(seen.log.isEmpty() && seen.completed == 0 && seen.failed == 0);
-}
-
-void TestImageUpdate::selectedFirstThenManual()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::powerSupply))})),
-             qPrintable(lab.errorText()));
-    const Run seen = run({true}, {device(QStringLiteral("1100"))}, path, updateroom::address());
-    QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QCOMPARE(lab.events(QStringLiteral("imageStored")).size(), 2);
-    QCOMPARE(seen.log.filter(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ===")).size(), 2);
 }
 
 void TestImageUpdate::stopIsHonouredUntilTheImageBegins_data()

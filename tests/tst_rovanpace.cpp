@@ -48,7 +48,8 @@ void TestRovanPace::realPace()
     QCOMPARE(driver.ask("MVER"), QByteArray("#MVER:ROVAN-MOTOR:x:1.07\r\n"));
 
     // What the dialogue cannot be quicker than. In each of the two menu sessions every typed line is
-    // followed by one silence, and one more comes before the first.
+    // followed by one silence, save for the last, after which the module hangs up, and one comes before
+    // the first.
     int sessions = 0;
     for (const QJsonObject &event : driver.lab.events(QStringLiteral("connected"))) {
         sessions += event.value(QLatin1String("port")).toInt() == setupPort ? 1 : 0;
@@ -56,12 +57,12 @@ void TestRovanPace::realPace()
     const int lines = countIn(driver.lab.events(QStringLiteral("setupReceived")), "bytes", "0d0a");
     const int pages = driver.lab.events(QStringLiteral("pageWritten")).size();
     QCOMPARE(sessions, 2);
-    const double imposed = lines * (menuKeyS + menuSilenceS) +
-                           sessions * (menuSilenceS + menuStoreS + channelRestartS) + 2 * tunnelSettleS +
-                           bootSilenceS + deviceEraseS + eraseSilenceS + pages * pageS;
+    const double imposed = lines * (menuKeyS + menuSilenceS) + sessions * (menuStoreS + channelRestartS) +
+                           2 * tunnelSettleS + bootSilenceS + deviceEraseS + eraseSilenceS + pages * pageS;
     const double taken = static_cast<double>(record.milliseconds) / 1000;
     qInfo("The update took %.1f s, the waits that it must keep are %.1f s: %+.1f %%", taken, imposed,
           100 * (taken / imposed - 1));
+    QVERIFY(taken >= imposed);
 }
 
 QTEST_GUILESS_MAIN(TestRovanPace)

@@ -27,6 +27,7 @@ private slots:
     void faultAfterTheEraseIsNoSuccess_data();
     void faultAfterTheEraseIsNoSuccess();
     void baudrateThatIsNotTakenIsTold();
+    void refusedWayBackIsNoSuccess();
     void nobodyThere();
     void interruptionBeforeTheEraseIsHonoured_data();
     void interruptionBeforeTheEraseIsHonoured();
@@ -41,6 +42,8 @@ private:
 
     std::unique_ptr<MotorUpdate> driver;
 };
+
+using Blocks = QVector<QPair<quint32, QByteArray>>;
 
 namespace {
 
@@ -173,27 +176,35 @@ void TestRovanUpdate::unusualModulesAreProgrammedToo()
 void TestRovanUpdate::refusedFileTouchesNothing_data()
 {
     QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("empty");
+    QTest::addColumn<Blocks>("blocks");
     QTest::addColumn<QString>("error");
+    const Blocks fitting = MotorUpdate::program();
+    const QByteArray page(512, 'x');
     const QString wrong = QStringLiteral("ERROR: wrong Firmware!");
-    QTest::newRow("another name") << QStringLiteral("Firmware.hex") << false << wrong;
-    QTest::newRow("lower case") << QStringLiteral("rovan_motor_control_dsp.hex") << false << wrong;
-    QTest::newRow("no data record") << QString::fromLatin1(controlFile) << true
-                                    << QStringLiteral("ERROR: Parsing Failed!");
+    QTest::newRow("another name") << QStringLiteral("Firmware.hex") << fitting << wrong;
+    QTest::newRow("lower case") << QStringLiteral("rovan_motor_control_dsp.hex") << fitting << wrong;
+    const auto row = [](const char *name, const Blocks &blocks, const char *error) {
+        QTest::newRow(name) << QString::fromLatin1(controlFile) << blocks << QString::fromLatin1(error);
+    };
+    const char outside[] = "ERROR: address are outside the programmable address range";
+    row("no data record", {}, "ERROR: Parsing Failed!");
+    row("nothing in range", {{0x1000, page}}, outside);
+    row("word before the range", {{0x3e7fff, page}}, outside);
+    row("word behind the range", {{0x3f8f01, page}}, outside);
+    row("one block of several", fitting + Blocks{{0x3f9000, page}}, outside);
+    row("block beyond the last page", {{0x3f8e00, page + page + page}}, outside);
 }
 
 void TestRovanUpdate::refusedFileTouchesNothing()
 {
     QFETCH(QString, name);
-    QFETCH(bool, empty);
+    QFETCH(Blocks, blocks);
     QFETCH(QString, error);
     startLab();
-    const auto blocks = empty ? QVector<QPair<quint32, QByteArray>>() : MotorUpdate::program();
     const UpdateRecord record = driver->run(driver->file(name.toLatin1().constData(), blocks), labPacing());
     verifyFailed(record, {error});
     driver->state(); // a connection would have been reported before this
-    QVERIFY(driver->lab.events(QStringLiteral("setupConnected")).isEmpty());
-    QVERIFY(driver->lab.events(QStringLiteral("tunnelConnected")).isEmpty());
+    QVERIFY(driver->lab.events(QStringLiteral("connected")).isEmpty());
 }
 
 void TestRovanUpdate::faultBeforeTheEraseLeavesTheFlash_data()
@@ -282,6 +293,17 @@ void TestRovanUpdate::baudrateThatIsNotTakenIsTold()
     verifyFailed(record, {QStringLiteral("ERROR: autobaud failed!")});
 }
 
+// At 38400 baud nothing reaches the DSP that starts again at 921600: no success, whatever its flash holds.
+void TestRovanUpdate::refusedWayBackIsNoSuccess()
+{
+    startLab(R"({"faults":{"refusedBaudrate":921600}})");
+    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
+    verifyFailed(record, {QStringLiteral("ERROR: Set Baudrate failed!")});
+    QVERIFY(record.log.contains(QStringLiteral("Writing completed!")));
+    QVERIFY(record.log.at(record.log.size() - 2).startsWith(QLatin1String("WARNING:")));
+    QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 38400);
+}
+
 void TestRovanUpdate::nobodyThere()
 {
     const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
@@ -291,12 +313,11 @@ void TestRovanUpdate::nobodyThere()
 void TestRovanUpdate::interruptionBeforeTheEraseIsHonoured_data()
 {
     QTest::addColumn<QString>("line");
-    QTest::addColumn<QByteArray>("motor");
-    QTest::newRow("at the start") << QStringLiteral(" ===") << QByteArray("{}");
-    QTest::newRow("in the menu") << QStringLiteral("Set Baudrate to 38400") << QByteArray("{}");
-    QTest::newRow("at the pins") << QStringLiteral("Set GPIO") << QByteArray("{}");
-    QTest::newRow("at the boot loader") << QStringLiteral("Load Bootloader") << QByteArray("{}");
-    QTest::newRow("before the erase") << QStringLiteral("Program...") << QByteArray("{}");
+    QTest::newRow("at the start") << QStringLiteral(" ===");
+    QTest::newRow("in the menu") << QStringLiteral("Set Baudrate to 38400");
+    QTest::newRow("at the pins") << QStringLiteral("Set GPIO");
+    QTest::newRow("at the boot loader") << QStringLiteral("Load Bootloader");
+    QTest::newRow("before the erase") << QStringLiteral("Program...");
 }
 
 void TestRovanUpdate::interruptionBeforeTheEraseIsHonoured()

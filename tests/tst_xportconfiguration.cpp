@@ -111,6 +111,7 @@ void TestXPortConfiguration::wholeDialogue()
     const QSignalSpy steps(&configuration, &xPortConfiguration::signalIncreaseProgressBar);
     const QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
     QVERIFY(configuration.setBaudrate(loopback, 921600));
+    QVERIFY(!configuration.rateRefused());
     QTRY_COMPARE(module.received(), "\r\n1\r\n921600\r\n" + QByteArray("\r\n").repeated(prompts) + "9\r\n");
     QCOMPARE(steps.count(), 5 + prompts); // one of them for the exchange that types nothing
     QCOMPARE(lines.count(), 0);
@@ -133,14 +134,17 @@ void TestXPortConfiguration::bannerInTwoPieces()
 void TestXPortConfiguration::refusedRateIsToldOnce_data()
 {
     QTest::addColumn<QByteArray>("refusal");
-    QTest::newRow("not in its list") << newline + "Invalid Baudrate !!!" + baudPrompt;
-    QTest::newRow("too fast") << QByteArray(
-        "\r\nRequires CPU high performance!\r\nEnable High Performance (N) ? ");
+    QTest::addColumn<bool>("asksAgain");
+    const QByteArray tooFast = "\r\nRequires CPU high performance!\r\nEnable High Performance (N) ? ";
+    QTest::newRow("not in its list") << newline + "Invalid Baudrate !!!" + baudPrompt << true;
+    QTest::newRow("too fast") << tooFast + baudPrompt << true;
+    QTest::newRow("too fast, and made faster") << tooFast << false;
 }
 
 void TestXPortConfiguration::refusedRateIsToldOnce()
 {
     QFETCH(QByteArray, refusal);
+    QFETCH(bool, asksAgain);
     const ScriptedPeer module([&refusal](Connection &connection) {
         connection.send(banner);
         answer(connection, {menu, baudPrompt, refusal, refusal, newline + "I/F Mode (4C) ? ", menu, stored});
@@ -149,6 +153,7 @@ void TestXPortConfiguration::refusedRateIsToldOnce()
                                      setupPort(module.port()));
     QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
     QVERIFY(configuration.setBaudrate(loopback, 123456));
+    QCOMPARE(configuration.rateRefused(), asksAgain);
     QCOMPARE(lines.count(), 1);
     const QString line = lines.first().first().toString();
     QVERIFY2(line.startsWith(QLatin1String("WARNING:")) && line.contains(QLatin1String("123456")),

@@ -1,13 +1,18 @@
 #include "beamlineupdate.h"
 
+#include "imagesender.h"
+
 namespace {
 
 constexpr int sectorBytes = 64 * 1024;
 constexpr int pieceBytes = 256;
 
-bool isAcknowledged(const QString &answer)
+ImageSender::Said meaningOf(const QByteArray &line)
 {
-    return answer.contains(QLatin1String("ACK")) && !answer.contains(QLatin1String("NAK"));
+    if (line.contains("NAK")) {
+        return ImageSender::Said::Refusal;
+    }
+    return line.contains("ACK") ? ImageSender::Said::Consent : ImageSender::Said::Nothing;
 }
 
 } // namespace
@@ -45,29 +50,34 @@ bool BeamlineUpdate::erase(int imageBytes)
     emit signalPrintMessage(QStringLiteral("Erasing Strimo memory..."));
     const int sectors = (imageBytes + sectorBytes - 1) / sectorBytes;
     for (int sector = 0; sector < sectors; ++sector) {
-        const QByteArray command = "EPCSER:" + QByteArray::number(sector) + '\r';
-        if (!isAcknowledged(m_link.ask(command, m_pacing.eraseAnswer, Interruption::Ignored))) {
+        if (!isTaken("EPCSER:" + QByteArray::number(sector) + '\r')) {
             return fail(QStringLiteral("ERROR: Flash Erase failed!"));
         }
     }
     return true;
 }
 
+// A refusal that comes behind the answer to the last command ends the update as well.
+bool BeamlineUpdate::isTaken(const QByteArray &command)
+{
+    m_link.receive();
+    while (const auto late = m_link.takeLine()) {
+        if (meaningOf(*late) == ImageSender::Said::Refusal) {
+            return false;
+        }
+    }
+    const QString answer = m_link.ask(command, m_pacing.eraseAnswer, Interruption::Ignored);
+    return meaningOf(answer.toLatin1()) == ImageSender::Said::Consent;
+}
+
 bool BeamlineUpdate::write(const QByteArray &image)
 {
-    const QString ready =
-        m_link.ask(QByteArrayLiteral("EPCSWR\r"), m_pacing.eraseAnswer, Interruption::Ignored);
-    if (!isAcknowledged(ready)) {
+    if (!isTaken(QByteArrayLiteral("EPCSWR\r"))) {
         return fail(QStringLiteral("ERROR: writing failed!"));
     }
-    ImageProgress progress(image.size());
-    const bool sent = m_link.sendImage(image, pieceBytes, [this, &progress](int taken) {
-        for (int step = progress.stepsAt(taken); step > 0; --step) {
-            emit signalIncreaseProgressBar();
-        }
-        return true;
-    });
-    const auto verdict = sent ? m_link.nextLine(m_pacing.imageAnswer, Interruption::Ignored) : std::nullopt;
-    return (verdict && isAcknowledged(QString::fromLatin1(*verdict))) ||
+    ImageSender sender(m_link, m_pacing,
+                       {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
+                        [this] { emit signalIncreaseProgressBar(); }});
+    return sender.send(image) == ImageSender::Outcome::Consent ||
            fail(QStringLiteral("ERROR: writing failed!"));
 }

@@ -37,6 +37,7 @@ signals:
 private:
     bool fail(const QString &error);
     bool erase(int imageBytes);
+    bool isTaken(const QByteArray &command);
     bool write(const QByteArray &image);
 
     Pacing m_pacing;

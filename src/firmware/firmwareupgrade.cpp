@@ -1,7 +1,6 @@
 #include "firmwareupgrade.h"
 
 #include "dspprogmode.h"
-#include "parsehex.h"
 #include "sendfirmware.h"
 #include "xportconfiguration.h"
 
@@ -68,16 +67,25 @@ firmwareUpgrade::~firmwareUpgrade()
     wait();
 }
 
+// An update that has failed leaves the manual address its turn; an instrument that could not be asked what
+// it is, or a request to stop, ends the run.
 void firmwareUpgrade::run()
 {
     errorFlag = false;
-    Outcome outcome = updateSelected();
-    if (outcome != Outcome::Failed && !manualAddress.isEmpty()) {
-        outcome = updateManual();
+    const Outcome selected = updateSelected();
+    Outcome outcome = selected;
+    const bool stopped = selected == Outcome::Failed && waits::interrupted(Interruption::Honoured);
+    if (selected != Outcome::Unanswered && !stopped && !manualAddress.isEmpty()) {
+        const Outcome manual = updateManual();
+        outcome = selected == Outcome::Failed ? selected : manual;
     }
     if (outcome == Outcome::Completed) {
+        // All of a run is done at once: the bar has not been there yet, save for a motor driver.
+        if (progress != allDone) {
+            setProgress(allDone);
+        }
         emit signalProcedureCompleted();
-    } else if (outcome == Outcome::Failed) {
+    } else if (outcome != Outcome::NothingToDo) {
         emit signalErrorDetected();
     }
 }
@@ -90,15 +98,15 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
     }
     currentCode = deviceList[index][DeviceField::Code];
     currentIp = deviceList[index][DeviceField::Ip];
-    printHeader();
+    begin();
     emit signalRemoveSelectedDevice(index);
-    return updateByCode() ? Outcome::Completed : Outcome::Failed;
+    return updateByCode();
 }
 
 firmwareUpgrade::Outcome firmwareUpgrade::updateManual()
 {
     currentIp = manualAddress;
-    printHeader();
+    begin();
     return updatePowerSupply(0) ? Outcome::Completed : Outcome::Failed;
 }
 
@@ -109,8 +117,10 @@ int firmwareUpgrade::firstSelected() const
     return index < known ? index : -1;
 }
 
-void firmwareUpgrade::printHeader()
+// Nothing on the page is left to tell of the instrument before, whatever becomes of this one.
+void firmwareUpgrade::begin()
 {
+    setProgress(0);
     onPrintMessage(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ==="));
     onPrintMessage(QStringLiteral("Device IP: ") + currentIp);
     onPrintMessage(QStringLiteral("Firmware : ") + firmwareFile);
@@ -120,7 +130,6 @@ void firmwareUpgrade::printHeader()
 // they are then: nothing here could tell a state that is better.
 bool firmwareUpgrade::updateRovanFirmware()
 {
-    setProgress(0);
     onPrintMessage(QStringLiteral("Update Rovan-Motor Firmware:"));
     const Target *target = targetOf(firmwareFile);
     if (target == nullptr) {
@@ -129,8 +138,9 @@ bool firmwareUpgrade::updateRovanFirmware()
     }
     onPrintMessage(QStringLiteral("The '%1' will be programmed...").arg(QLatin1String(target->description)));
     // Asked now, while the instrument still runs its old firmware undisturbed.
-    if (!ParseHex::holdsProgram(firmwareFile)) {
-        onErrorDetected(QStringLiteral("ERROR: Parsing Failed!"));
+    const QString objection = SendFirmware::objectionTo(firmwareFile);
+    if (!objection.isEmpty()) {
+        onErrorDetected(objection);
         return false;
     }
     if (!setBaudrate(programmingBaudrate, Interruption::Honoured) ||
@@ -195,7 +205,10 @@ bool firmwareUpgrade::setBaudrate(int baud, Interruption interruption)
     xPortConfiguration configuration(nullptr, interruption, pacing, ports);
     follow(configuration);
     onPrintMessage(QStringLiteral("Set Baudrate to %1...").arg(baud));
-    if (configuration.setBaudrate(currentIp, baud)) {
+    // Whether the slow rate was taken shows at the boot loader, before anything is erased. Nothing is asked
+    // of the DSP after the way back, which would end in success with a DSP that nobody can reach.
+    if (configuration.setBaudrate(currentIp, baud) &&
+        !(baud == normalBaudrate && configuration.rateRefused())) {
         return true;
     }
     onErrorDetected(waits::interrupted(interruption) ? waits::timedOutText()

@@ -53,13 +53,18 @@ protected:
     void run() override;
 
 private:
-    enum class Outcome { NothingToDo, Completed, Failed };
+    enum class Outcome {
+        NothingToDo,
+        Completed,
+        Failed,
+        Unanswered // failed, and nothing was begun: the instrument did not say what it is
+    };
 
     Outcome updateSelected();
     Outcome updateManual();
     int firstSelected() const;
-    void printHeader();
-    bool updateByCode();
+    void begin();
+    Outcome updateByCode();
     bool checkVersion();
     bool dispatch();
     bool updatePowerSupply(int variant);

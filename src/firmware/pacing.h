@@ -44,6 +44,8 @@ struct Pacing
     milliseconds versionAnswer{2000};    // from the query to the end of the answer
     milliseconds commandAnswer{5000};    // to a command that changes nothing
     milliseconds eraseAnswer{10000};     // for one sector, or for the memory to take the image
+    milliseconds sendingGrace{60000};    // for the sending of an image, besides its bytes' share
+    int slowestBytesPerSecond = 1024;    // over a whole image; a serial line of 38400 baud takes 3840
     milliseconds imageAnswer{30000};     // silence behind the image
     milliseconds longestVerdict{600000}; // however much is said meanwhile
 

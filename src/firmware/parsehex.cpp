@@ -100,13 +100,13 @@ unsigned ParseHex::readData(const QByteArray &text)
     return readLines(buffer);
 }
 
-bool ParseHex::holdsProgram(const QString &path)
+ParseHex::Blocks ParseHex::blocksOf(const QString &path)
 {
     const quint32 before = upperAddress;
     ParseHex trial;
     const bool readable = trial.readFile(path) == accepted;
     upperAddress = before;
-    return readable && trial.records() > 0;
+    return readable ? trial.blocks() : Blocks();
 }
 
 // Works on pieces of the file, so that a huge file of something else is refused at its first
@@ -199,7 +199,7 @@ unsigned ParseHex::parseLine(const char *line, unsigned length)
     }
 }
 
-QPair<QVector<quint32>, QVector<QByteArray>> ParseHex::blocks() const
+ParseHex::Blocks ParseHex::blocks() const
 {
     QVector<quint32> blockAddresses;
     QVector<QByteArray> blockData;

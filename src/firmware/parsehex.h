@@ -26,6 +26,9 @@ public:
     static constexpr unsigned badRecord = 1;
     static constexpr unsigned checksumError = 2;
 
+    // Start addresses in words, and what goes there.
+    using Blocks = QPair<QVector<quint32>, QVector<QByteArray>>;
+
     // Characters of a line, without its end.
     static constexpr int maxLineLength = 128;
 
@@ -45,7 +48,7 @@ public:
 
     // The accepted data as contiguous blocks: start addresses in words, and the bytes that go there.
     // A record at the same address as the one before it is dropped.
-    QPair<QVector<quint32>, QVector<QByteArray>> blocks() const;
+    Blocks blocks() const;
 
     // Data records accepted by the last read.
     qint32 records() const { return recordCount; }
@@ -53,9 +56,12 @@ public:
     // Lines that the last read dropped because of their checksum.
     int droppedLines() const { return dropped; }
 
-    // Does this file read well and hold at least one data record? Leaves the shared upper address as
-    // it was, so that asking does not change what a later read gives.
-    static bool holdsProgram(const QString &path);
+    // The blocks of a file, none when it is unreadable. Leaves the shared upper address as it was, so that
+    // asking does not change what a later read gives.
+    static Blocks blocksOf(const QString &path);
+
+    // Does this file read well and hold at least one data record? Changes nothing either.
+    static bool holdsProgram(const QString &path) { return !blocksOf(path).first.isEmpty(); }
 
 private:
     unsigned readLines(QIODevice &source);

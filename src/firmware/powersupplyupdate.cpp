@@ -1,6 +1,5 @@
 #include "powersupplyupdate.h"
 
-#include <QDeadlineTimer>
 #include <QRegularExpression>
 
 namespace {
@@ -19,8 +18,7 @@ bool PowerSupplyUpdate::program(const QString &host, const QString &filePath, Va
     if (!image) {
         return fail(QStringLiteral("ERROR: Please select a valid firmware!"));
     }
-    m_verdict.clear();
-    if (!prepare(host, variant) || !sendImage(*image) || !takeAnswer()) {
+    if (!prepare(host, variant) || !sendImage(*image)) {
         m_link.close();
         return false;
     }
@@ -64,54 +62,44 @@ bool PowerSupplyUpdate::prepare(const QString &host, Variant variant)
     return !waits::interrupted(rule) || fail(waits::timedOutText());
 }
 
-// The instrument takes the image and talks about it meanwhile. From the first byte on nothing but the
-// instrument itself ends this.
+// From the first byte on nothing but the instrument itself ends this.
 bool PowerSupplyUpdate::sendImage(const QByteArray &image)
 {
-    ImageProgress progress(image.size());
-    const bool sent = m_link.sendImage(image, pieceBytes, [this, &progress](int taken) {
-        for (int step = progress.stepsAt(taken); step > 0; --step) {
-            emit signalIncreaseProgressBar();
-        }
-        while (const auto line = m_link.nextLine(std::chrono::milliseconds(0), Interruption::Ignored)) {
-            takeLine(*line);
-        }
-        return !m_verdict.contains("#NAK"); // nobody sends on into a refusal
-    });
-    return sent || m_verdict.contains("#NAK") || fail(QStringLiteral("ERROR: writing failed!"));
-}
-
-// The instrument has all of it and says whether it will have it.
-bool PowerSupplyUpdate::takeAnswer()
-{
-    const QDeadlineTimer patience(m_pacing.longestVerdict);
-    while (m_verdict.isEmpty() && !patience.hasExpired()) {
-        const auto line = m_link.nextLine(m_pacing.imageAnswer, Interruption::Ignored);
-        if (!line) {
-            break;
-        }
-        takeLine(*line);
-    }
-    if (m_verdict.isEmpty()) {
-        return fail(QStringLiteral("ERROR: No answer to the firmware!"));
-    }
-    const int refusal = m_verdict.indexOf("#NAK");
-    if (refusal < 0) {
+    m_reason = QStringLiteral("Firmware refused!");
+    ImageSender sender(m_link, m_pacing,
+                       {pieceBytes, m_pacing.imageAnswer, m_pacing.longestVerdict,
+                        [this](const QByteArray &line) { return takeLine(line); },
+                        [this] { emit signalIncreaseProgressBar(); }});
+    switch (sender.send(image)) {
+    case ImageSender::Outcome::Consent:
         return true;
+    case ImageSender::Outcome::Refusal:
+        return fail(QStringLiteral("ERROR: ") + m_reason);
+    case ImageSender::Outcome::Lost:
+        return fail(QStringLiteral("ERROR: writing failed!"));
+    case ImageSender::Outcome::Silence:
+        break;
     }
-    const QString reason = QString::fromLatin1(m_verdict.mid(refusal + 4)).trimmed();
-    return fail(QStringLiteral("ERROR: ") + (reason.startsWith(QLatin1Char(':'))
-                                                 ? reason.mid(1).trimmed()
-                                                 : QStringLiteral("Firmware refused!")));
+    return fail(QStringLiteral("ERROR: No answer to the firmware!"));
 }
 
-void PowerSupplyUpdate::takeLine(const QByteArray &line)
+ImageSender::Said PowerSupplyUpdate::takeLine(const QByteArray &line)
 {
     static const QRegularExpression text(QStringLiteral("\\$\\:([^\\n]+)\\n"));
     const QRegularExpressionMatch match = text.match(QString::fromLatin1(line));
     if (match.hasMatch()) {
         emit signalPrintMessage(match.captured(1).trimmed());
-    } else if (m_verdict.isEmpty() && (line.contains("#ACK") || line.contains("#NAK"))) {
-        m_verdict = line;
     }
+    if (line.contains("$:")) {
+        return ImageSender::Said::Nothing;
+    }
+    const int refusal = line.indexOf("#NAK");
+    if (refusal < 0) {
+        return line.contains("#ACK") ? ImageSender::Said::Consent : ImageSender::Said::Nothing;
+    }
+    const QString reason = QString::fromLatin1(line.mid(refusal + 4)).trimmed();
+    if (reason.startsWith(QLatin1Char(':'))) {
+        m_reason = reason.mid(1).trimmed();
+    }
+    return ImageSender::Said::Refusal;
 }

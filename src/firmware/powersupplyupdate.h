@@ -1,5 +1,6 @@
 #pragma once
 
+#include "imagesender.h"
 #include "pacing.h"
 #include "updatelink.h"
 #include "xportports.h"
@@ -44,11 +45,10 @@ private:
     bool failBefore(const QString &error);
     bool prepare(const QString &host, Variant variant);
     bool sendImage(const QByteArray &image);
-    bool takeAnswer();
-    void takeLine(const QByteArray &line);
+    ImageSender::Said takeLine(const QByteArray &line);
 
     Pacing m_pacing;
     XPortPorts m_ports;
     UpdateLink m_link;
-    QByteArray m_verdict; // the line with "#ACK" or "#NAK", once it has come
+    QString m_reason; // for a refusal of the image
 };

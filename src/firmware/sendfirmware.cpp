@@ -45,6 +45,28 @@ QString positiveAnswer()
     return QStringLiteral("ACK\n");
 }
 
+QString outsideText()
+{
+    return QStringLiteral("ERROR: address are outside the programmable address range");
+}
+
+bool isProgrammable(unsigned address)
+{
+    return address >= firstAddress && address <= lastAddress;
+}
+
+// Where the whole pages of a block that starts here have left the programmable words behind.
+unsigned stopOf(unsigned address)
+{
+    return address + (lastAddress - address) / pageWords * pageWords + pageWords;
+}
+
+bool fits(unsigned address, const QByteArray &data)
+{
+    return data.isEmpty() ||
+           (isProgrammable(address) && data.size() <= 2 * static_cast<int>(stopOf(address) - address));
+}
+
 } // namespace
 
 SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts)
@@ -52,6 +74,20 @@ SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPort
 {}
 
 SendFirmware::~SendFirmware() = default;
+
+QString SendFirmware::objectionTo(const QString &hexFilePath)
+{
+    if (!ParseHex::holdsProgram(hexFilePath)) {
+        return QStringLiteral("ERROR: Parsing Failed!");
+    }
+    const ParseHex::Blocks blocks = ParseHex::blocksOf(hexFilePath);
+    for (int i = 0; i < blocks.first.size(); ++i) {
+        if (!fits(blocks.first[i], blocks.second[i])) {
+            return outsideText();
+        }
+    }
+    return {};
+}
 
 void SendFirmware::program(const QString &hexFilePath, const QString &host)
 {
@@ -121,7 +157,7 @@ void SendFirmware::writeMemory(bool writeMode, QTcpSocket *socket)
 {
     emit signalPrintMessage(QStringLiteral("Write memory..."));
     connectionLost = false;
-    const auto blocks = parser ? parser->blocks() : QPair<QVector<quint32>, QVector<QByteArray>>();
+    const auto blocks = parser ? parser->blocks() : ParseHex::Blocks();
     for (int i = 0; i < blocks.first.size() && !connectionLost; ++i) {
         writeBlock(blocks.first[i], blocks.second[i], writeMode, socket);
     }
@@ -133,15 +169,14 @@ void SendFirmware::writeMemory(bool writeMode, QTcpSocket *socket)
 
 void SendFirmware::writeBlock(unsigned address, const QByteArray &data, bool writeMode, QTcpSocket *socket)
 {
-    const QString outside = QStringLiteral("ERROR: address are outside the programmable address range");
     if (data.isEmpty()) {
         return;
     }
-    if (address < firstAddress || address > lastAddress) {
-        emit signalErrorDetected(outside);
+    if (!isProgrammable(address)) {
+        emit signalErrorDetected(outsideText());
         return;
     }
-    const unsigned stopAddress = address + (lastAddress - address) / pageWords * pageWords + pageWords;
+    const unsigned stopAddress = stopOf(address);
     int packets = 0;
     int index = 0; // into the data; runs on across pages
     for (unsigned page = address;;) {
@@ -155,7 +190,7 @@ void SendFirmware::writeBlock(unsigned address, const QByteArray &data, bool wri
             return;
         }
         if (page == stopAddress) {
-            emit signalErrorDetected(outside);
+            emit signalErrorDetected(outsideText());
             return;
         }
     }

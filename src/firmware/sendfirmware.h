@@ -28,6 +28,9 @@ public:
     explicit SendFirmware(QObject *parent = nullptr, const Pacing &pacing = {}, const XPortPorts &ports = {});
     ~SendFirmware() override;
 
+    // Why this file cannot be programmed whole; empty when it can. Nothing is sent for this.
+    static QString objectionTo(const QString &hexFilePath);
+
     // The whole run. Ends early, with an error, while nothing is erased yet and the thread is asked to
     // stop; from the erase packet on it goes through.
     void program(const QString &hexFilePath, const QString &host);

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr int allDone = 100; // of the progress bar
-
 QString unsupportedText(const QString &code)
 {
     return devicecatalogue::isCurrentTransducer(code)
@@ -31,15 +29,16 @@ QByteArray versionQuery(const QString &code)
 
 // The serial server and a power supply in recovery mode cannot say what they are; all others are asked
 // before anything is sent to them.
-bool firmwareUpgrade::updateByCode()
+firmwareUpgrade::Outcome firmwareUpgrade::updateByCode()
 {
+    const auto ended = [](bool completed) { return completed ? Outcome::Completed : Outcome::Failed; };
     if (devicecatalogue::is4100(currentCode)) {
-        return updateRovanFirmware();
+        return ended(updateRovanFirmware());
     }
     if (devicecatalogue::is1F80(currentCode)) {
-        return updatePowerSupply(0);
+        return ended(updatePowerSupply(0));
     }
-    return checkVersion() && dispatch();
+    return checkVersion() ? ended(dispatch()) : Outcome::Unanswered;
 }
 
 bool firmwareUpgrade::checkVersion()
@@ -61,7 +60,8 @@ bool firmwareUpgrade::checkVersion()
         onErrorDetected(unsupportedText(currentCode));
         return false;
     }
-    const QString answer = link.ask(query, pacing.versionAnswer, Interruption::Honoured);
+    const QString answer =
+        link.ask(query, pacing.versionAnswer, Interruption::Honoured, UpdateLink::Unfinished::IsAnswer);
     onPrintMessage(link.close() ? QStringLiteral("Socket closed, continue...")
                                 : QStringLiteral("ERROR: Device still connected"));
     if (waits::interrupted(Interruption::Honoured)) {
@@ -111,17 +111,14 @@ void firmwareUpgrade::followImage(const Procedure &procedure)
 
 bool firmwareUpgrade::updatePowerSupply(int variant)
 {
-    setProgress(0);
     PowerSupplyUpdate update(nullptr, pacing, ports);
     followImage(update);
-    const bool updated =
-        update.program(currentIp, firmwareFile, static_cast<PowerSupplyUpdate::Variant>(variant));
-    return updated && imageDone();
+    const auto kind = static_cast<PowerSupplyUpdate::Variant>(variant);
+    return update.program(currentIp, firmwareFile, kind) && imageDone();
 }
 
 bool firmwareUpgrade::updateBeamline()
 {
-    setProgress(0);
     BeamlineUpdate update(nullptr, pacing, ports);
     followImage(update);
     return update.program(currentIp, firmwareFile) && imageDone();
@@ -135,7 +132,6 @@ void firmwareUpgrade::onImageStep()
 
 bool firmwareUpgrade::imageDone()
 {
-    setProgress(allDone);
     onPrintMessage(QStringLiteral("Done!"));
     return true;
 }

@@ -1,6 +1,5 @@
 #include "updatelink.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QNetworkProxy>
 
@@ -8,13 +7,18 @@
 
 namespace {
 
-constexpr int lastImageStep = 95; // of the progress bar
-
 // The system would take megabytes at once, and the progress and every bound of a wait would count what the
 // instrument has yet to get.
 constexpr int sendBufferBytes = 32 * 1024;
 
 } // namespace
+
+// A socket that fails to write forgets what it has read, so nothing is left in it: the reason for the end
+// of a connection may be among that.
+UpdateLink::UpdateLink(const Pacing &pacing) : m_pacing(pacing)
+{
+    QObject::connect(&m_socket, &QTcpSocket::readyRead, &m_socket, [this] { collect(); });
+}
 
 std::optional<QByteArray> UpdateLink::readImage(const QString &path)
 {
@@ -43,10 +47,13 @@ bool UpdateLink::close()
     return m_socket.state() == QAbstractSocket::UnconnectedState;
 }
 
-QString UpdateLink::ask(const QByteArray &command, std::chrono::milliseconds bound, Interruption rule)
+QString UpdateLink::ask(const QByteArray &command, std::chrono::milliseconds bound, Interruption rule,
+                        Unfinished unfinished)
 {
-    m_received.clear(); // what came unasked is no answer
-    m_socket.readAll();
+    receive();
+    while (takeLine()) { // what came unasked is no answer
+    }
+    m_received.clear();
     if (!send(command)) {
         return {};
     }
@@ -55,10 +62,11 @@ QString UpdateLink::ask(const QByteArray &command, std::chrono::milliseconds bou
            waits::forData(m_socket, std::chrono::milliseconds(deadline.remainingTime()), rule)) {
         collect();
     }
-    const int end = m_received.indexOf('\n');
-    const QByteArray line = end < 0 ? m_received : m_received.left(end);
-    m_received.remove(0, end < 0 ? m_received.size() : end + 1);
-    return QString::fromLatin1(line).trimmed();
+    const bool whole = m_received.contains('\n');
+    if (!whole && unfinished == Unfinished::IsNoAnswer) {
+        return {};
+    }
+    return QString::fromLatin1(whole ? *takeLine() : takeRest()).trimmed();
 }
 
 bool UpdateLink::send(const QByteArray &bytes)
@@ -67,41 +75,41 @@ bool UpdateLink::send(const QByteArray &bytes)
            waits::forWritten(m_socket, m_pacing.written, Interruption::Ignored);
 }
 
-std::optional<QByteArray> UpdateLink::nextLine(std::chrono::milliseconds silence, Interruption rule)
+void UpdateLink::receive()
 {
+    waits::stillConnected(m_socket); // reads
     collect();
-    while (!m_received.contains('\n') && m_received.size() < longestLine && silence.count() > 0 &&
-           waits::forData(m_socket, silence, rule)) {
-        collect();
-    }
+}
+
+std::optional<QByteArray> UpdateLink::takeLine()
+{
     const int end = m_received.indexOf('\n');
-    if (end < 0) {
+    if (end < 0 && m_received.size() < longestLine) {
         return {};
     }
-    const QByteArray line = m_received.left(end + 1);
-    m_received.remove(0, end + 1);
+    const QByteArray line = end < 0 ? m_received : m_received.left(end + 1);
+    m_received.remove(0, line.size());
+    collect();
     return line;
 }
 
-bool UpdateLink::sendImage(const QByteArray &image, int pieceSize,
-                           const std::function<bool(int taken)> &afterPiece)
+std::optional<QByteArray> UpdateLink::nextLine(std::chrono::milliseconds silence,
+                                               const QDeadlineTimer &deadline)
 {
-    for (int taken = 0; taken < image.size(); taken += pieceSize) {
-        const int size = std::min(pieceSize, image.size() - taken);
-        if (!send(QByteArray::fromRawData(image.constData() + taken, size)) || !afterPiece(taken + size)) {
-            return false;
-        }
+    receive();
+    auto line = takeLine();
+    while (!line && !deadline.hasExpired() &&
+           waits::forData(m_socket, std::min(silence, std::chrono::milliseconds(deadline.remainingTime())),
+                          Interruption::Ignored)) {
+        collect();
+        line = takeLine();
     }
-    return true;
+    return line;
 }
 
 void UpdateLink::collect()
 {
-    m_received += m_socket.read(longestLine - std::min(longestLine, m_received.size()));
-}
-
-int ImageProgress::stepsAt(int taken)
-{
-    const int due = static_cast<int>(qint64(lastImageStep) * taken / m_bytes);
-    return due - std::exchange(m_steps, due);
+    if (m_socket.isOpen()) {
+        m_received += m_socket.read(longestLine - std::min(longestLine, m_received.size()));
+    }
 }

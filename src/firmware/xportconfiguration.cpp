@@ -16,6 +16,8 @@ const char baudratePrompt[] = "Baudrate";
 const char channelItem[] = "1";
 const char saveItem[] = "9";
 
+const char rateQuestion[] = "Baudrate ("; // with what it is now
+
 // What the module says instead of taking a rate. It asks for the rate again, the next Enter keeps the
 // old one, and the rest of the menu looks as if all were well.
 constexpr const char *refusals[] = {"Invalid Baudrate !!!", "Requires CPU high performance!"};
@@ -35,6 +37,7 @@ xPortConfiguration::~xPortConfiguration()
 bool xPortConfiguration::setBaudrate(const QString &host, int baud)
 {
     baudRate = QByteArray::number(baud);
+    warned = false;
     refused = false;
     if (!connectTo(host)) {
         return false;
@@ -110,7 +113,7 @@ void xPortConfiguration::readAnswer()
         }
     }
     qCDebug(lcFirmware) << "menu >" << received;
-    warnIfRefused();
+    lookForRefusal();
 }
 
 // The answer is there, or another Enter may bring it.
@@ -145,13 +148,19 @@ bool xPortConfiguration::exchange(const QByteArray &command, const QByteArray &e
     return true;
 }
 
-void xPortConfiguration::warnIfRefused()
+// A module may take the rate all the same, once it has been asked to run faster: only its asking for the
+// rate again tells that it did not.
+void xPortConfiguration::lookForRefusal()
 {
+    int behind = 0;
     for (const char *refusal : refusals) {
-        if (!refused && received.contains(refusal)) {
-            refused = true;
+        const int at = received.indexOf(refusal);
+        if (!warned && at >= 0) {
+            warned = true;
+            behind = at;
             emit signalPrintMessage(QStringLiteral("WARNING: the XPort does not take %1 baud (%2)")
                                         .arg(QString::fromLatin1(baudRate), QLatin1String(refusal)));
         }
     }
+    refused = refused || (warned && received.indexOf(rateQuestion, behind) >= 0);
 }

@@ -29,6 +29,9 @@ public:
     // module refuses gives true and a warning: the menu goes on with the old one.
     bool setBaudrate(const QString &host, int baud);
 
+    // In the last setBaudrate() the module said that it does not take the rate, and asked for it again.
+    bool rateRefused() const { return refused; }
+
     // Third word of the banner's second line, which is the module's MAC address without separators;
     // empty when the module cannot be reached.
     QString readBannerWord(const QString &host);
@@ -44,7 +47,7 @@ private:
     void readAnswer();
     bool expectText(const QByteArray &text);
     bool exchange(const QByteArray &command, const QByteArray &expected);
-    void warnIfRefused();
+    void lookForRefusal();
 
     QTcpSocket socket;
     bool sendText = false;  // the next command is typed as it stands, else it is a mere Enter
@@ -53,7 +56,8 @@ private:
     QByteArray received;    // what the last read gave
     QByteArray baudRate;    // decimal
 
-    bool refused = false; // the module did not take the rate
+    bool warned = false;  // the module has said that it does not take the rate as it stands
+    bool refused = false; // and has asked for another
     Interruption interruption;
     Pacing pacing;
     XPortPorts ports;

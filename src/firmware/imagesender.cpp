@@ -1,0 +1,88 @@
+#include "imagesender.h"
+
+#include <QDeadlineTimer>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr int lastStep = 95; // of the progress bar
+
+} // namespace
+
+ImageSender::ImageSender(UpdateLink &link, const Pacing &pacing, Dialogue dialogue)
+    : m_link(link),
+      m_grace(pacing.sendingGrace),
+      m_slowest(pacing.slowestBytesPerSecond),
+      m_dialogue(std::move(dialogue))
+{}
+
+ImageSender::Outcome ImageSender::send(const QByteArray &image)
+{
+    // Each piece has a bound of its own; an instrument that just keeps within it every time could hold a
+    // run for days.
+    const QDeadlineTimer deadline(m_grace +
+                                  std::chrono::milliseconds(image.size() * qint64{1000} / m_slowest));
+    for (int taken = 0; taken < image.size();) {
+        if (refused()) {
+            return Outcome::Refusal;
+        }
+        const int size = std::min(m_dialogue.pieceBytes, image.size() - taken);
+        if (deadline.hasExpired() || !m_link.send(QByteArray::fromRawData(image.constData() + taken, size))) {
+            return lost();
+        }
+        taken += size;
+        moveTo(taken, image.size());
+    }
+    return listen();
+}
+
+// Hears what has come so far, without waiting.
+bool ImageSender::refused()
+{
+    m_link.receive();
+    while (const auto line = m_link.takeLine()) {
+        if (m_dialogue.listen(*line) == Said::Refusal) {
+            return true;
+        }
+    }
+    m_begunEarly = m_link.holdsPartOfLine();
+    return false;
+}
+
+// It may have said why before it left.
+ImageSender::Outcome ImageSender::lost()
+{
+    return refused() || m_dialogue.listen(m_link.takeRest()) == Said::Refusal ? Outcome::Refusal
+                                                                              : Outcome::Lost;
+}
+
+ImageSender::Outcome ImageSender::listen()
+{
+    const QDeadlineTimer bound(m_dialogue.bound);
+    while (const auto line = m_link.nextLine(m_dialogue.silence, bound)) {
+        const Said said = m_dialogue.listen(*line);
+        const bool early = std::exchange(m_begunEarly, false);
+        if (said == Said::Refusal || (said == Said::Consent && !early)) {
+            return said == Said::Refusal || refused() ? Outcome::Refusal : Outcome::Consent;
+        }
+    }
+    // Nothing more comes, so a line without its end is all that was meant.
+    const bool connected = m_link.isConnected();
+    const Said said = m_dialogue.listen(m_link.takeRest());
+    if (said == Said::Refusal) {
+        return Outcome::Refusal;
+    }
+    if (said == Said::Consent && !m_begunEarly) {
+        return Outcome::Consent;
+    }
+    return connected ? Outcome::Silence : Outcome::Lost;
+}
+
+void ImageSender::moveTo(qint64 taken, qint64 all)
+{
+    for (const qint64 due = lastStep * taken / all; m_steps < due; ++m_steps) {
+        m_dialogue.step();
+    }
+}
