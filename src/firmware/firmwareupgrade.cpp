@@ -280,13 +280,13 @@ void firmwareUpgrade::onLantronixTimeoutReset()
     channelWaits = 0;
 }
 
-void firmwareUpgrade::onErrorDetected(QString errorMessage)
+void firmwareUpgrade::onErrorDetected(const QString &errorMessage)
 {
     errorFlag = true;
     onPrintMessage(errorMessage);
 }
 
-void firmwareUpgrade::onPrintMessage(QString message)
+void firmwareUpgrade::onPrintMessage(const QString &message)
 {
     emit signalPrintMessage(message, true);
 }

@@ -44,8 +44,8 @@ signals:
 public slots:
     // Called by the helpers of a run, on the run's own thread.
     void onIncreaseProgressBar();
-    void onErrorDetected(QString errorMessage);
-    void onPrintMessage(QString message);
+    void onErrorDetected(const QString &errorMessage);
+    void onPrintMessage(const QString &message);
     void onLantronixTimeout();
     void onLantronixTimeoutReset();
 
