@@ -1,4 +1,4 @@
-#include "markcolours.h"
+#include "cellmarks.h"
 #include "pixels.h"
 
 #include <QApplication>
@@ -169,8 +169,8 @@ void TestStyleSheet::paletteIsTheDocumentedOne()
     const QString table = document.section(QStringLiteral("\n## "), 1, 1);
     QVERIFY(table.startsWith(QLatin1String("Palette")));
     QSet<QString> used = coloursIn(sheet("styleSheet") + sheet("btnSelected"));
-    for (const QRgb drawn :
-         {markcolours::wrong, markcolours::wrongGround, markcolours::shared, markcolours::sharedGround}) {
+    for (const QRgb drawn : {cellmarks::wrong, cellmarks::wrongGround, cellmarks::shared,
+                             cellmarks::sharedGround, cellmarks::focus}) {
         used.insert(QColor(drawn).name());
     }
     const QSet<QString> documented = coloursIn(table);

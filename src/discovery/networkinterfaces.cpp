@@ -1,5 +1,7 @@
 #include "networkinterfaces.h"
 
+#include "literaltext.h"
+#include "tabularfont.h"
 #include "ui_networkinterfaces.h"
 
 #include <QCheckBox>
@@ -36,8 +38,14 @@ QTableWidgetItem *textItem(const QString &text)
 {
     auto *item = new QTableWidgetItem(text);
     item->setTextAlignment(Qt::AlignCenter);
-    // A long name is cut. Qt takes a tool tip for rich text when it looks like it: this one never is.
-    item->setToolTip(QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped()));
+    item->setToolTip(literalText(text)); // a long name is cut
+    return item;
+}
+
+QTableWidgetItem *addressItem(const QString &text)
+{
+    QTableWidgetItem *item = textItem(text);
+    item->setFont(tabularFont());
     return item;
 }
 
@@ -110,8 +118,8 @@ void NetworkInterfaces::addRow(int row, const interfaces_t &interface)
     box->setAccessibleName(interface.name + QLatin1Char(' ') + interface.ip);
     ui->tableNetworks->setCellWidget(row, TickColumn, box);
     ui->tableNetworks->setItem(row, NameColumn, textItem(interface.name));
-    ui->tableNetworks->setItem(row, IpColumn, textItem(interface.ip));
-    ui->tableNetworks->setItem(row, MaskColumn, textItem(interface.netmask));
+    ui->tableNetworks->setItem(row, IpColumn, addressItem(interface.ip));
+    ui->tableNetworks->setItem(row, MaskColumn, addressItem(interface.netmask));
 }
 
 QCheckBox *NetworkInterfaces::tickBox(int row) const

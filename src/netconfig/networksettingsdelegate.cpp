@@ -1,36 +1,28 @@
 #include "networksettingsdelegate.h"
 
-#include "markcolours.h"
+#include "cellmarks.h"
 #include "networksettingsmodel.h"
 #include "spreadsheettext.h"
+#include "tabularfont.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPainter>
 #include <QStyle>
 
 namespace {
 
-constexpr int frameWidth = 2;
 constexpr int longestAddress = 64; // characters; an IPv4 address has 15
 constexpr const char *textBefore = "textBefore";
 
-// Of a cell with a mark; invalid colours for one without.
-struct MarkColours
-{
-    QColor frame;
-    QColor ground;
-};
-
-MarkColours markColours(const QModelIndex &index)
+cellmarks::Colours markColours(const QModelIndex &index)
 {
     switch (index.data(NetworkSettingsModel::MarkRole).toInt()) {
     case NetworkSettingsModel::InvalidMark:
-        return {QColor(markcolours::wrong), QColor(markcolours::wrongGround)};
+        return {QColor(cellmarks::wrong), QColor(cellmarks::wrongGround)};
     case NetworkSettingsModel::SharedMark:
-        return {QColor(markcolours::shared), QColor(markcolours::sharedGround)};
+        return {QColor(cellmarks::shared), QColor(cellmarks::sharedGround)};
     default:
         return {};
     }
@@ -52,17 +44,18 @@ void NetworkSettingsDelegate::initStyleOption(QStyleOptionViewItem *option, cons
 void NetworkSettingsDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
                                     const QModelIndex &index) const
 {
-    QStyledItemDelegate::paint(painter, option, index);
-    const QColor colour = markColours(index).frame;
-    if (!colour.isValid()) {
-        return;
+    QStyleOptionViewItem cell(option);
+    cell.state.setFlag(QStyle::State_HasFocus, false); // the style's own mark would move the text
+    QStyledItemDelegate::paint(painter, cell, index);
+    QRect place = option.rect;
+    if (option.state.testFlag(QStyle::State_HasFocus)) {
+        place = cellmarks::drawFrame(painter, place, cellmarks::focus);
     }
     // A frame besides the ground, which is not seen in a selected cell.
-    const qreal inset = frameWidth / 2.0;
-    painter->save();
-    painter->setPen(QPen(colour, frameWidth));
-    painter->drawRect(QRectF(option.rect).adjusted(inset, inset, -inset, -inset));
-    painter->restore();
+    const QColor mark = markColours(index).frame;
+    if (mark.isValid()) {
+        cellmarks::drawFrame(painter, place, mark);
+    }
 }
 
 QWidget *NetworkSettingsDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &option,
@@ -71,6 +64,7 @@ QWidget *NetworkSettingsDelegate::createEditor(QWidget *parent, const QStyleOpti
     Q_UNUSED(option)
     auto *editor = new QLineEdit(parent);
     editor->setFrame(false);
+    editor->setFont(tabularFont()); // as the cell's text
     editor->setMaxLength(longestAddress);
     editor->setProperty(textBefore, index.data(Qt::EditRole));
     connect(editor, &QLineEdit::textEdited, this, &NetworkSettingsDelegate::onTextEdited);

@@ -1,8 +1,7 @@
 #include "networksettingsmodel.h"
 
 #include "ipv4address.h"
-
-#include <QFont>
+#include "tabularfont.h"
 
 #include <algorithm>
 
@@ -33,7 +32,7 @@ QString sortKey(const QString &text, int column)
 } // namespace
 
 NetworkSettingsModel::NetworkSettingsModel(const QList<QStringList> &rows, QObject *parent)
-    : QAbstractTableModel(parent)
+    : QAbstractTableModel(parent), m_numberFont(tabularFont())
 {
     m_rows.reserve(rows.size());
     for (const QStringList &given : rows) {
@@ -72,9 +71,14 @@ QVariant NetworkSettingsModel::data(const QModelIndex &index, int role) const
     case Qt::ToolTipRole:
         return toolTip(index.row(), index.column());
     case Qt::FontRole: {
-        QFont font;
-        font.setBold(true);
-        return isCellChanged(row, index.column()) ? QVariant(font) : QVariant();
+        if (index.column() == FamilyColumn) {
+            return {};
+        }
+        QFont font = m_numberFont;
+        if (isCellChanged(row, index.column())) {
+            font.setBold(true);
+        }
+        return font;
     }
     case SortRole:
         return sortKey(row.texts.at(index.column()), index.column());

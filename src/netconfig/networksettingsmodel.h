@@ -3,6 +3,7 @@
 #include "networksettingsrow.h"
 
 #include <QAbstractTableModel>
+#include <QFont>
 #include <QHash>
 #include <QVector>
 
@@ -84,6 +85,7 @@ private:
     void judge(int row);
     void countAddress(const QString &text, int change);
 
+    QFont m_numberFont;
     QVector<Row> m_rows;
     QHash<quint32, int> m_addressUses; // how many rows have an IP address
     std::set<int> m_invalidRows;

@@ -3,6 +3,7 @@
 #include "networksettingsdelegate.h"
 #include "networksettingsmodel.h"
 #include "spreadsheettext.h"
+#include "tabularfont.h"
 
 #include <QAction>
 #include <QApplication>
@@ -97,7 +98,7 @@ void NetworkSettingsView::showModel(NetworkSettingsModel *model)
 // number of a thousand characters must not push the addresses out of the window.
 void NetworkSettingsView::fitColumns()
 {
-    QFont bold = font();
+    QFont bold = tabularFont().resolve(font());
     bold.setBold(true);
     const QFontMetrics metrics(bold);
     horizontalHeader()->setSectionResizeMode(FamilyColumn, QHeaderView::Stretch);

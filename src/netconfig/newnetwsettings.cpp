@@ -50,6 +50,7 @@ NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent
     m_ui->tableNetwSettings->showModel(m_model.get());
     connectAll();
     showSending(false);
+    onShowMessage(QString());
     onTableChanged();
 }
 
@@ -257,6 +258,7 @@ void NewNetwSettings::onShowProblem()
 void NewNetwSettings::onShowMessage(const QString &message)
 {
     m_ui->labelStatus->setText(message);
+    m_ui->labelStatus->setVisible(!message.isEmpty());
 }
 
 void NewNetwSettings::onTableChanged()

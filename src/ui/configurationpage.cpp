@@ -1,5 +1,6 @@
 #include "configurationpage.h"
 
+#include "cellmarks.h"
 #include "devicecatalogue.h"
 #include "elidedtooltips.h"
 #include "ipv4address.h"
@@ -10,7 +11,9 @@
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QHeaderView>
+#include <QPainter>
 #include <QSignalBlocker>
+#include <QStyledItemDelegate>
 
 #include <array>
 
@@ -23,6 +26,7 @@ constexpr int dhcpRow = 3;
 constexpr int parameterColumn = 0;
 constexpr int valueColumn = 1;
 constexpr int parameterWidth = 170;
+constexpr int WrongRole = Qt::UserRole; // true where a value cannot be set
 
 constexpr quint32 fixedNetmask = 0xFFFFFF00; // 255.255.255.0
 constexpr quint32 fixedGateway = 0xC0A80001; // 192.168.0.1
@@ -42,7 +46,6 @@ constexpr std::array<Parameter, 4> parameters{{
 
 const QColor lockedColour(128, 128, 128);
 const QColor editableColour(0, 0, 0);
-const QColor wrongColour(0xfd, 0xf1, 0xf0); // a light ground, readable under the text
 
 // These take a new address only; mask and gateway are filled in when the settings are saved.
 bool takesAddressOnly(const QString &code)
@@ -55,6 +58,32 @@ bool isLocked(const QString &code)
     return devicecatalogue::is1F80(code) || devicecatalogue::is2180(code);
 }
 
+class ValueDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        const bool wrong = index.data(WrongRole).toBool();
+        if (wrong) {
+            painter->fillRect(option.rect, QColor(cellmarks::wrongGround));
+        }
+        QStyledItemDelegate::paint(painter, option, index);
+        if (wrong) {
+            cellmarks::drawFrame(painter, option.rect, cellmarks::wrong);
+        }
+    }
+
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                          const QModelIndex &index) const override
+    {
+        QWidget *editor = QStyledItemDelegate::createEditor(parent, option, index);
+        editor->setFont(tabularFont()); // as the cell's text
+        return editor;
+    }
+};
+
 } // namespace
 
 ConfigurationPage::ConfigurationPage(QWidget *parent)
@@ -64,7 +93,9 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    ui->tableDeviceConfig->horizontalHeader()->setTextElideMode(Qt::ElideRight);
     ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    ui->tableDeviceConfig->setItemDelegateForColumn(valueColumn, new ValueDelegate(ui->tableDeviceConfig));
     new ElidedTooltips(ui->tableDeviceConfig);
     connect(ui->saveConfBtn, &QPushButton::released, this, [this] {
         ui->saveConfBtn->setFocus(); // takes over a value that is still being typed, also after Alt+S
@@ -75,6 +106,16 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
 }
 
 ConfigurationPage::~ConfigurationPage() = default;
+
+// With a large text the captions are wider than their column usually is.
+void ConfigurationPage::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    ui->tableDeviceConfig->resizeColumnToContents(parameterColumn);
+    if (ui->tableDeviceConfig->columnWidth(parameterColumn) < parameterWidth) {
+        ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    }
+}
 
 void ConfigurationPage::resetConfigurationTable()
 {
@@ -181,7 +222,7 @@ void ConfigurationPage::checkTypedAddresses()
             continue;
         }
         const bool usable = isUsableIpv4Address(item->text());
-        item->setBackground(usable ? QBrush() : QBrush(wrongColour));
+        item->setData(WrongRole, !usable);
         if (!usable) {
             wrong.append(ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
         }

@@ -52,6 +52,9 @@ signals:
     void saveRequested();
     void dhcpToggled();
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void insertRow(int row);
     void lockCells();

@@ -1,8 +1,8 @@
 #include "infopage.h"
 
 #include "devicetables.h"
+#include "literaltext.h"
 #include "tabularfont.h"
-#include "textresource.h"
 #include "ui_infopage.h"
 
 #include <QHeaderView>
@@ -42,6 +42,7 @@ InfoPage::InfoPage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::I
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     ui->tableInfo->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    ui->tableInfo->horizontalHeader()->setTextElideMode(Qt::ElideRight);
     ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
     ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
 }

@@ -25,8 +25,3 @@ QPixmap logo(int height)
     const QSize drawn = sizes.first();
     return icon.pixmap(height > 0 ? drawn.scaled(drawn.width(), height, Qt::KeepAspectRatio) : drawn);
 }
-
-QString literalText(const QString &text)
-{
-    return QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped());
-}

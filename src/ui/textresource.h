@@ -10,6 +10,3 @@ QString textResource(const QString &path);
 // The maker's logo, as dense as the screen, `height` pixels high or as it was drawn. Null when it cannot be
 // loaded.
 QPixmap logo(int height = 0);
-
-// A tool tip or message that shows `text` as it stands: what came from the network is never markup.
-QString literalText(const QString &text);

@@ -1,6 +1,6 @@
 #include "elidedtooltips.h"
 
-#include "textresource.h"
+#include "literaltext.h"
 
 #include <QAbstractItemView>
 #include <QHelpEvent>

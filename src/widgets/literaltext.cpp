@@ -1,0 +1,6 @@
+#include "literaltext.h"
+
+QString literalText(const QString &text)
+{
+    return QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped());
+}
