@@ -33,12 +33,12 @@ void TestSettingsRange::saysWhyItCannotBeApplied_data()
         QTest::addRow("%s to %s", start, end) << text(start) << text(end) << possible << text(says);
     };
     row("192.168.0.1", "192.168.0.254", true, "254 addresses; a scan takes about 0.2 s.");
-    row("192.168.0", "192.168.0.254", false, "start address is no IPv4 address");
-    row("192.168.0.256", "192.168.0.254", false, "start address is no IPv4 address");
-    row("192.168.000.010", "192.168.0.254", false, "start address is no IPv4 address");
+    row("192.168.0", "192.168.0.254", false, "start address is not an IPv4 address");
+    row("192.168.0.256", "192.168.0.254", false, "start address is not an IPv4 address");
+    row("192.168.000.010", "192.168.0.254", false, "start address is not an IPv4 address");
     row("192.168.0.1", "fe80::1", false, "end address is an IPv6 address");
     row("192.168.0.1", "", false, "end address is missing");
-    row("abc", "", false, "start address is no IPv4 address");
+    row("abc", "", false, "start address is not an IPv4 address");
     row("192.168.0.9", "192.168.0.1", true, "range is empty");
 }
 

@@ -81,5 +81,5 @@ QString RangeSummary::fault(const QString &which, const QString &text)
     if (QHostAddress(text.trimmed()).protocol() == QAbstractSocket::IPv6Protocol) {
         return tr("The %1 address is an IPv6 address; instruments are asked by IPv4.").arg(which);
     }
-    return tr("The %1 address is no IPv4 address; write it like 192.168.0.1.").arg(which);
+    return tr("The %1 address is not an IPv4 address; write it like 192.168.0.1.").arg(which);
 }
