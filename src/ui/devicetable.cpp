@@ -23,7 +23,7 @@ constexpr int pictureSize = 90;
 constexpr int deviceRowHeight = 96;
 
 // Rows are chosen, not cells: the selected row shows where the keyboard is, and a mark around one of its
-// cells would mean nothing.
+// cells would mean nothing. An address that does not fit keeps its end, which tells instruments apart.
 class RowDelegate : public QStyledItemDelegate
 {
 public:
@@ -34,6 +34,9 @@ protected:
     {
         QStyledItemDelegate::initStyleOption(option, index);
         option->state.setFlag(QStyle::State_HasFocus, false);
+        if (index.column() == DeviceTable::IpColumn) {
+            option->textElideMode = Qt::ElideLeft;
+        }
     }
 };
 
@@ -65,6 +68,7 @@ DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent), numberFont(tab
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     horizontalHeader()->setSortIndicatorShown(true);
     horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setTextElideMode(Qt::ElideRight);
 }
 
 void DeviceTable::prepareColumns()
@@ -236,6 +240,10 @@ void DeviceTable::showFamily(const QList<Device_t> &devices, int family)
             const int own = familyOfCode(devices.at(index)[Code]);
             setRowHidden(row, own < 0 || own != family);
         }
+    }
+    // Nobody means an instrument that is out of sight, so the pages must not go on showing it.
+    if (currentRow() >= 0 && isRowHidden(currentRow())) {
+        setCurrentItem(nullptr);
     }
 }
 

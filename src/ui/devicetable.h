@@ -38,7 +38,7 @@ public:
     void untickAll();
 
     // Shows the rows whose family is the filter's entry `family` (0 power supplies, 1 beamline,
-    // 2 current transducers), hides all others.
+    // 2 current transducers), hides all others. A current row that is hidden is current no longer.
     void showFamily(const QList<Device_t> &devices, int family);
     void showFirstRows();
 

@@ -96,7 +96,7 @@ void MainWindow::prepareWidgets()
     ui->splitterDevices->setStretchFactor(1, 2);
     const QString invitation = tr("No instruments to show.\nPress Space to scan.");
     ui->tableWidgetDeviceFirstTable->setEmptyText(invitation);
-    ui->labelFooter->setText(tr("Not scanned yet."));
+    sayInFooter(tr("Not scanned yet."));
 }
 
 // What people expect of any program: keys for the menus, copying from tables, whole texts, and a window
@@ -267,7 +267,7 @@ void MainWindow::clearDevices()
     ui->tableWidgetDeviceFirstTable->setEmptyText(tr("Scanning..."));
     ui->tableWidgetDeviceFirstTable->setRowCount(0);
     ui->frameWeb->hide();
-    ui->labelFooter->setText(tr("Scanning... Esc stops."));
+    sayInFooter(tr("Scanning... Esc stops."));
     ui->footerDetailsBtn->hide();
     QCoreApplication::processEvents();
 }

@@ -104,6 +104,7 @@ private:
     void highlight(QPushButton *button, bool selected);
     void setUpdateControlsEnabled(bool enable);
     void showScanResult();
+    void sayInFooter(const QString &text, bool bad = false);
     QStringList judgeChanges();
     void onShowMissingInstruments();
     void showText(const QString &resource, const QString &title);
@@ -120,6 +121,7 @@ private:
     void interruptUpdate();
     void onUpdateThreadEnded();
     void onNoteUpdatedDevice(int index);
+    void sayUpdating(const QString &ip);
     void endUpdate();
     void drawUpdate();
     void onLookForUpdated();
@@ -157,4 +159,5 @@ private:
     bool manualIpEnabled = false;
     int updateTimeoutMs = 120000;
     QString firmwareDefaultDir;
+    QString updatedIp; // of the instrument that is or was updated last
 };

@@ -154,7 +154,7 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
     if (asked) {
         asked->onApplied();
     }
-    ui->labelFooter->setText(tr("Waiting for the instruments to take their new settings..."));
+    sayInFooter(tr("Waiting for the instruments to take their new settings..."));
     settingsTimer->start();
 }
 

@@ -114,6 +114,7 @@ void MainWindow::startFirmwareUpdate(const QString &path)
     auto *limit = new QTimer(worker.get());
     limit->setSingleShot(true);
     connect(limit, &QTimer::timeout, worker.get(), [this] { interruptUpdate(); });
+    sayUpdating(ui->pageUpdate->manualIp());
     worker->start();
     limit->start(updateTimeoutMs);
 }
@@ -159,6 +160,16 @@ void MainWindow::onNoteUpdatedDevice(int index)
 {
     if (index >= 0 && index < devices.size()) {
         versions.noteBefore(devices.at(index));
+        sayUpdating(devices.at(index)[Ip]);
+    }
+}
+
+// The footer tells of what goes on now, not of what was done before.
+void MainWindow::sayUpdating(const QString &ip)
+{
+    if (!ip.isEmpty()) {
+        updatedIp = ip;
+        sayInFooter(tr("Updating %1...").arg(ip));
     }
 }
 
@@ -192,6 +203,7 @@ void MainWindow::onStopUpdateProcedure()
     }
     endUpdate();
     dismissCloseBox();
+    sayInFooter(tr("The update of %1 failed; the log says why.").arg(updatedIp), true);
     QMessageBox::critical(this, QStringLiteral("Firmware Upgrade"),
                           QStringLiteral("ERROR: Updating failed!"));
 }
@@ -320,7 +332,7 @@ bool MainWindow::mayCloseNow()
 void MainWindow::finishBeforeClosing()
 {
     closing = true;
-    ui->labelFooter->setText(tr("The instrument is left in a safe state, then the window closes..."));
+    sayInFooter(tr("The instrument is left in a safe state, then the window closes..."));
     interruptUpdate();
     QEventLoop loop;
     connect(worker.get(), &QThread::finished, &loop, &QEventLoop::quit);

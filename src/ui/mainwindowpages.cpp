@@ -10,7 +10,9 @@
 #include <QCheckBox>
 #include <QDesktopServices>
 #include <QHostAddress>
+#include <QLabel>
 #include <QMessageBox>
+#include <QStyle>
 #include <QUrl>
 
 namespace {
@@ -117,11 +119,13 @@ void MainWindow::showScanResult()
     const auto count = [](int n, const QString &one, const QString &many) {
         return QStringLiteral("%1 %2").arg(n).arg(n == 1 ? one : many);
     };
+    bool bad = lastChangeRefused;
     QStringList sentences{
         (client->wasStopped() ? tr("Stopped: %1 found on %2.") : tr("%1 found on %2."))
             .arg(count(devices.size(), tr("instrument"), tr("instruments")),
                  count(client->interfacesQueried(), tr("network interface"), tr("network interfaces")))};
     if (!client->problem().isEmpty() && !client->wasStopped()) {
+        bad = true;
         sentences.append(tr("Not everyone could be asked or heard (%1).").arg(client->problem()));
     }
     if (lastChangeRefused) {
@@ -131,7 +135,16 @@ void MainWindow::showScanResult()
     if (!client->wasStopped()) { // who was not reached is not missing
         sentences.append(judgeChanges());
     }
-    ui->labelFooter->setText(sentences.join(QLatin1Char(' ')));
+    sayInFooter(sentences.join(QLatin1Char(' ')), bad || !proof.isComplete());
+}
+
+void MainWindow::sayInFooter(const QString &text, bool bad)
+{
+    QLabel *footer = ui->labelFooter;
+    footer->setText(text);
+    footer->setProperty("role", bad ? QStringLiteral("error") : QString());
+    footer->style()->unpolish(footer);
+    footer->style()->polish(footer);
 }
 
 void MainWindow::onShowMissingInstruments()

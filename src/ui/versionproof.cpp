@@ -23,23 +23,29 @@ bool isKnown(const QString &version)
     return !version.isEmpty() && version != QLatin1String("Unknown");
 }
 
+// As the table shows it.
+QString nameOf(const Device_t &device)
+{
+    return device[Id].isEmpty() ? device[Ip] : QStringLiteral("%1 (%2)").arg(device[Id], device[Ip]);
+}
+
 QString sentence(const Device_t &old, const QList<Device_t> &devices)
 {
     const auto now = find(devices, old);
     if (now == devices.end()) {
-        return isKnown(old[Fw]) ? tr("%1: was %2, does not answer yet").arg(old[Mac], old[Fw])
-                                : tr("%1: does not answer yet").arg(old[Mac]);
+        return isKnown(old[Fw]) ? tr("%1: was %2, does not answer yet").arg(nameOf(old), old[Fw])
+                                : tr("%1: does not answer yet").arg(nameOf(old));
     }
     if (!isKnown((*now)[Fw])) {
-        return tr("%1: answers, but does not say its version").arg(old[Mac]);
+        return tr("%1: answers, but does not say its version").arg(nameOf(old));
     }
     if (!isKnown(old[Fw])) {
-        return tr("%1: %2 now").arg(old[Mac], (*now)[Fw]);
+        return tr("%1: %2 now").arg(nameOf(old), (*now)[Fw]);
     }
     if ((*now)[Fw] == old[Fw]) {
-        return tr("%1: still %2, not changed").arg(old[Mac], old[Fw]);
+        return tr("%1: still %2, not changed").arg(nameOf(old), old[Fw]);
     }
-    return tr("%1: %2 before, %3 now").arg(old[Mac], old[Fw], (*now)[Fw]);
+    return tr("%1: %2 before, %3 now").arg(nameOf(old), old[Fw], (*now)[Fw]);
 }
 
 } // namespace
@@ -69,5 +75,5 @@ QString VersionProof::summary(const QList<Device_t> &devices) const
     for (const Device_t &old : before) {
         sentences.append(sentence(old, devices));
     }
-    return tr("Firmware %1.").arg(sentences.join(QStringLiteral("; ")));
+    return tr("Firmware of %1.").arg(sentences.join(QStringLiteral("; ")));
 }

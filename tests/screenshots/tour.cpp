@@ -46,6 +46,7 @@ void Tour::visitShowcase()
     takeDialogs();
     takeMenus();
     takeBoxes();
+    takeFocus();
     takeFailedUpdate();
     takeUpdate();
 }
@@ -95,6 +96,8 @@ void Tour::takePages()
     select("192.168.0.12");
     press("configBtn");
     m_camera.take(&m_window, QStringLiteral("configuration-page"));
+    select("192.168.0.34");
+    m_camera.take(&m_window, QStringLiteral("configuration-locked"));
     press("updateBtn");
     select("192.168.0.60");
     m_camera.take(&m_window, QStringLiteral("firmware-motor-driver"));
@@ -161,6 +164,36 @@ void Tour::takeBoxes()
     find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.300"));
     m_camera.take(&m_window, QStringLiteral("configuration-wrong-address"));
     m_camera.takeBoxes(QStringLiteral("box-saved"), [this] { press("saveConfBtn"); });
+    m_camera.take(&m_window, QStringLiteral("configuration-refused"));
+
+    // A tool takes its new address when it is started anew, so the scan does not find it there.
+    select("192.168.0.51");
+    find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.151"));
+    m_camera.takeBoxes(QStringLiteral("box-reboot"), [this] { press("saveConfBtn"); });
+    m_camera.take(&m_window, QStringLiteral("configuration-not-found"));
+    m_camera.takeDialog(
+        &m_window, [this] { press("footerDetailsBtn"); }, QStringLiteral("not-found-details"));
+}
+
+// The keyboard's place on a button, a box and a table, and the address of an instrument in recovery mode.
+void Tour::takeFocus()
+{
+    press("updateBtn");
+    find<QPushButton>("configBtn")->setFocus(Qt::TabFocusReason);
+    m_camera.take(&m_window, QStringLiteral("focus-header"));
+    find<QPushButton>("updateFwBtn")->setFocus(Qt::TabFocusReason);
+    m_camera.take(&m_window, QStringLiteral("focus-main-action"));
+    m_camera.takeDialog(
+        &m_window, [this] { trigger("actionSettings"); }, QStringLiteral("focus-box"),
+        [](QDialog *dialog) {
+            auto *manual = dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnable"));
+            manual->setChecked(true);
+            dialog->findChild<QPushButton *>(QStringLiteral("applyBtn"))->click();
+            manual->setFocus(Qt::TabFocusReason);
+        });
+    find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+    m_camera.take(&m_window, QStringLiteral("firmware-manual-address"));
+    find<QCheckBox>("checkBoxManualIP")->setChecked(false);
 }
 
 // The serial server that does not say what it drives is taken for a motor driver; this one is none.

@@ -40,6 +40,7 @@ private:
     void takeDialogs();
     void takeMenus();
     void takeBoxes();
+    void takeFocus();
     void takeUpdate();
     void takeFailedUpdate();
     void takeEverySize();
