@@ -186,11 +186,11 @@ void Tour::takeFocus()
     m_camera.takeDialog(
         &m_window, [this] { trigger("actionSettings"); }, QStringLiteral("focus-box"),
         [](QDialog *dialog) {
-            auto *manual = dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnable"));
-            manual->setChecked(true);
-            dialog->findChild<QPushButton *>(QStringLiteral("applyBtn"))->click();
-            manual->setFocus(Qt::TabFocusReason);
+            dialog->findChild<QCheckBox *>(QStringLiteral("checkBoxEnable"))->setFocus(Qt::TabFocusReason);
         });
+    trigger("actionSettings");
+    find<QCheckBox>("checkBoxEnable")->setChecked(true);
+    press("applyBtn");
     find<QCheckBox>("checkBoxManualIP")->setChecked(true);
     m_camera.take(&m_window, QStringLiteral("firmware-manual-address"));
     find<QCheckBox>("checkBoxManualIP")->setChecked(false);
