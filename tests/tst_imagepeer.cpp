@@ -1,4 +1,6 @@
 #include "beamlineupdate.h"
+#include "imagesender.h"
+#include "parsehex.h"
 #include "powersupplyupdate.h"
 #include "quickpacing.h"
 #include "scriptedpeer.h"
@@ -9,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
+
+#include <sys/stat.h>
 
 // The update procedures of power supplies and beamline instruments against peers that say the wrong
 // thing, or the right thing at the wrong time.
@@ -28,6 +32,8 @@ private slots:
     void refusalEndsTheSending_data();
     void refusalEndsTheSending();
     void slowSendingEnds();
+    void consentBeforeTheLastPieceIsEarly();
+    void imageIsARegularFile();
 
 private:
     struct Report
@@ -240,6 +246,13 @@ void TestImagePeer::powerSupplyIsHeardOut_data()
         connection.read(imageBytes);
         drag(connection, "#ACK\r\n");
     }) << noAnswer;
+    QTest::newRow("lines without end") << Script([](Connection &connection) {
+        answerQuestions(connection);
+        connection.read(imageBytes);
+        while (connection.isOpen()) {
+            connection.send(QByteArrayLiteral("busy\n").repeated(10000));
+        }
+    }) << noAnswer;
     QTest::newRow("hangs up") << Script([](Connection &connection) {
         answerQuestions(connection);
         connection.read(imageBytes);
@@ -379,6 +392,36 @@ void TestImagePeer::slowSendingEnds()
     const Report report = update<PowerSupplyUpdate>(peer, pacing, variant);
     QCOMPARE(report.errors, QStringList{notWritten});
     QVERIFY(peer.received().size() < commands.size() + image.size());
+}
+
+// It is on its way, but most of it is still here.
+void TestImagePeer::consentBeforeTheLastPieceIsEarly()
+{
+    const ScriptedPeer peer([](Connection &connection) {
+        interject(connection, "#ACK\r\n");
+        connection.read(imageBytes - aFewBytes);
+        connection.wait(moment);
+        connection.send("#NAK\r\n");
+    });
+    const Pacing pacing = peerPacing();
+    UpdateLink link(pacing);
+    QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
+    const auto meaning = [](const QByteArray &line) {
+        return line.contains("NAK") ? ImageSender::Said::Refusal : ImageSender::Said::Consent;
+    };
+    ImageSender sender(link, pacing, {imageBytes, pacing.imageAnswer, pacing.longestVerdict, meaning, [] {}});
+    QCOMPARE(sender.send(image), ImageSender::Outcome::Refusal);
+}
+
+// To open a pipe would wait for its other end, and a device may give bytes for ever.
+void TestImagePeer::imageIsARegularFile()
+{
+    const QString pipe = folder.filePath(QStringLiteral("pipe.hex"));
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    for (const QString &odd : {pipe, QStringLiteral("/dev/zero"), folder.path()}) {
+        QVERIFY2(!UpdateLink::readImage(odd), qPrintable(odd));
+        QCOMPARE(ParseHex().readFile(odd), ParseHex::badRecord);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestImagePeer)

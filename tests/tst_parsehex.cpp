@@ -193,9 +193,11 @@ void TestParseHex::askingLeavesTheUpperAddressAlone()
 {
     write(path("program.hex"), hexRecord(0, QByteArray("\x00\x3f", 2), 4) + '\n' + hexRecord(0, "ab") + '\n');
     write(path("nothing.hex"), upperZero + endOfFile);
+    write(path("blank.hex"), hexRecord(0, "") + '\n' + endOfFile);
     write(path("broken.hex"), hexRecord(0, "ab") + "\nbroken\n");
     QVERIFY(ParseHex::holdsProgram(path("program.hex")));
     QVERIFY(!ParseHex::holdsProgram(path("nothing.hex")));
+    QVERIFY(!ParseHex::holdsProgram(path("blank.hex")));
     QVERIFY(!ParseHex::holdsProgram(path("broken.hex")));
 
     ParseHex reader;

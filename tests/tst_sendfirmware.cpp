@@ -271,6 +271,7 @@ void TestSendFirmware::uselessFileOpensNoConnection_data()
     QTest::newRow("not HEX") << QByteArray("MZ\n");
     QTest::newRow("breaks off") << hexText({{0x3e8000, "ab"}}) + "\n";
     QTest::newRow("no data record") << hexText({});
+    QTest::newRow("record without data") << QByteArray(":0000000000\n:00000001FF\n");
     QTest::newRow("empty") << QByteArray();
 }
 

@@ -35,13 +35,20 @@ ImageSender::Outcome ImageSender::send(const QByteArray &image)
         taken += size;
         moveTo(taken, image.size());
     }
-    return listen();
+    return takesRefusal() ? Outcome::Refusal
+                          : listen(); // what was read by now came before the last piece left
 }
 
 // Hears what has come so far, without waiting.
 bool ImageSender::refused()
 {
     m_link.receive();
+    return takesRefusal();
+}
+
+// Of what was taken in.
+bool ImageSender::takesRefusal()
+{
     while (const auto line = m_link.takeLine()) {
         if (m_dialogue.listen(*line) == Said::Refusal) {
             return true;
@@ -61,16 +68,24 @@ ImageSender::Outcome ImageSender::lost()
 ImageSender::Outcome ImageSender::listen()
 {
     const QDeadlineTimer bound(m_dialogue.bound);
-    while (const auto line = m_link.nextLine(m_dialogue.silence, bound)) {
+    while (!bound.hasExpired()) {
+        const auto line = m_link.nextLine(m_dialogue.silence, bound);
+        if (!line) {
+            break;
+        }
         const Said said = m_dialogue.listen(*line);
         const bool early = std::exchange(m_begunEarly, false);
         if (said == Said::Refusal || (said == Said::Consent && !early)) {
             return said == Said::Refusal || refused() ? Outcome::Refusal : Outcome::Consent;
         }
     }
-    // Nothing more comes, so a line without its end is all that was meant.
     const bool connected = m_link.isConnected();
-    const Said said = m_dialogue.listen(m_link.takeRest());
+    const QByteArray rest = m_link.takeRest();
+    if (bound.hasExpired() && rest.contains('\n')) {
+        return Outcome::Silence; // it talks on and on
+    }
+    // Nothing more comes, so a line without its end is all that was meant.
+    const Said said = m_dialogue.listen(rest);
     if (said == Said::Refusal) {
         return Outcome::Refusal;
     }

@@ -41,6 +41,7 @@ public:
 
 private:
     bool refused();
+    bool takesRefusal();
     Outcome lost();
     Outcome listen();
     void moveTo(qint64 taken, qint64 all);

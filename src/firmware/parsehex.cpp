@@ -2,7 +2,9 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QFileInfo>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -89,7 +91,8 @@ struct Record
 
 unsigned ParseHex::readFile(const QString &path)
 {
-    QFile file(path);
+    // Without a name, and so never open, where a device could give bytes for ever and a pipe none.
+    QFile file(QFileInfo(path).isFile() ? path : QString());
     return readLines(file);
 }
 
@@ -107,6 +110,13 @@ ParseHex::Blocks ParseHex::blocksOf(const QString &path)
     const bool readable = trial.readFile(path) == accepted;
     upperAddress = before;
     return readable ? trial.blocks() : Blocks();
+}
+
+bool ParseHex::holdsProgram(const QString &path)
+{
+    const QVector<QByteArray> contents = blocksOf(path).second;
+    return std::any_of(contents.begin(), contents.end(),
+                       [](const QByteArray &one) { return !one.isEmpty(); });
 }
 
 // Works on pieces of the file, so that a huge file of something else is refused at its first

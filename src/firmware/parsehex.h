@@ -50,7 +50,7 @@ public:
     // A record at the same address as the one before it is dropped.
     Blocks blocks() const;
 
-    // Data records accepted by the last read.
+    // Data records accepted by the last read, those of no bytes included.
     qint32 records() const { return recordCount; }
 
     // Lines that the last read dropped because of their checksum.
@@ -60,8 +60,8 @@ public:
     // asking does not change what a later read gives.
     static Blocks blocksOf(const QString &path);
 
-    // Does this file read well and hold at least one data record? Changes nothing either.
-    static bool holdsProgram(const QString &path) { return !blocksOf(path).first.isEmpty(); }
+    // Does this file read well and hold at least one byte of data? Changes nothing either.
+    static bool holdsProgram(const QString &path);
 
 private:
     unsigned readLines(QIODevice &source);

@@ -110,11 +110,14 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
     writeMemory(true, &socket);
 }
 
-// A file without a data record would erase the flash and leave it empty, so it counts as unreadable.
+// A file without data would erase the flash and leave it empty, so it counts as unreadable.
 bool SendFirmware::readFile(const QString &path)
 {
+    if (!ParseHex::holdsProgram(path)) {
+        return false;
+    }
     parser = std::make_unique<ParseHex>();
-    if (parser->readFile(path) != ParseHex::accepted || parser->records() == 0) {
+    if (parser->readFile(path) != ParseHex::accepted) {
         return false;
     }
     if (parser->droppedLines() > 0) {

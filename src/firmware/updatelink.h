@@ -25,7 +25,8 @@ public:
 
     explicit UpdateLink(const Pacing &pacing);
 
-    // The whole file; nothing when it is missing, empty, unreadable or larger than largestImage.
+    // The whole file; nothing when it is missing, empty, unreadable, larger than largestImage or no regular
+    // file, which could give bytes for ever or none.
     static std::optional<QByteArray> readImage(const QString &path);
 
     bool open(const QString &host, quint16 port, std::chrono::milliseconds bound, Interruption rule);
