@@ -1,4 +1,7 @@
 #include "firmwareroom.h"
+#include "networksettingsrow.h"
+#include "newnetwsettings.h"
+#include "versionproof.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -8,6 +11,7 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTableView>
 #include <QTest>
 #include <QTimer>
 
@@ -35,6 +39,8 @@ private slots:
     void closingAsksWhileAnUpdateRuns();
     void endTakesTheQuestionAway();
     void settingsWaitForTheEnd();
+    void updateWaitsForNewAddresses();
+    void silentVersionIsAskedAgain();
 
 private:
     std::unique_ptr<FirmwareRoom> room;
@@ -301,6 +307,46 @@ void TestWindowFirmware::settingsWaitForTheEnd()
     QTRY_VERIFY_WITH_TIMEOUT(!room->isLocked(), 30000);
     QVERIFY(room->window.find<QWidget>("frameManualIp")->isHidden());
     QVERIFY(room->window.table()->isEnabled());
+}
+
+// Until the scan behind new settings the table holds the old addresses, where somebody else may be by now.
+void TestWindowFirmware::updateWaitsForNewAddresses()
+{
+    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11),
+                    FirmwareRoom::instrument("powerSupply", "1100", 12)});
+    room->tick({11});
+    room->window->onShowAdvancedNetwConf();
+    auto *dialog = room->window->findChild<NewNetwSettings *>();
+    QAbstractItemModel *rows = dialog->findChild<QTableView *>()->model();
+    for (int row = 0; row < 2; ++row) {
+        const bool first = rows->index(row, MacColumn).data() == FirmwareRoom::macOf(11);
+        const QString other = first ? QStringLiteral("192.168.0.12") : QStringLiteral("192.168.0.11");
+        QVERIFY(rows->setData(rows->index(row, IpColumn), other));
+    }
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
+    QVERIFY(!room->window.find<QPushButton>("updateFwBtn")->isEnabled());
+    room->window->onButtonUpFwPressed(); // all the same
+    const auto *footer = room->window.find<QLabel>("labelFooter");
+    QTRY_VERIFY_WITH_TIMEOUT(footer->text().endsWith(QStringLiteral("answer at their new address.")), 30000);
+    QVERIFY(room->lab.events(QStringLiteral("connected")).isEmpty());
+    QVERIFY(room->window.find<QPushButton>("updateFwBtn")->isEnabled());
+}
+
+// A motor driver's module answers before its processors do.
+void TestWindowFirmware::silentVersionIsAskedAgain()
+{
+    Device_t driver;
+    driver[Mac] = FirmwareRoom::macOf(60);
+    driver[Fw] = QStringLiteral("1.07");
+    Device_t starting = driver;
+    starting[Fw].clear();
+    VersionProof versions;
+    versions.noteBefore(driver);
+    versions.forgetAnswered({starting});
+    QVERIFY(!versions.isEmpty());
+    driver[Fw] = QStringLiteral("1.08");
+    versions.forgetAnswered({driver});
+    QVERIFY(versions.isEmpty());
 }
 
 QTEST_MAIN(TestWindowFirmware)

@@ -122,6 +122,7 @@ private:
     void onUpdateThreadEnded();
     void onNoteUpdatedDevice(int index);
     void sayUpdating(const QString &ip);
+    void sayFailed();
     void endUpdate();
     void drawUpdate();
     void onLookForUpdated();
@@ -151,6 +152,7 @@ private:
     bool updating = false;
     bool drawingUpdate = false;
     bool closing = false;
+    bool failedWhileClosing = false;
     bool sendingSettings = false;
     bool lastChangeRefused = false;
     bool filterHidden = false;

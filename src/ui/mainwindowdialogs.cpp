@@ -155,6 +155,7 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
         asked->onApplied();
     }
     sayInFooter(tr("Waiting for the instruments to take their new settings..."));
+    ui->pageUpdate->setStartEnabled(false); // until the scan
     settingsTimer->start();
 }
 

@@ -93,8 +93,8 @@ bool MainWindow::isAnySelected() const
 
 void MainWindow::startFirmwareUpdate(const QString &path)
 {
-    if (scanning) {
-        return; // the records are about to be replaced
+    if (scanning || sendingSettings || settingsTimer->isActive()) {
+        return; // the records are about to be replaced: their addresses may be somebody else's by now
     }
     updating = false;
     if (!ui->pageUpdate->isManualIpTicked() && !isAnySelected()) {
@@ -183,6 +183,7 @@ void MainWindow::onUpdateNextDevice()
         onButtonUpFwPressed(); // with the first selector's file, also after the second button
         if (!updating) {
             endUpdate(); // the first selector names no file
+            sayInFooter(tr("Not all selected instruments are updated."), true);
         }
         return;
     }
@@ -199,13 +200,19 @@ void MainWindow::onUpdateNextDevice()
 void MainWindow::onStopUpdateProcedure()
 {
     if (closing) {
+        failedWhileClosing = true;
         return;
     }
     endUpdate();
     dismissCloseBox();
-    sayInFooter(tr("The update of %1 failed; the log says why.").arg(updatedIp), true);
+    sayFailed();
     QMessageBox::critical(this, QStringLiteral("Firmware Upgrade"),
                           QStringLiteral("ERROR: Updating failed!"));
+}
+
+void MainWindow::sayFailed()
+{
+    sayInFooter(tr("The update of %1 failed; the log says why.").arg(updatedIp), true);
 }
 
 // Updated instruments that were still starting again when the scan behind the update asked them. The
@@ -328,10 +335,12 @@ bool MainWindow::mayCloseNow()
     return true;
 }
 
-// The window stays alive meanwhile, or the desktop would offer to kill what must not be killed.
+// The window stays alive meanwhile, or the desktop would offer to kill what must not be killed. It may stay
+// even longer, when a new version that it was to make way for does not start.
 void MainWindow::finishBeforeClosing()
 {
     closing = true;
+    failedWhileClosing = false;
     sayInFooter(tr("The instrument is left in a safe state, then the window closes..."));
     interruptUpdate();
     QEventLoop loop;
@@ -340,4 +349,9 @@ void MainWindow::finishBeforeClosing()
         loop.exec();
     }
     closing = false;
+    if (failedWhileClosing) {
+        sayFailed();
+    } else {
+        sayInFooter(tr("The update of %1 has ended.").arg(updatedIp));
+    }
 }

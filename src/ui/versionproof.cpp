@@ -63,10 +63,11 @@ void VersionProof::noteBefore(const Device_t &device)
 
 void VersionProof::forgetAnswered(const QList<Device_t> &devices)
 {
-    before.erase(
-        std::remove_if(before.begin(), before.end(),
-                       [&devices](const Device_t &old) { return find(devices, old) != devices.end(); }),
-        before.end());
+    const auto answered = [&devices](const Device_t &old) {
+        const auto now = find(devices, old);
+        return now != devices.end() && (isKnown((*now)[Fw]) || !isKnown(old[Fw]));
+    };
+    before.erase(std::remove_if(before.begin(), before.end(), answered), before.end());
 }
 
 QString VersionProof::summary(const QList<Device_t> &devices) const

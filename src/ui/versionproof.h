@@ -17,7 +17,8 @@ public:
 
     // One sentence on all noted instruments as `devices` shows them now.
     QString summary(const QList<Device_t> &devices) const;
-    // What has been said needs no repeating; instruments that are not back yet stay noted.
+    // What has been said needs no repeating; instruments that are not back yet stay noted,
+    // and so do those that answer but do not say the version that they used to say.
     void forgetAnswered(const QList<Device_t> &devices);
 
 private:
