@@ -3,6 +3,7 @@
 #include "labroom.h"
 
 #include <QFile>
+#include <QTest>
 
 #include <utility>
 
@@ -152,8 +153,14 @@ QByteArray MotorLab::dump(const QString &dsp)
     const QString done = QStringLiteral("flashDumped");
     const int before = events(done).size();
     order("dumpFlash", {{QStringLiteral("dsp"), dsp}, {QStringLiteral("path"), path}});
-    QFile file(path);
-    return waitForEvent(done, before + 1) && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    QByteArray flash;
+    if (waitForEvent(done, before + 1)) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        flash = file.readAll();
+    }
+    [&flash] { QVERIFY2(!flash.isEmpty(), "the lab has dumped no flash"); }();
+    return flash;
 }
 
 } // namespace motorbench

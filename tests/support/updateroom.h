@@ -47,7 +47,7 @@ private:
     QByteArray m_received;
 };
 
-// What is stored in an instrument, through the lab's "dumpImage".
+// What is stored in an instrument, through the lab's "dumpImage". The test fails when there is nothing.
 QByteArray imageIn(LabProcess &lab, const QString &of = mac());
 
 // Code and firmware in the discovery reply, as "1100 2.1.09" or "2100 1203".
