@@ -38,11 +38,11 @@ QByteArray menuEnd()
     return "Your choice ? ";
 }
 
-QJsonObject driver(const QJsonObject &motor)
+QJsonObject driver(const QJsonObject &motor, int restartMs)
 {
     QJsonObject instrument = labroom::module(mac, address);
     instrument.insert(QStringLiteral("kind"), QStringLiteral("motorDriver"));
-    instrument.insert(QStringLiteral("restartMs"), 300);
+    instrument.insert(QStringLiteral("restartMs"), restartMs);
     instrument.insert(QStringLiteral("motor"), motor);
     return instrument;
 }
@@ -130,14 +130,14 @@ QByteArray pagePackets(const char *wordAddress, const QByteArray &words)
     return packets + hex("0C0E0B000E");
 }
 
-bool MotorLab::startDriver(const char *motor)
+bool MotorLab::startDriver(const char *motor, int restartMs)
 {
     QJsonObject keys = labroom::object(R"({"eraseMs":0,"pageWriteMs":0,"storeMs":0,"pacedLine":false})");
     const QJsonObject given = labroom::object(motor);
     for (auto key = given.constBegin(); key != given.constEnd(); ++key) {
         keys.insert(key.key(), *key);
     }
-    return start(labroom::scenarioOf({driver(keys)}));
+    return start(labroom::scenarioOf({driver(keys, restartMs)}));
 }
 
 void MotorLab::order(const char *name, QJsonObject fields)

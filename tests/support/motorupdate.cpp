@@ -47,7 +47,7 @@ QString MotorUpdate::address()
 
 bool MotorUpdate::startLab(const QJsonObject &motor)
 {
-    QJsonObject quick = labroom::object(R"({"eraseMs":300,"pageWriteMs":0,"storeMs":0,"pacedLine":false,
+    QJsonObject quick = labroom::object(R"({"eraseMs":600,"pageWriteMs":0,"storeMs":0,"pacedLine":false,
                                             "requireBootloaderCode":false})");
     for (auto key = motor.constBegin(); key != motor.constEnd(); ++key) {
         quick.insert(key.key(), *key);

@@ -30,7 +30,7 @@ QJsonObject instrument(const QString &json, const QString &update)
 {
     QJsonObject dialogue = object(update.toLatin1().constData());
     if (!dialogue.contains(QStringLiteral("imageSilenceMs"))) {
-        dialogue.insert(QStringLiteral("imageSilenceMs"), 100);
+        dialogue.insert(QStringLiteral("imageSilenceMs"), 1000);
     }
     QJsonObject one = with(with(object(json.toLatin1().constData()), "update", dialogue), "ip", address());
     return with(with(one, "mac", mac()), "restartMs", 20);
