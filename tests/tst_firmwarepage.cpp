@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
 #include <QDragEnterEvent>
 #include <QFile>
 #include <QFileDialog>
@@ -30,6 +31,8 @@ private slots:
     void labelsAndFiltersFollowTheInstrument();
     void onlyOneCodeIsUpdatedTogether();
     void progressCountsAsTheWorkerReports();
+    void chosenFileIsTaken();
+    void otherRowsAreNotUnticked();
     void droppedFileBecomesAPath();
     void savesTheLog();
 
@@ -78,6 +81,8 @@ void TestFirmwarePage::labelsAndFiltersFollowTheInstrument()
         QCOMPARE(room->window.find<QWidget>("widgetFirmware2")->isHidden(), !motorDriver);
         QCOMPARE(room->window.find<QLabel>("selectFirmwareLabel_4")->text(),
                  motorDriver ? QStringLiteral("Communication Firmware") : QStringLiteral("Select Firmware"));
+        QVERIFY(!motorDriver || room->window.find<QLabel>("labelSelectFirmware2")->text() ==
+                                    QLatin1String("Control Firmware"));
         QStringList offered;
         QTimer::singleShot(0, room->window.find<QWidget>("pageUpdate"), [&offered] {
             auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
@@ -125,6 +130,55 @@ void TestFirmwarePage::progressCountsAsTheWorkerReports()
         room->window->onChangeFwProgressBar(report);
         QCOMPARE(bar->value(), shown);
     }
+}
+
+// The next choice begins where the last one ended, whichever button it is for.
+void TestFirmwarePage::chosenFileIsTaken()
+{
+    room->window.open();
+    QString startsIn = QDir::homePath();
+    const QVector<QPair<const char *, const char *>> rows{{"chooseFirmwareBtn", "lineEditFirmware1"},
+                                                          {"chooseFirmware2Btn", "lineEditFirmware2"}};
+    for (const auto &[button, field] : rows) {
+        const QString folder = room->window.homePath() + QLatin1Char('/') + QLatin1String(field);
+        const QString chosen = folder + QLatin1String("/image.updt");
+        QVERIFY(QDir().mkpath(folder) && QFile::copy(room->firmware, chosen));
+        room->window->onWriteFwUpLog(QStringLiteral("an earlier run"));
+        room->window->onChangeFwProgressBar(80);
+        QString title;
+        QString shown;
+        QTimer::singleShot(0, room->window.find<QWidget>("pageUpdate"), [&] {
+            auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            title = dialog->windowTitle();
+            shown = dialog->directory().absolutePath();
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(chosen);
+            static_cast<QDialog *>(dialog)->accept();
+        });
+        room->window.find<QPushButton>(button)->click();
+        QCOMPARE(title, QStringLiteral("Open Firmware File"));
+        QCOMPARE(shown, startsIn);
+        QCOMPARE(room->window.find<QLineEdit>(field)->text(), chosen);
+        QCOMPARE(AppSettings().fwDefaultDir(), folder);
+        QVERIFY(room->log().isEmpty());
+        QCOMPARE(room->window.find<QProgressBar>("progressBarFirmware")->value(), 0);
+        startsIn = folder;
+    }
+    QCOMPARE(QFileInfo(room->window.find<QLineEdit>("lineEditFirmware1")->text()).dir().dirName(),
+             QStringLiteral("lineEditFirmware1"));
+}
+
+void TestFirmwarePage::otherRowsAreNotUnticked()
+{
+    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11),
+                    FirmwareRoom::instrument("powerSupply", "1100", 12)});
+    room->tick({11, 12});
+    for (const int nobody : {-1, 2, 99}) {
+        room->window->onRemoveSelectedDev(nobody);
+    }
+    QVERIFY(room->boxOf(11)->isChecked() && room->boxOf(12)->isChecked());
+    room->window->onRemoveSelectedDev(1);
+    QCOMPARE(room->window.table()->selectionBox(0)->isChecked(), true);
+    QCOMPARE(room->window.table()->selectionBox(1)->isChecked(), false);
 }
 
 void TestFirmwarePage::droppedFileBecomesAPath()

@@ -74,10 +74,10 @@ Pacing peerPacing()
 {
     using std::chrono::milliseconds;
     Pacing pacing = quickPacing();
-    pacing.commandAnswer = milliseconds(300);
-    pacing.eraseAnswer = milliseconds(300);
-    pacing.imageAnswer = milliseconds(400);
-    pacing.longestVerdict = milliseconds(1200);
+    pacing.commandAnswer = milliseconds(1500);
+    pacing.eraseAnswer = milliseconds(1500);
+    pacing.imageAnswer = milliseconds(1500);
+    pacing.longestVerdict = milliseconds(2500);
     return pacing;
 }
 

@@ -31,6 +31,7 @@ private slots:
     void othersAreRefused();
     void stopIsHonouredUntilTheImageBegins_data();
     void stopIsHonouredUntilTheImageBegins();
+    void stopBehindTheFirstEraseIsNot();
 
 private:
     Run run(const QString &code, const QString &file, const QString &stopAt = {})
@@ -187,6 +188,7 @@ void TestImageUpdate::faultsEndTheRun_data()
         "ERROR: bad checksum", true);
     row("image silent", supply, R"({"silentAt":"image"})", "1100", "ERROR: No answer to the firmware!", true);
     row("image cut", supply, R"({"cutAfterBytes":40000})", "1100", "ERROR: writing failed!", true);
+    row("beamline's version refused", pico, R"({"nakAt":"VER"})", "2100", "No response from device", true);
     row("erase refused", pico, R"({"nakAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
     row("erase silent", pico, R"({"silentAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
     row("second erase refused", pico, R"({"nakAt":"EPCSER:1"})", "2100", "ERROR: Flash Erase failed!", false);
@@ -207,6 +209,7 @@ void TestImageUpdate::faultsEndTheRun()
     QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(played, update)})),
              qPrintable(lab.errorText()));
     const QByteArray before = updateroom::imageIn(lab);
+    QVERIFY(before != image);
     const Run seen = this->update(code);
     QVERIFY(seen.ended);
     QVERIFY2(seen.completed == 0 && seen.failed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
@@ -285,17 +288,18 @@ void TestImageUpdate::stopIsHonouredUntilTheImageBegins_data()
     QTest::addColumn<QString>("played");
     QTest::addColumn<QString>("code");
     QTest::addColumn<QString>("stopAt");
-    QTest::addColumn<bool>("stops");
     const QString supply = QLatin1String(updateroom::powerSupply);
     const QString pico = QLatin1String(updateroom::picoammeter);
     QTest::newRow("connecting") << supply << "1100"
-                                << "Try to connect..." << true;
+                                << "Try to connect...";
     QTest::newRow("version known") << supply << "1100"
-                                   << "Device name: " << true;
+                                   << "Device name: ";
     QTest::newRow("DC link known") << supply << "1100"
-                                   << "DC-Link: " << true;
-    QTest::newRow("erasing") << pico << "2100"
-                             << "Erasing Strimo memory..." << false;
+                                   << "DC-Link: ";
+    QTest::newRow("beamline, version known") << pico << "2100"
+                                             << "Device name: ";
+    QTest::newRow("beamline, before the first erase") << pico << "2100"
+                                                      << "Erasing Strimo memory...";
 }
 
 void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
@@ -303,14 +307,28 @@ void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
     QFETCH(QString, played);
     QFETCH(QString, code);
     QFETCH(QString, stopAt);
-    QFETCH(bool, stops);
     LabProcess lab;
     QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(played)})), qPrintable(lab.errorText()));
+    const QByteArray before = updateroom::imageIn(lab);
     const Run seen = update(code, stopAt);
-    QVERIFY2(seen.failed == (stops ? 1 : 0) && seen.completed == (stops ? 0 : 1),
-             qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QCOMPARE(seen.log.contains(QStringLiteral("ERROR: Update timed out!")), stops);
-    QCOMPARE(lab.events(QStringLiteral("imageStored")).isEmpty(), stops);
+    QVERIFY2(seen.failed == 1 && seen.completed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
+    QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Update timed out!"));
+    QVERIFY(imagerun::linesOf(lab).filter(QStringLiteral("EPCS")).isEmpty());
+    QCOMPARE(updateroom::imageIn(lab), before);
+}
+
+void TestImageUpdate::stopBehindTheFirstEraseIsNot()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::picoammeter),
+                                                                   QStringLiteral(R"({"eraseMs":500})"))})),
+             qPrintable(lab.errorText()));
+    const auto erased = [&lab] { return !lab.events(QStringLiteral("sectorErased")).isEmpty(); };
+    const Run seen =
+        imagerun::run({{true}, {imagerun::device(QStringLiteral("2100"))}, path, {}, {}, -1, erased});
+    QVERIFY(seen.stopRequested);
+    QVERIFY2(seen.failed == 0 && seen.completed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
+    QVERIFY(updateroom::storedIs(lab, image));
 }
 
 QTEST_GUILESS_MAIN(TestImageUpdate)

@@ -53,7 +53,7 @@ void TestMotorDriver::takesAWholeUpdate()
     QFETCH(QString, dsp);
     QFETCH(QString, other);
     MotorLab lab;
-    QVERIFY2(lab.startDriver(), qPrintable(lab.errorText()));
+    QVERIFY2(lab.startDriver("{}", 1500), qPrintable(lab.errorText()));
     const QByteArray before = lab.dump(other);
     QCOMPARE(before.size(), 2 * 0x11000);
     QVERIFY(setBaudrate("38400"));
@@ -239,12 +239,12 @@ void TestMotorDriver::newSpeedWaitsForTheRestart()
 void TestMotorDriver::silentSetupClientIsDropped()
 {
     MotorLab lab;
-    QVERIFY2(lab.startDriver(R"({"windowMs":50})"), qPrintable(lab.errorText()));
+    QVERIFY2(lab.startDriver(R"({"windowMs":1500})"), qPrintable(lab.errorText()));
     Client silent(setupPort);
     QVERIFY(silent.isDropped());
     Client awake(setupPort);
     awake.exchange("\r\n", menuEnd());
-    QVERIFY(!awake.isDropped(200)); // four windows long
+    QVERIFY(!awake.isDropped(3000)); // two windows long
     QVERIFY(silent.rest().endsWith(lineEnd()));
 }
 

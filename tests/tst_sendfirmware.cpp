@@ -69,11 +69,14 @@ const QByteArray erasePacket = QByteArray::fromHex("0C0E0E010B0E");
 const QByteArray endOfPage = QByteArray::fromHex("0C0E0B000E");
 const QString outside = QStringLiteral("ERROR: address are outside the programmable address range");
 
-// Takes the erase and answers when the first wait for a reply is over.
+// Behind the first wait for a reply, also where we are held up before it, and well within the second.
+constexpr int answerMs = 600;
+
+// Takes the erase and answers.
 void erase(Connection &dsp)
 {
     dsp.read(erasePacket.size());
-    dsp.wait(300);
+    dsp.wait(answerMs);
     dsp.send("ACK\n");
 }
 
@@ -197,7 +200,7 @@ void TestSendFirmware::eraseIsJudgedByItsReply()
             connection.close();
             return;
         }
-        connection.wait(300);
+        connection.wait(answerMs);
         for (const QByteArray &piece : pieces) {
             connection.send(piece);
             connection.wait(60);
@@ -215,20 +218,19 @@ void TestSendFirmware::eraseIsJudgedByItsReply()
 void TestSendFirmware::answerWithinTheFirstWaitStaysForTheNextReply()
 {
     const ScriptedPeer dsp([](Connection &connection) {
-        connection.wait(100);
         connection.send("ACK\n");
         connection.read(1);
-        connection.wait(1000);
+        connection.wait(answerMs);
         connection.send("more");
     });
     QTcpSocket socket;
     socket.connectToHost(loopback, dsp.port());
     QVERIFY(socket.waitForConnected());
     Pacing pacing = quickPacing();
-    pacing.replyFirst = std::chrono::milliseconds(800);
-    SendFirmware sender(nullptr, pacing);
-    QCOMPARE(sender.readReply(200, &socket), QString());
+    pacing.replyFirst = std::chrono::seconds(5);
+    QCOMPARE(SendFirmware(nullptr, pacing).readReply(200, &socket), QString());
     QCOMPARE(socket.bytesAvailable(), qint64(4));
+    SendFirmware sender(nullptr, quickPacing());
     sender.sendPacket("x", &socket);
     QCOMPARE(sender.readReply(200, &socket), QStringLiteral("ACK\nmore"));
 }
@@ -390,7 +392,7 @@ void TestSendFirmware::verifyReadsTheAnswers()
     const QByteArray verifyPage = QByteArray::fromHex("0C0E0D000E");
     const ScriptedPeer dsp([&](Connection &connection) {
         while (!connection.readUntil(verifyPage).isEmpty()) {
-            connection.wait(250); // behind the first wait for a reply
+            connection.wait(answerMs);
             connection.send(answer);
         }
     });
@@ -398,7 +400,7 @@ void TestSendFirmware::verifyReadsTheAnswers()
     socket.connectToHost(loopback, dsp.port());
     QVERIFY(socket.waitForConnected());
     Pacing pacing = quickPacing();
-    pacing.replyTenth = std::chrono::milliseconds(200);
+    pacing.replyTenth = std::chrono::milliseconds(400);
     SendFirmware sender(nullptr, pacing);
     Report report;
     follow(sender, &report);
@@ -430,7 +432,7 @@ void TestSendFirmware::interruptionIsHonouredUntilTheErase()
         if (stage == QLatin1String("erasing")) {
             reached.release();
         }
-        connection.wait(300);
+        connection.wait(answerMs);
         connection.send("ACK\n");
         connection.readUntil(endOfPage);
         reached.release();

@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDialog>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -33,18 +34,40 @@ private slots:
     void versionIsSaidWhenTheInstrumentIsBack();
     void recoversASupplyByManualIp_data();
     void recoversASupplyByManualIp();
+    void recoveryThatFailsIsTold();
+    void runWithoutWorkGivesThePageBack();
     void secondButtonTakesTheSecondFile();
     void timeOutBeforeTheFirstByteStops();
     void timeOutAfterTheFirstByteDoesNot();
     void closingAsksWhileAnUpdateRuns();
+    void closingBeforeTheFirstByteStops_data();
+    void closingBeforeTheFirstByteStops();
     void endTakesTheQuestionAway();
     void settingsWaitForTheEnd();
     void updateWaitsForNewAddresses();
     void silentVersionIsAskedAgain();
 
 private:
+    QStringList addressees() const;
+
     std::unique_ptr<FirmwareRoom> room;
 };
+
+// The instruments that heard a command or stored an image, in order; whoever is turned to again in between
+// is there twice.
+QStringList TestWindowFirmware::addressees() const
+{
+    static const QStringList signs{QStringLiteral("lineReceived"), QStringLiteral("imageStored")};
+    QStringList macs;
+    for (const QJsonObject &event : room->lab.events()) {
+        const QString mac = event.value(QLatin1String("mac")).toString();
+        if (signs.contains(event.value(QLatin1String("event")).toString()) &&
+            macs.value(macs.size() - 1) != mac) {
+            macs.append(mac);
+        }
+    }
+    return macs;
+}
 
 void TestWindowFirmware::init()
 {
@@ -82,8 +105,10 @@ void TestWindowFirmware::updatesSeveralInTurn()
     QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
     QCOMPARE(room->log().count(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ===")), 3);
     for (int number = 11; number <= 13; ++number) {
-        QCOMPARE(room->storedImage(number).left(room->image.size()), room->image);
+        QCOMPARE(room->storedImage(number), room->image);
     }
+    QCOMPARE(addressees(),
+             QStringList({FirmwareRoom::macOf(11), FirmwareRoom::macOf(12), FirmwareRoom::macOf(13)}));
     QCOMPARE(room->window.table()->rowCount(), 3);
     QCOMPARE(room->window.find<QLabel>("labelFooter")->text().count(QStringLiteral(" before, ")), 3);
 }
@@ -120,6 +145,7 @@ void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest()
                     FirmwareRoom::instrument(kindText, codeText, 12, {{QStringLiteral("nakAt"), refused}}),
                     FirmwareRoom::instrument(kindText, codeText, 13)});
     const QByteArray before = room->storedImage(12);
+    QVERIFY(before != room->image);
     room->tick({11, 12, 13});
     QVERIFY(room->press("updateFwBtn"));
     QCOMPARE(room->window.boxes().size(), 1);
@@ -127,7 +153,7 @@ void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest()
     QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
     QVERIFY(room->boxOf(13)->isChecked());
     QVERIFY(!room->boxOf(11)->isChecked());
-    QCOMPARE(room->storedImage(11).left(room->image.size()), room->image);
+    QCOMPARE(room->storedImage(11), room->image);
     QCOMPARE(room->storedImage(12) == before, untouched);
     QCOMPARE(room->window.find<QProgressBar>("progressBarFirmware")->value() == 100, false);
     for (const QJsonObject &event : room->lab.events(QStringLiteral("connected"))) {
@@ -136,7 +162,7 @@ void TestWindowFirmware::stopsAtAFailureAndKeepsTheRest()
     // What stayed is what the next press goes on with.
     QVERIFY(room->press("updateFwBtn"));
     QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
-    QCOMPARE(room->storedImage(13).left(room->image.size()), room->image);
+    QCOMPARE(room->storedImage(13), room->image);
 }
 
 void TestWindowFirmware::unchangedVersionIsSaid()
@@ -145,6 +171,8 @@ void TestWindowFirmware::unchangedVersionIsSaid()
         {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("keepsFirmware"), true}})});
     room->tick({11});
     QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(11), room->image);
     QVERIFY2(room->window.find<QLabel>("labelFooter")->text().contains(QStringLiteral("not changed")),
              qPrintable(room->window.find<QLabel>("labelFooter")->text()));
 }
@@ -159,6 +187,8 @@ void TestWindowFirmware::versionIsSaidWhenTheInstrumentIsBack()
     QVERIFY(room->press("updateFwBtn"));
     const auto *footer = room->window.find<QLabel>("labelFooter");
     QVERIFY2(footer->text().contains(QStringLiteral("does not answer yet")), qPrintable(footer->text()));
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(11), room->image);
     // Looked for again without being asked.
     QTRY_VERIFY_WITH_TIMEOUT(footer->text().contains(QStringLiteral(" before, ")), 30000);
     QCOMPARE(room->window.table()->rowCount(), 1);
@@ -203,6 +233,40 @@ void TestWindowFirmware::recoversASupplyByManualIp()
     QVERIFY(room->window.table()->isEnabled());
 }
 
+void TestWindowFirmware::recoveryThatFailsIsTold()
+{
+    room->openPage(
+        {FirmwareRoom::instrument("json", "1F80", 20, {{QStringLiteral("nakAt"), QStringLiteral("MST")}})},
+        "[scan]\nscanTime=400\n[update]\nmanualIp=true\n");
+    const QByteArray before = room->storedImage(20);
+    room->window.find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+    room->window.find<QLineEdit>("lineEditSetManualIP")->setText(QStringLiteral("192.168.0.20"));
+    QVERIFY(room->press("updateFwBtn"));
+    QCOMPARE(room->window.boxes().size(), 1);
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
+    QVERIFY(room->log().contains(QStringLiteral("ERROR: Status not available!")));
+    QCOMPARE(room->storedImage(20), before);
+    // Ready for another try at the same address.
+    QVERIFY(room->window.find<QCheckBox>("checkBoxManualIP")->isChecked());
+    QVERIFY(room->window.find<QLineEdit>("lineEditSetManualIP")->isEnabled());
+    QVERIFY(!room->window.table()->isEnabled());
+}
+
+// Nothing is ticked and no address is typed: the worker has nothing to say.
+void TestWindowFirmware::runWithoutWorkGivesThePageBack()
+{
+    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11)},
+                   "[scan]\nscanTime=400\n[update]\nmanualIp=true\n");
+    room->window.find<QCheckBox>("checkBoxManualIP")->setChecked(true);
+    room->window.find<QLineEdit>("lineEditSetManualIP")->clear();
+    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(room->isLocked());
+    QTRY_VERIFY(!room->isLocked());
+    QVERIFY(room->window.boxes().isEmpty());
+    QVERIFY(room->log().isEmpty());
+    QVERIFY(room->lab.events(QStringLiteral("connected")).isEmpty());
+}
+
 void TestWindowFirmware::secondButtonTakesTheSecondFile()
 {
     room->openPage({FirmwareRoom::instrument("module", "", 15)});
@@ -219,8 +283,9 @@ void TestWindowFirmware::timeOutBeforeTheFirstByteStops()
 {
     room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11,
                                              {{QStringLiteral("silentAt"), QStringLiteral("MST")}})},
-                   "[update]\ntimeout=600\n");
+                   "[scan]\nscanTime=1000\n[update]\ntimeout=600\n");
     const QByteArray before = room->storedImage(11);
+    QVERIFY(before != room->image);
     room->tick({11});
     QVERIFY(room->press("updateFwBtn"));
     QCOMPARE(room->window.boxes().last().text, QStringLiteral("ERROR: Updating failed!"));
@@ -230,11 +295,16 @@ void TestWindowFirmware::timeOutBeforeTheFirstByteStops()
 
 void TestWindowFirmware::timeOutAfterTheFirstByteDoesNot()
 {
-    room->openPage(
-        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})},
-        "[update]\ntimeout=900\n");
+    constexpr int timeOutMs = 4000;
+    constexpr int bytesPerSecond = 25000; // eight seconds for all of it
+    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11,
+                                             {{QStringLiteral("bytesPerSecond"), bytesPerSecond}})},
+                   "[scan]\nscanTime=1000\n[update]\ntimeout=" + QByteArray::number(timeOutMs) + '\n');
     room->tick({11});
+    QElapsedTimer clock;
+    clock.start();
     QVERIFY(room->press("updateFwBtn"));
+    QVERIFY(clock.elapsed() > timeOutMs);
     QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
     QCOMPARE(room->storedImage(11), room->image);
 }
@@ -259,10 +329,45 @@ void TestWindowFirmware::closingAsksWhileAnUpdateRuns()
     QVERIFY(room->window->close());
     QTest::qWait(300); // whatever was still to be delivered
     QCOMPARE(room->window.boxes().size(), 2);
-    QCOMPARE(room->storedImage(11).left(room->image.size()), room->image);
+    QCOMPARE(room->storedImage(11), room->image);
     for (const QJsonObject &event : room->lab.events(QStringLiteral("connected"))) {
         QVERIFY(event.value(QLatin1String("mac")).toString() != FirmwareRoom::macOf(12));
     }
+}
+
+void TestWindowFirmware::closingBeforeTheFirstByteStops_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("code");
+    QTest::addColumn<QString>("silentAt");
+    QTest::newRow("power supply") << "powerSupply"
+                                  << "1100"
+                                  << "MST";
+    QTest::newRow("beamline") << "beamline"
+                              << "2100"
+                              << "VER";
+}
+
+void TestWindowFirmware::closingBeforeTheFirstByteStops()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, code);
+    QFETCH(QString, silentAt);
+    room->openPage({FirmwareRoom::instrument(qPrintable(kind), qPrintable(code), 11,
+                                             {{QStringLiteral("silentAt"), silentAt}})});
+    const QByteArray before = room->storedImage(11);
+    room->tick({11});
+    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
+    QVERIFY(room->lab.waitForEvent([&silentAt](const QJsonObject &event) {
+        return event.value(QLatin1String("line")).toString() == silentAt;
+    }));
+    room->window.answerBoxes(QStringLiteral("Close anyway"));
+    QVERIFY(room->window->close());
+    QVERIFY(!room->window->isVisible());
+    QTest::qWait(300); // whatever was still to be delivered
+    QCOMPARE(room->window.boxes().size(), 1);
+    QVERIFY2(room->log().endsWith(QStringLiteral("ERROR: Update timed out!")), qPrintable(room->log()));
+    QCOMPARE(room->storedImage(11), before);
 }
 
 void TestWindowFirmware::endTakesTheQuestionAway()
@@ -305,6 +410,8 @@ void TestWindowFirmware::settingsWaitForTheEnd()
     QVERIFY(room->isLocked());
     QVERIFY(!room->window.table()->isEnabled());
     QTRY_VERIFY_WITH_TIMEOUT(!room->isLocked(), 30000);
+    QCOMPARE(room->window.boxes().last().text, QStringLiteral("Device succesfuly updated!"));
+    QCOMPARE(room->storedImage(12), room->image);
     QVERIFY(room->window.find<QWidget>("frameManualIp")->isHidden());
     QVERIFY(room->window.table()->isEnabled());
 }

@@ -32,8 +32,7 @@ bool BeamlineUpdate::program(const QString &host, const QString &filePath)
                         ? waits::timedOutText()
                         : QStringLiteral("ERROR: Connection Failed!!"));
     }
-    const bool stopped = waits::interrupted(Interruption::Honoured);
-    const bool done = stopped ? fail(waits::timedOutText()) : erase(image->size()) && write(*image);
+    const bool done = erase(image->size()) && write(*image);
     m_link.close();
     return done;
 }
@@ -48,6 +47,9 @@ bool BeamlineUpdate::fail(const QString &error)
 bool BeamlineUpdate::erase(int imageBytes)
 {
     emit signalPrintMessage(QStringLiteral("Erasing Strimo memory..."));
+    if (waits::interrupted(Interruption::Honoured)) {
+        return fail(waits::timedOutText());
+    }
     const int sectors = (imageBytes + sectorBytes - 1) / sectorBytes;
     for (int sector = 0; sector < sectors; ++sector) {
         if (!isTaken("EPCSER:" + QByteArray::number(sector) + '\r')) {

@@ -1,5 +1,7 @@
 #include "firmwareroom.h"
 
+#include "updateroom.h"
+
 #include <QCheckBox>
 #include <QFile>
 #include <QJsonArray>
@@ -11,7 +13,6 @@
 namespace {
 
 constexpr int updatePatienceMs = 60000;
-constexpr int dumpPatienceMs = 5000;
 constexpr int imageSize = 200000;
 
 QString addressOf(int number)
@@ -94,12 +95,5 @@ QString FirmwareRoom::log() const
 
 QByteArray FirmwareRoom::storedImage(int number)
 {
-    const QString path = window.homePath() + QStringLiteral("/dump%1").arg(number);
-    QFile::remove(path);
-    lab.command({{QStringLiteral("command"), QStringLiteral("dumpImage")},
-                 {QStringLiteral("mac"), macOf(number)},
-                 {QStringLiteral("path"), path}});
-    QFile file(path);
-    const bool dumped = QTest::qWaitFor([&path] { return QFile::exists(path); }, dumpPatienceMs);
-    return dumped && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no dump");
+    return updateroom::imageIn(lab, macOf(number));
 }

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int runTimeoutMs = 60000;
+constexpr int lookMs = 10;
 
 Pacing imagePacing()
 {
@@ -46,6 +47,17 @@ Run run(const Order &order)
             }
         },
         Qt::DirectConnection);
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (order.stopWhen()) {
+            look.stop();
+            worker.requestInterruption();
+            seen.stopRequested = true;
+        }
+    });
+    if (order.stopWhen) {
+        look.start(lookMs);
+    }
     QObject::connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, &loop, [&](int value) {
         seen.progress.append(value);
         seen.progressMs.append(clock.elapsed());

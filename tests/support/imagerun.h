@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
+
 class LabProcess;
 
 // The worker's runs with instruments of the lab that take an image, as the firmware page would see them.
@@ -21,6 +23,7 @@ struct Run
     int completed = 0;
     int failed = 0;
     bool ended = false;
+    bool stopRequested = false; // by stopWhen, while it ran
 };
 
 struct Order
@@ -29,8 +32,9 @@ struct Order
     QList<Device_t> devices;
     QString path;
     QString manualIp = {};
-    QString stopAt = {}; // the thread is asked to stop at the log line that begins so
-    int rows = -1;       // of the table; as many as there are devices
+    QString stopAt = {};                 // the thread is asked to stop at the log line that begins so
+    int rows = -1;                       // of the table; as many as there are devices
+    std::function<bool()> stopWhen = {}; // or as soon as this is true
 };
 
 // One run to its end.

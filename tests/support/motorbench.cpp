@@ -3,6 +3,7 @@
 #include "labroom.h"
 
 #include <QFile>
+#include <QTest>
 
 #include <utility>
 
@@ -37,11 +38,11 @@ QByteArray menuEnd()
     return "Your choice ? ";
 }
 
-QJsonObject driver(const QJsonObject &motor)
+QJsonObject driver(const QJsonObject &motor, int restartMs)
 {
     QJsonObject instrument = labroom::module(mac, address);
     instrument.insert(QStringLiteral("kind"), QStringLiteral("motorDriver"));
-    instrument.insert(QStringLiteral("restartMs"), 300);
+    instrument.insert(QStringLiteral("restartMs"), restartMs);
     instrument.insert(QStringLiteral("motor"), motor);
     return instrument;
 }
@@ -129,14 +130,14 @@ QByteArray pagePackets(const char *wordAddress, const QByteArray &words)
     return packets + hex("0C0E0B000E");
 }
 
-bool MotorLab::startDriver(const char *motor)
+bool MotorLab::startDriver(const char *motor, int restartMs)
 {
     QJsonObject keys = labroom::object(R"({"eraseMs":0,"pageWriteMs":0,"storeMs":0,"pacedLine":false})");
     const QJsonObject given = labroom::object(motor);
     for (auto key = given.constBegin(); key != given.constEnd(); ++key) {
         keys.insert(key.key(), *key);
     }
-    return start(labroom::scenarioOf({driver(keys)}));
+    return start(labroom::scenarioOf({driver(keys, restartMs)}));
 }
 
 void MotorLab::order(const char *name, QJsonObject fields)
@@ -152,8 +153,14 @@ QByteArray MotorLab::dump(const QString &dsp)
     const QString done = QStringLiteral("flashDumped");
     const int before = events(done).size();
     order("dumpFlash", {{QStringLiteral("dsp"), dsp}, {QStringLiteral("path"), path}});
-    QFile file(path);
-    return waitForEvent(done, before + 1) && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    QByteArray flash;
+    if (waitForEvent(done, before + 1)) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        flash = file.readAll();
+    }
+    [&flash] { QVERIFY2(!flash.isEmpty(), "the lab has dumped no flash"); }();
+    return flash;
 }
 
 } // namespace motorbench

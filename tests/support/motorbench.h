@@ -25,7 +25,7 @@ QByteArray lineEnd();
 QByteArray menuEnd();
 
 // The instrument, with these keys in its "motor" object.
-QJsonObject driver(const QJsonObject &motor);
+QJsonObject driver(const QJsonObject &motor, int restartMs = 300);
 
 // A connection to the motor driver, with blocking calls.
 class Client
@@ -72,9 +72,9 @@ class MotorLab : public LabProcess
     Q_OBJECT
 
 public:
-    bool startDriver(const char *motor = "{}");
+    bool startDriver(const char *motor = "{}", int restartMs = 300);
     void order(const char *command, QJsonObject fields = {});
-    QByteArray dump(const QString &dsp); // its flash; empty when there is none to be had
+    QByteArray dump(const QString &dsp); // its flash; the test fails when there is none to be had
 
 private:
     QTemporaryDir m_dumps;

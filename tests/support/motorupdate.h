@@ -51,7 +51,8 @@ public:
     // What the flash holds after these blocks were written into it erased.
     static QByteArray flashWith(const QVector<QPair<quint32, QByteArray>> &blocks);
 
-    // The flash of a DSP, "communication" or "control", as the lab has it now.
+    // The flash of a DSP, "communication" or "control", as the lab has it now. The test fails when
+    // there is none.
     QByteArray dump(const QString &dsp);
 
     // One run to its end. Where `interruptAt` is the start of a log line, the thread is asked to stop

@@ -22,7 +22,7 @@ inline Pacing quickPacing()
     pacing.bootFirstAnswer = milliseconds(100);
     pacing.bootAnswer = milliseconds(300);
     pacing.replyFirst = milliseconds(100);
-    pacing.replyTenth = milliseconds(5);
+    pacing.replyTenth = milliseconds(6);
     pacing.page = milliseconds(10);
     pacing.longestAnswer = std::chrono::minutes(5); // whoever counts on it hangs
     return pacing;

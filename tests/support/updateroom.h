@@ -21,8 +21,8 @@ constexpr const char *powerSupply =
     R"({"kind":"powerSupply","code":"1100","firmware":"2.1.09","module":"QPS"})";
 constexpr const char *picoammeter = R"({"kind":"beamline","code":"2100","firmware":"1203","module":"QB4A"})";
 
-// An instrument at that address, with its "update" key. A pause of 100 ms ends its images, and it
-// restarts fast.
+// An instrument at that address, with its "update" key. A pause of a second ends its images, so
+// that a sender who is held up does not, and it restarts fast.
 QJsonObject instrument(const QString &json, const QString &update = QStringLiteral("{}"));
 
 // Firmware that begins with all that could be taken for a command.
@@ -47,7 +47,7 @@ private:
     QByteArray m_received;
 };
 
-// What is stored in an instrument, through the lab's "dumpImage".
+// What is stored in an instrument, through the lab's "dumpImage". The test fails when there is nothing.
 QByteArray imageIn(LabProcess &lab, const QString &of = mac());
 
 // Code and firmware in the discovery reply, as "1100 2.1.09" or "2100 1203".
