@@ -1,8 +1,6 @@
 #include "imagerun.h"
 #include "labprocess.h"
 #include "labroom.h"
-#include "powersupplyupdate.h"
-#include "quickpacing.h"
 #include "updateroom.h"
 
 #include <QFile>
@@ -22,7 +20,6 @@ private slots:
     void writesTheImage_data();
     void writesTheImage();
     void progressFollowsTheInstrument();
-    void slowestIsGivenItsTime();
     void faultsEndTheRun_data();
     void faultsEndTheRun();
     void uselessFilesReachNobody_data();
@@ -136,30 +133,6 @@ void TestImageUpdate::progressFollowsTheInstrument()
     // From the first step to the one at half of the image.
     const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);
     QVERIFY2(taken > halfwayMs * 3 / 4, qPrintable(QString::number(taken)));
-}
-
-// What this computer still holds when the last piece has left takes its time, too: an instrument that says
-// nothing meanwhile is not silent yet.
-void TestImageUpdate::slowestIsGivenItsTime()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(
-                 QLatin1String(updateroom::powerSupply), QStringLiteral(R"({"bytesPerSecond":12000})"))})),
-             qPrintable(lab.errorText()));
-    const QByteArray small = image.left(100000);
-    QFile file(folder.filePath(QStringLiteral("small.bin")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(small), qint64{small.size()});
-    file.close();
-    Pacing pacing = quickPacing();
-    pacing.imageAnswer = std::chrono::milliseconds(4500);
-    PowerSupplyUpdate procedure(nullptr, pacing);
-    QStringList errors;
-    connect(&procedure, &PowerSupplyUpdate::signalErrorDetected, this,
-            [&errors](const QString &error) { errors << error; });
-    procedure.program(updateroom::address(), file.fileName(), PowerSupplyUpdate::Variant::Standard);
-    QCOMPARE(errors, QStringList());
-    QCOMPARE(updateroom::imageIn(lab), small);
 }
 
 void TestImageUpdate::faultsEndTheRun_data()
