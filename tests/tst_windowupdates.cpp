@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QPushButton>
 #include <QTest>
+#include <QThread>
 
 #include <csignal>
 
@@ -61,9 +62,11 @@ void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
     fixture.find<QAction>("actionCheck_for_updates")->trigger();
     QTest::mouseClick(fixture.find<QPushButton>("configBtn"), Qt::LeftButton);
     QVERIFY(!fixture.find<QPushButton>("configBtn")->isEnabled());
-    QTest::qWait(200); // a second tool would have been started by now
-    QCOMPARE(starts(log).size(), 1);
     QVERIFY(fixture.boxes().isEmpty());
+    QCOMPARE(kill(starts(log).first().first().toInt(), SIGTERM), 0);
+    QTRY_VERIFY2(fixture->findChildren<QThread *>().isEmpty(), "a second check runs");
+    QTRY_COMPARE(fixture.boxes().size(), 1);
+    QCOMPARE(starts(log).size(), 1);
 }
 
 void TestWindowUpdates::closingEndsTheToolAtOnce()
@@ -90,7 +93,7 @@ void TestWindowUpdates::newReleaseWaitsForTheInstruments()
     qputenv("TOOL_LOG", log.toLocal8Bit());
     qputenv("TOOL_PLAYS", "update");
     room.openPage(
-        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 80000}})});
+        {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 20000}})});
     room.tick({11});
     QTest::mouseClick(room.window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
     QVERIFY(room.lab.waitForEvent(QStringLiteral("connected")));
