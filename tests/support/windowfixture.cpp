@@ -25,6 +25,7 @@ WindowFixture::WindowFixture()
     qputenv("XDG_CONFIG_HOME", (home.path() + QLatin1String("/config")).toLocal8Bit());
     QObject::connect(&boxTimer, &QTimer::timeout, &boxTimer, [this] { noteBox(); });
     boxTimer.start(boxPollMs);
+    writeSettings("[scan]\nscanTime=600\n");
 }
 
 WindowFixture::~WindowFixture() = default;

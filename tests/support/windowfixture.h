@@ -30,7 +30,8 @@ public:
     ~WindowFixture();
 
     QString homePath() const { return home.path(); }
-    // Writes the settings file that the next window reads, as it stands.
+    // Writes the settings file that the next window reads, as it stands. Without it a scan takes longer
+    // than by default, so that a busy machine hears every reply.
     void writeSettings(const QByteArray &ini) const;
 
     // Makes and shows the window; boxes that open meanwhile are answered as answerBoxes() says.
