@@ -7,9 +7,12 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QDialog>
 #include <QFile>
 #include <QHeaderView>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QLabel>
 #include <QMenu>
 #include <QPointer>
@@ -17,13 +20,13 @@
 #include <QSplitter>
 #include <QTest>
 
-#include <algorithm>
 #include <array>
+#include <functional>
 
 namespace {
 
-// Walks what a screen reader sees below `node` and notes each control that it could not name.
-void noteNameless(QAccessibleInterface *node, const QString &path, QStringList &nameless)
+// Walks what a screen reader sees below `node`, counts the controls and notes each that it could not name.
+void noteNameless(QAccessibleInterface *node, const QString &path, QStringList &nameless, int &count)
 {
     static const QSet<int> controls{
         QAccessible::PushButton,   QAccessible::CheckBox, QAccessible::ComboBox,
@@ -34,22 +37,47 @@ void noteNameless(QAccessibleInterface *node, const QString &path, QStringList &
         path + QLatin1Char('/') + (node->object() ? node->object()->objectName() : QString());
     const int role = node->role();
     const bool ofQt = node->object() && node->object()->objectName().startsWith(QLatin1String("qt_"));
-    const bool separator = role == QAccessible::MenuItem && node->state().disabled;
-    if (controls.contains(role) && !ofQt && !separator && node->text(QAccessible::Name).isEmpty()) {
-        nameless.append(here);
+    if (controls.contains(role) && !ofQt) {
+        ++count;
+        if (node->text(QAccessible::Name).isEmpty()) {
+            nameless.append(here);
+        }
     }
     for (int i = 0; i < node->childCount() && !whole.contains(role); ++i) {
         if (QAccessibleInterface *child = node->child(i)) {
-            noteNameless(child, here, nameless);
+            noteNameless(child, here, nameless, count);
         }
     }
 }
 
-QString namelessControls(QWidget *widget)
+// Empty when each control has a name and there are at least so many.
+QString namelessControls(QWidget *widget, int atLeast)
 {
     QStringList nameless;
-    noteNameless(QAccessible::queryAccessibleInterface(widget), QString(), nameless);
+    int count = 0;
+    noteNameless(QAccessible::queryAccessibleInterface(widget), QString(), nameless, count);
+    if (count < atLeast) {
+        nameless.append(QStringLiteral("%1 controls only").arg(count));
+    }
     return nameless.join(QLatin1Char('\n'));
+}
+
+// The same of the box or menu that `open` opens, which is then closed.
+QString namelessInPopup(const std::function<void()> &open, int atLeast)
+{
+    QString nameless = QStringLiteral("nothing opened");
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &look, [&nameless, atLeast] {
+        QWidget *menu = QApplication::activePopupWidget();
+        QWidget *opened = menu ? menu : QApplication::activeModalWidget();
+        if (opened && opened->isVisible()) {
+            nameless = namelessControls(opened, atLeast);
+            opened->close();
+        }
+    });
+    look.start(10);
+    open();
+    return nameless;
 }
 
 // What is drawn smaller than its text or icon needs.
@@ -119,6 +147,18 @@ constexpr std::array<FixedText, 27> windowTexts{{
     {"menuHelp", "Help"},
 }};
 
+constexpr std::array<FixedText, 9> windowIcons{{
+    {"scanBtn", ":/iconsPng/resources/icons/search.png"},
+    {"infoBtn", ":/iconsPng/resources/icons/info.png"},
+    {"updateBtn", ":/iconsPng/resources/icons/cpu.png"},
+    {"configBtn", ":/iconsPng/resources/icons/tool.png"},
+    {"filterBtn", ":/iconsPng/resources/icons/filter.png"},
+    {"webBtn", ":/iconsPng/resources/icons/monitor.png"},
+    {"chooseFirmwareBtn", ":/iconsPng/resources/icons/more-horizontal.png"},
+    {"updateFwBtn", ":/iconsPng/resources/icons/upload-cloud.png"},
+    {"dowloadLog", ":/iconsPng/resources/icons/download.png"},
+}};
+
 // The captions stand beside these, and a caption's buddy is what it names.
 constexpr std::array<FixedText, 8> settingsCaptions{{
     {"doubleSpinBoxBroadcastTime", "Scan Timeout [s]"},
@@ -137,11 +177,26 @@ QString textOf(const QObject *object)
     return text.toString();
 }
 
+bool shows(const QIcon &icon, const char *path)
+{
+    const QPixmap picture(QString::fromLatin1(path));
+    return !picture.isNull() && icon.pixmap(picture.size()).toImage() == picture.toImage();
+}
+
 QStringList headers(const QTableView *table)
 {
     QStringList texts;
     for (int column = 0; column < table->model()->columnCount(); ++column) {
         texts.append(table->model()->headerData(column, Qt::Horizontal).toString());
+    }
+    return texts;
+}
+
+QStringList firstColumn(const QTableWidget *table)
+{
+    QStringList texts;
+    for (int row = 0; row < table->rowCount(); ++row) {
+        texts.append(table->item(row, 0)->text());
     }
     return texts;
 }
@@ -156,19 +211,27 @@ QStringList entries(const QMenu *menu)
     return names;
 }
 
+// As the menu key does.
+void askForMenu(QTableView *table)
+{
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, QPoint(5, 5), table->mapToGlobal(QPoint(5, 5)));
+    QApplication::sendEvent(table, &event);
+}
+
 struct OpenedDialog
 {
     const char *action;
     const char *title;
+    int controls; // at least so many
 };
 
 constexpr std::array<OpenedDialog, 6> dialogs{
-    {{"actionSettings", "Settings"},
-     {"actionSelect_network_interfaces", "Network Interfaces"},
-     {"actionAdvanced_network_config", "Device(s) Network Configuration"},
-     {"actionChangelog", "Changelog"},
-     {"actionShow_supported_devices", "Supported Devices"},
-     {"actionAbout", "About"}}};
+    {{"actionSettings", "Settings", 12},
+     {"actionSelect_network_interfaces", "Network Interfaces", 3},
+     {"actionAdvanced_network_config", "Device(s) Network Configuration", 6},
+     {"actionChangelog", "Changelog", 1},
+     {"actionShow_supported_devices", "Supported Devices", 1},
+     {"actionAbout", "About", 1}}};
 
 } // namespace
 
@@ -181,6 +244,9 @@ class TestLook : public QObject
 private slots:
     void textsOfTheWindow();
     void textsOfTheSettings();
+    void textsOfThePages();
+    void picturesOfTheWindow();
+    void buttonsOfTheDialogs();
     void headersOfTheTables();
     void menusAreInOrder();
     void everyControlHasAName();
@@ -245,12 +311,55 @@ void TestLook::textsOfTheSettings()
                              "*This option works only for Power Supplies in Recovery Mode"}) {
         QVERIFY2(texts.contains(QLatin1String(text)), text);
     }
-    for (const char *text : {"Cancel", "Apply"}) {
-        const QList<QPushButton *> buttons = dialog->findChildren<QPushButton *>();
-        QVERIFY2(
-            std::any_of(buttons.begin(), buttons.end(),
-                        [text](const QPushButton *button) { return button->text() == QLatin1String(text); }),
-            text);
+}
+
+void TestLook::textsOfThePages()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start({{QStringLiteral("instruments"),
+                         QJsonArray{QJsonObject{{QStringLiteral("kind"), QStringLiteral("beamline")},
+                                                {QStringLiteral("code"), QStringLiteral("2100")},
+                                                {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:0B")},
+                                                {QStringLiteral("ip"), QStringLiteral("192.168.0.11")}}}}}),
+             qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    const QStringList parameters = list({"New IP Address:", "New Subnet Mask:", "New Gateway:", "DHCP:"});
+    QCOMPARE(firstColumn(fixture.find<QTableWidget>("tableDeviceConfig")), parameters);
+    QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 1);
+    fixture.selectRow(0);
+    QCOMPARE(firstColumn(fixture.find<QTableWidget>("tableDeviceConfig")), parameters);
+    QCOMPARE(firstColumn(fixture.find<QTableWidget>("tableInfo")),
+             list({"Module ID:", "Group:", "Device Description:", "Serial Number:", "Firmware Version:",
+                   "MAC Address:", "IP Address:", "SubnetMask:", "Gateway:", "DHCP:"}));
+}
+
+void TestLook::picturesOfTheWindow()
+{
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(shows(fixture->windowIcon(), ":/images/resources/images/icon.png"));
+    for (const FixedText &fixed : windowIcons) {
+        QVERIFY2(shows(fixture.find<QPushButton>(fixed.name)->icon(), fixed.text), fixed.name);
+    }
+}
+
+void TestLook::buttonsOfTheDialogs()
+{
+    WindowFixture fixture;
+    fixture.open();
+    for (const OpenedDialog &opened : {dialogs[0], dialogs[1], dialogs[2]}) {
+        const QDialog *dialog = openDialog(fixture, opened);
+        if (!dialog) {
+            QFAIL(opened.title);
+        }
+        const auto *cancel = dialog->findChild<QPushButton *>(QStringLiteral("cancelBtn"));
+        const auto *apply = dialog->findChild<QPushButton *>(QStringLiteral("applyBtn"));
+        QCOMPARE(cancel->text(), QStringLiteral("Cancel"));
+        QCOMPARE(apply->text(), QStringLiteral("Apply"));
+        QVERIFY2(shows(cancel->icon(), ":/iconsPng/resources/icons/x.png"), opened.title);
+        QVERIFY2(shows(apply->icon(), ":/iconsPng/resources/icons/check.png"), opened.title);
     }
 }
 
@@ -267,9 +376,6 @@ void TestLook::headersOfTheTables()
     QCOMPARE(info->columnWidth(1), 280);
     const auto *configuration = fixture.find<QTableWidget>("tableDeviceConfig");
     QCOMPARE(headers(configuration), list({"Parameter", "Value"}));
-    const QDialog *dialog = openDialog(fixture, dialogs[1]);
-    QVERIFY(dialog);
-    QCOMPARE(headers(dialog->findChild<QTableWidget *>()).mid(1), list({"Name", "IP", "Mask"}));
     fixture.find<QPushButton>("updateBtn")->click();
     QCOMPARE(fixture.table()->columnWidth(DeviceTable::SelectionColumn), 80);
 }
@@ -301,16 +407,28 @@ void TestLook::everyControlHasAName()
     fixture.open();
     QVERIFY(fixture.scan());
     fixture.selectRow(0);
-    QCOMPARE(namelessControls(&*fixture), QString());
+    QCOMPARE(namelessControls(&*fixture, 39), QString());
     for (const OpenedDialog &opened : dialogs) {
         QDialog *dialog = openDialog(fixture, opened);
         if (!dialog) {
             QFAIL(opened.title);
         }
-        QCOMPARE(qMakePair(QString::fromLatin1(opened.title), namelessControls(dialog)),
+        QCOMPARE(qMakePair(QString::fromLatin1(opened.title), namelessControls(dialog, opened.controls)),
                  qMakePair(QString::fromLatin1(opened.title), QString()));
+        const QList<QTableView *> tables = dialog->findChildren<QTableView *>();
+        for (QTableView *table : tables) {
+            QCOMPARE(namelessInPopup([table] { askForMenu(table); }, 2), QString());
+        }
         dialog->close();
     }
+    const QList<QTableView *> tables = fixture->findChildren<QTableView *>();
+    QVERIFY(tables.size() >= 3);
+    for (QTableView *table : tables) {
+        QCOMPARE(namelessInPopup([table] { askForMenu(table); }, 2), QString());
+    }
+    fixture.leaveBoxes();
+    fixture.table()->setCurrentItem(nullptr);
+    QCOMPARE(namelessInPopup([&fixture] { fixture->onSaveNewConfiguration(); }, 1), QString());
 }
 
 void TestLook::nothingIsCutOnASmallScreen()
