@@ -58,7 +58,6 @@ private slots:
     void pagesSwitch();
     void fullScreenActionSaysWhatItDoes();
     void textsFromTheNetworkStayLiteral();
-    void malformedRepliesHideNobody();
 };
 
 void TestMainWindow::startsOnTheHomePage()
@@ -359,26 +358,6 @@ void TestMainWindow::textsFromTheNetworkStayLiteral()
     const auto *info = fixture.find<QTableWidget>("tableInfo");
     QCOMPARE(info->item(0, 1)->text(), markup);
     QVERIFY(info->item(0, 1)->toolTip().contains(QStringLiteral("&lt;b&gt;")));
-}
-
-void TestMainWindow::malformedRepliesHideNobody()
-{
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("faults.json")), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.writeSettings("[scan]\nscanTime=1500\n");
-    fixture.open();
-    QVERIFY(fixture.scan());
-    int healthy = 0;
-    for (const QJsonValue &value :
-         LabProcess::scenario(QStringLiteral("faults.json")).value(QLatin1String("instruments")).toArray()) {
-        const QString ip = value[QLatin1String("expect")][QLatin1String("IP")].toString();
-        if (!ip.isEmpty()) {
-            ++healthy;
-            QVERIFY2(fixture.rowOf(DeviceTable::IpColumn, ip) >= 0, qPrintable(ip));
-        }
-    }
-    QVERIFY(healthy > 0);
 }
 
 QTEST_MAIN(TestMainWindow)

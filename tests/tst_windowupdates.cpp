@@ -14,7 +14,6 @@ class TestWindowUpdates : public QObject
     Q_OBJECT
 
 private slots:
-    void tellsTheResult();
     void staysUsableAndIgnoresASecondCheck();
     void closingEndsTheToolAtOnce();
     void newReleaseWaitsForTheInstruments();
@@ -34,20 +33,6 @@ QList<QByteArrayList> TestWindowUpdates::starts(const QString &log)
         }
     }
     return lines;
-}
-
-void TestWindowUpdates::tellsTheResult()
-{
-    WindowFixture fixture;
-    qputenv("TOOL_LOG", (fixture.homePath() + QLatin1String("/log")).toLocal8Bit());
-    qputenv("TOOL_PLAYS", "no update");
-    fixture.open();
-    fixture.find<QAction>("actionCheck_for_updates")->trigger();
-    QTRY_COMPARE_WITH_TIMEOUT(fixture.boxes().size(), 1, 30000);
-    QCOMPARE(fixture.boxes().first().title, QStringLiteral("Updates"));
-    QCOMPARE(fixture.boxes().first().text, QStringLiteral("No updates available."));
-    QCOMPARE(starts(fixture.homePath() + QLatin1String("/log")).first().mid(1),
-             QByteArrayList{"--checkupdates"});
 }
 
 void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
