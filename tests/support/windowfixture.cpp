@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
@@ -73,6 +74,18 @@ QMap<QString, QString> WindowFixture::information() const
         values.insert(info->item(row, 0)->text(), info->item(row, 1)->text());
     }
     return values;
+}
+
+QDialog *WindowFixture::openDialog(const char *action, const char *title) const
+{
+    find<QAction>(action)->trigger();
+    const QList<QDialog *> all = window->findChildren<QDialog *>();
+    for (QDialog *dialog : all) {
+        if (dialog->isVisible() && dialog->windowTitle() == QLatin1String(title)) {
+            return dialog;
+        }
+    }
+    return nullptr;
 }
 
 bool WindowFixture::scan() const
