@@ -25,21 +25,26 @@ QJsonObject instrument(const char *kind, const QJsonObject &faults)
     return with(one, "faults", faults);
 }
 
-// What the instrument sends for one query, in order, besides a healthy neighbour.
-QVector<QByteArray> answers(const QJsonObject &instrument, int queries = 1)
+// What the instrument sends for its queries, in order, besides a healthy neighbour; nothing at all if
+// that one was not heard either.
+std::optional<QVector<QByteArray>> answers(const QJsonObject &instrument, int queries = 1)
 {
     LabProcess lab;
     if (!lab.start(scenarioOf({instrument, plain("00:1A:2B:00:00:FE", "192.168.0.240")}))) {
         qWarning("%s", qPrintable(lab.errorText()));
-        return {};
+        return std::nullopt;
     }
     UdpProbe probe(onCable0());
     for (int i = 0; i < queries; ++i) {
         probe.send(discoveryQuery(), ip, discoveryPort);
     }
+    const auto replies = probe.receiveUntil(fence, 1);
+    if (!replies) {
+        qWarning("the healthy neighbour did not answer");
+        return std::nullopt;
+    }
     QVector<QByteArray> bytes;
-    const QVector<UdpProbe::Reply> replies = probe.receiveUntil(fence, 1);
-    for (const UdpProbe::Reply &reply : replies) {
+    for (const UdpProbe::Reply &reply : *replies) {
         bytes.append(reply.bytes);
     }
     return bytes;
@@ -139,11 +144,14 @@ void TestLabFaults::contentIsSpoiled()
     QFETCH(QByteArray, kind);
     QFETCH(QJsonObject, faults);
     QFETCH(Check, isRight);
-    const QVector<QByteArray> replies = answers(instrument(kind.constData(), faults));
-    QCOMPARE(replies.size(), 1);
-    QVERIFY2(isRight(replies[0]), replies[0].toHex(' ').constData());
-    const QVector<QByteArray> healthy = answers(instrument(kind.constData(), {}));
-    QVERIFY(!isRight(healthy.value(0)));
+    const auto replies = answers(instrument(kind.constData(), faults));
+    QVERIFY(replies);
+    QCOMPARE(replies->size(), 1);
+    QVERIFY2(isRight(replies->first()), replies->first().toHex(' ').constData());
+    const auto healthy = answers(instrument(kind.constData(), {}));
+    QVERIFY(healthy);
+    QCOMPARE(healthy->size(), 1);
+    QVERIFY(!isRight(healthy->first()));
 }
 
 void TestLabFaults::queriesAreDropped_data()
@@ -159,39 +167,47 @@ void TestLabFaults::queriesAreDropped()
 {
     QFETCH(QJsonObject, faults);
     QFETCH(int, answered);
-    QCOMPARE(answers(instrument("powerSupply", faults), 6).size(), answered);
+    const auto replies = answers(instrument("powerSupply", faults), 6);
+    QVERIFY(replies);
+    QCOMPARE(replies->size(), answered);
 }
 
 void TestLabFaults::lateReplyComesAfterTheOthers()
 {
     LabProcess lab;
-    QVERIFY(lab.start(scenarioOf({instrument("powerSupply", object(R"({"delayMs":50})")),
+    QVERIFY(lab.start(scenarioOf({instrument("powerSupply", object(R"({"delayMs":1000})")),
                                   plain("00:1A:2B:00:00:FE", "192.168.0.240")})));
     UdpProbe probe(onCable0());
     probe.send(discoveryQuery(), ip, discoveryPort);
     probe.send(discoveryQuery(), fence, discoveryPort);
-    QCOMPARE(probe.receive()->from, fence);
-    QCOMPARE(probe.receive()->from, ip);
+    QStringList from;
+    for (const UdpProbe::Reply &reply : probe.receiveAll(2)) {
+        from.append(reply.from);
+    }
+    QCOMPARE(from, QStringList({fence, ip}));
 }
 
 void TestLabFaults::repliesAreDoubled()
 {
-    const QVector<QByteArray> replies = answers(instrument("powerSupply", object(R"({"duplicate":3})")));
-    QCOMPARE(replies.size(), 3);
-    QCOMPARE(replies[0], replies[2]);
+    const auto replies = answers(instrument("powerSupply", object(R"({"duplicate":3})")));
+    QVERIFY(replies);
+    QCOMPARE(replies->size(), 3);
+    QCOMPARE(replies->at(0), replies->at(2));
 }
 
 void TestLabFaults::garbageIsRepeatable()
 {
     const QJsonObject babbling = instrument("powerSupply", object(R"({"garbage":{"bytes":100,"count":3}})"));
-    const QVector<QByteArray> once = answers(babbling);
+    const auto heard = answers(babbling);
+    QVERIFY(heard);
+    const QVector<QByteArray> once = *heard;
     QCOMPARE(once.size(), 4);
     QVERIFY(once[0].size() == 100 && once[0] != once[1] && once[1] != once[2]);
     QVERIFY(once[3].startsWith("Quorvex Dev:"));
-    QCOMPARE(answers(babbling), once);
+    QVERIFY(answers(babbling) == once);
 
     const QJsonObject only = instrument("powerSupply", object(R"({"garbage":{"bytes":100,"instead":true}})"));
-    QCOMPARE(answers(only), once.mid(0, 1));
+    QVERIFY(answers(only) == once.mid(0, 1));
 }
 
 void TestLabFaults::tunnelAnswersCommands_data()

@@ -89,7 +89,8 @@ void TestLabSettings::setDatagramMovesTheInstrument()
 
     // Nobody answers at the old address any more; at the new one, the reply holds the new settings.
     probe.send(discoveryQuery(), QStringLiteral("192.168.0.10"), discoveryPort);
-    QCOMPARE(probe.receiveUntil(QStringLiteral("192.168.0.240"), 1).size(), 0);
+    const auto atTheOld = probe.receiveUntil(QStringLiteral("192.168.0.240"), 1);
+    QVERIFY(atTheOld && atTheOld->isEmpty());
     probe.send(discoveryQuery(), QStringLiteral("192.168.0.77"), discoveryPort);
     const auto reply = probe.receive();
     QVERIFY(reply);
@@ -248,7 +249,8 @@ void TestLabSettings::unpluggedInstrumentIsSilent()
     lab.command(commandFor("remove", instrumentMac));
     QVERIFY(lab.waitForEvent(QStringLiteral("removed")));
     probe.send(discoveryQuery(), everyone(), discoveryPort);
-    QCOMPARE(probe.receiveUntil(QStringLiteral("192.168.0.240"), 2).size(), 0);
+    const auto unplugged = probe.receiveUntil(QStringLiteral("192.168.0.240"), 2);
+    QVERIFY(unplugged && unplugged->isEmpty());
     lab.command(commandFor("restore", instrumentMac));
     QVERIFY(lab.waitForEvent(QStringLiteral("restored")));
     probe.send(discoveryQuery(), QStringLiteral("192.168.0.10"), discoveryPort);

@@ -310,7 +310,9 @@ void TestNetworkPages::webButtonOpensPlainAddressesOnly()
     WindowFixture fixture;
     fixture.open();
     QVERIFY(fixture.scan());
+    QCOMPARE(fixture.table()->rowCount(), 1);
     fixture.selectRow(0);
+    QCOMPARE(fixture.information().value(QStringLiteral("IP Address:")), ip);
     opened.clear();
     QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "noteUrl");
     QDesktopServices::setUrlHandler(QStringLiteral("javascript"), this, "noteUrl");

@@ -212,7 +212,9 @@ void TestVirtualLab::oneHearsItsCableAndItsAddress()
     probe.send(discoveryQuery(), to, discoveryPort);
     const bool broadcast = to.endsWith(QStringLiteral(".255"));
     QStringList answered;
-    for (const UdpProbe::Reply &reply : probe.receiveUntil(fence, broadcast ? 2 : 1)) {
+    const auto replies = probe.receiveUntil(fence, broadcast ? 2 : 1);
+    QVERIFY2(replies, "the healthy neighbour did not answer");
+    for (const UdpProbe::Reply &reply : *replies) {
         answered.append(reply.from.section(QLatin1Char('.'), 3));
     }
     answered.sort();

@@ -37,6 +37,19 @@ QJsonObject supplies(int count)
                         {QStringLiteral("count"), count}});
 }
 
+// The IP addresses in a file of network settings by MAC addresses.
+QMap<QString, QString> addressesIn(const QByteArray &file)
+{
+    QMap<QString, QString> addresses;
+    for (const QByteArray &line : file.split('\n')) {
+        const QByteArrayList fields = line.split(',');
+        if (fields.value(3).count(':') == 5) {
+            addresses.insert(QString::fromLatin1(fields[3]), QString::fromLatin1(fields.value(4)));
+        }
+    }
+    return addresses;
+}
+
 int broadcasts(const LabProcess &lab)
 {
     int seen = 0;
@@ -75,7 +88,7 @@ void TestWindowDialogs::changedSettingsAreStoredAndInForce()
     const auto spin = [dialog](const char *name) {
         return dialog->findChild<QDoubleSpinBox *>(QLatin1String(name));
     };
-    spin("doubleSpinBoxBroadcastTime")->setValue(0.25);
+    spin("doubleSpinBoxBroadcastTime")->setValue(1.25);
     spin("doubleSpinBoxTimeout")->setValue(90);
     spin("doubleSpinBoxThreadsNumber")->setValue(20);
     spin("doubleSpinBoxWaitForBytesWritten")->setValue(1100);
@@ -88,7 +101,7 @@ void TestWindowDialogs::changedSettingsAreStoredAndInForce()
     QTRY_VERIFY(!fixture->findChild<Settings *>());
 
     const AppSettings stored;
-    QCOMPARE(stored.scanTime(), 250);
+    QCOMPARE(stored.scanTime(), 1250);
     QCOMPARE(stored.updateTimeout(), 90000);
     QCOMPARE(stored.tcpThreads(), 20);
     QCOMPARE(stored.tcpWaitWritten(), 1100);
@@ -233,6 +246,14 @@ void TestWindowDialogs::threeHundredInstrumentsMoveByFile()
                  QStringLiteral("300 of 300 changed instruments answer at their new address.")),
              qPrintable(footer->text()));
     QCOMPARE(fixture.table()->rowCount(), count);
+    const QMap<QString, QString> wanted = addressesIn(text);
+    QCOMPARE(wanted.size(), count);
+    QMap<QString, QString> moved;
+    for (const QJsonObject &event : lab.events(QStringLiteral("addressChanged"))) {
+        moved.insert(event.value(QLatin1String("mac")).toString(),
+                     event.value(QLatin1String("to")).toString());
+    }
+    QCOMPARE(moved, wanted);
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.1")) >= 0);
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.28.1")) < 0);
 }
@@ -247,13 +268,24 @@ void TestWindowDialogs::tableSendsChangedRowsOnly()
     fixture.find<QAction>("actionAdvanced_network_config")->trigger();
     auto *dialog = fixture->findChild<NewNetwSettings *>();
     auto *view = dialog->findChild<QTableView *>();
+    const QString mac = view->model()->index(1, 2).data().toString();
+    QVERIFY(mac.startsWith(QLatin1String("00:1A:2B:00:00:0")));
     QVERIFY(view->model()->setData(view->model()->index(1, 3), QStringLiteral("10.20.50.77")));
     QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
     const auto *footer = fixture.find<QLabel>("labelFooter");
     QTRY_VERIFY_WITH_TIMEOUT(
         footer->text().endsWith(QStringLiteral("The changed instrument answers at its new address.")), 30000);
     QTRY_VERIFY(!fixture->findChild<NewNetwSettings *>());
-    QCOMPARE(lab.events(QStringLiteral("set")).size(), 1);
+    const QVector<QJsonObject> sets = lab.events(QStringLiteral("set"));
+    QCOMPARE(sets.size(), 1);
+    QCOMPARE(sets.first().value(QLatin1String("mac")).toString(), mac);
+    const QByteArray bytes = QByteArray("Quorvex Set:").toHex() + mac.toLatin1().replace(':', "").toLower() +
+                             "2711"
+                             "0a14324d"
+                             "ffffff00"
+                             "0a141e01"
+                             "00000000";
+    QCOMPARE(sets.first().value(QLatin1String("bytes")).toString(), QString::fromLatin1(bytes));
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.77")) >= 0);
 }
 

@@ -1,5 +1,6 @@
 #include "photographer.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
 #include <QFileDialog>
@@ -10,6 +11,7 @@ namespace {
 
 constexpr int settleMs = 50; // the style sheet's last polish and the layout it asks for
 constexpr int patienceMs = 120000;
+constexpr int boxPatienceMs = 30000;
 
 } // namespace
 
@@ -36,15 +38,17 @@ void Photographer::take(QWidget *widget, const QString &name)
     }
 }
 
-void Photographer::takeBoxes(const QString &name, const std::function<void()> &action)
+void Photographer::takeBoxes(const QString &name, const std::function<void()> &action, const QString &answer)
 {
     m_boxName = name;
+    m_answer = answer;
     m_boxes = 0;
     action();
-    if (m_boxes == 0) {
+    if (!QTest::qWaitFor([this] { return m_boxes > 0 && !m_taking; }, boxPatienceMs)) {
         qFatal("no message box came for %s", qPrintable(name));
     }
     m_boxName.clear();
+    m_answer.clear();
 }
 
 void Photographer::takeDialog(QWidget *parent, const std::function<void()> &open, const QString &name,
@@ -79,5 +83,12 @@ void Photographer::takeModal()
     ++m_boxes;
     take(modal, m_boxes == 1 ? m_boxName : QStringLiteral("%1-%2").arg(m_boxName).arg(m_boxes));
     m_taking = false;
+    const QList<QAbstractButton *> buttons = modal->findChildren<QAbstractButton *>();
+    for (QAbstractButton *button : buttons) {
+        if (!m_answer.isEmpty() && button->text().remove(QLatin1Char('&')) == m_answer) {
+            button->click();
+            return;
+        }
+    }
     QTest::keyClick(modal, Qt::Key_Escape);
 }

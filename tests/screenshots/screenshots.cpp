@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QProcess>
 #include <QTextStream>
 
 namespace {
@@ -17,17 +18,33 @@ int failed(LabProcess &lab)
     return 1;
 }
 
+// The question and, as nobody can remove a folder that something is mounted on, what comes of a Yes.
+void takePreviousInstallation(Photographer &camera)
+{
+    const QString folder = QDir::home().filePath(QStringLiteral("Quorvex/DeviceManager"));
+    QDir().mkpath(folder);
+    QProcess::execute(QStringLiteral("mount"), {QStringLiteral("--bind"), folder, folder});
+    camera.takeBoxes(
+        QStringLiteral("box-previous-installation"),
+        [&camera] {
+            const Tour first(camera); // asks while it is made
+        },
+        QStringLiteral("Yes"));
+    QProcess::execute(QStringLiteral("umount"), {folder});
+    if (!QDir(folder).exists() ||
+        !QDir(QDir::home().filePath(QStringLiteral("Quorvex"))).removeRecursively()) {
+        qFatal("%s should have stayed until now", qPrintable(folder));
+    }
+}
+
 int takeShowcase(Photographer &camera)
 {
     LabProcess lab;
     if (!lab.startFile(QStringLiteral("showcase.json"))) {
         return failed(lab);
     }
-    QDir::home().mkpath(QStringLiteral("Quorvex/DeviceManager"));
-    camera.takeBoxes(QStringLiteral("box-previous-installation"), [&camera] {
-        const Tour first(camera); // asks while it is made
-    });
-    QDir(QDir::home().filePath(QStringLiteral("Quorvex"))).removeRecursively();
+    takePreviousInstallation(camera);
+    Tour(camera).visitUpdateChecks();
     Tour(camera).visitShowcase();
     return 0;
 }

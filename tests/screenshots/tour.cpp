@@ -1,13 +1,17 @@
 #include "tour.h"
 
+#include "appsettings.h"
+#include "newnetwsettings.h"
 #include "photographer.h"
 
 #include <QAbstractButton>
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDialog>
 #include <QDir>
+#include <QDoubleSpinBox>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -15,15 +19,23 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTableView>
 #include <QTableWidget>
-#include <QTest>
-#include <QTimer>
 
 namespace {
 
 constexpr int imageBytes = 2 * 1024 * 1024; // five seconds of an instrument of the showcase
-constexpr int midScanMs = 120;
-constexpr int midUpdate = 40; // percent
+constexpr double slowScan = 2.0;            // seconds
+constexpr int midScan = 30;                 // steps
+constexpr int midUpdate = 40;               // percent
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        qFatal("cannot write %s", qPrintable(path));
+    }
+}
 
 } // namespace
 
@@ -44,11 +56,27 @@ void Tour::visitShowcase()
     takePages();
     takeSizes();
     takeDialogs();
+    takeFileOfSettings();
     takeMenus();
     takeBoxes();
     takeFocus();
     takeFailedUpdate();
     takeUpdate();
+}
+
+void Tour::visitUpdateChecks()
+{
+    const QString tool =
+        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("maintenancetool.exe"));
+    const auto answer = [&tool](const QByteArray &text) {
+        writeFile(tool, "#!/bin/sh\necho '" + text + "'\n");
+        QFile::setPermissions(tool, QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner);
+    };
+    answer("There are currently no updates available.");
+    m_camera.takeBoxes(QStringLiteral("box-no-updates"), [this] { m_window.onCheckForUpdates(); });
+    answer("<updates>");
+    m_camera.takeBoxes(QStringLiteral("box-updates"), [this] { m_window.onCheckForUpdates(); });
+    QFile::remove(tool);
 }
 
 void Tour::waitForDevicePage()
@@ -81,11 +109,34 @@ void Tour::select(const char *ip)
     table()->scrollToItem(found.first(), QAbstractItemView::PositionAtCenter);
 }
 
+void Tour::setScanTime(double seconds)
+{
+    trigger("actionSettings");
+    find<QDoubleSpinBox>("doubleSpinBoxBroadcastTime")->setValue(seconds);
+    press("applyBtn");
+    waitUntil([this] { return !find<QDoubleSpinBox>("doubleSpinBoxBroadcastTime"); });
+}
+
 void Tour::takeScan()
 {
-    QTimer::singleShot(midScanMs, &m_window,
-                       [this] { m_camera.take(&m_window, QStringLiteral("scanning")); });
-    m_window.onScanDevices();
+    const auto *bar = find<QProgressBar>("progressBar");
+    const double usual = AppSettings().scanTime() / 1000.0;
+    setScanTime(slowScan);
+    {
+        bool taken = false;
+        QObject once;
+        QObject::connect(bar, &QProgressBar::valueChanged, &once, [this, &taken](int value) {
+            if (value == midScan && !find<QPushButton>("scanBtn")->isEnabled()) {
+                m_camera.take(&m_window, QStringLiteral("scanning"));
+                taken = true;
+            }
+        });
+        m_window.onScanDevices();
+        if (!taken) {
+            qFatal("no scan was seen");
+        }
+    }
+    setScanTime(usual);
 }
 
 void Tour::takePages()
@@ -139,6 +190,34 @@ void Tour::takeDialogs()
     dialog("actionChangelog", "changelog");
     dialog("actionShow_supported_devices", "supported-devices");
     dialog("actionAbout", "about");
+}
+
+// A file that holds no network settings, one that is sent, and a change that would be lost.
+void Tour::takeFileOfSettings()
+{
+    const QString path = QDir::home().filePath(QStringLiteral("rack.csv"));
+    const auto open = [this, &path] {
+        trigger("actionAdvanced_network_config");
+        auto *dialog = m_window.findChild<NewNetwSettings *>();
+        dialog->setFileChoosers({}, [&path] { return path; });
+        return dialog;
+    };
+    const auto closed = [this] { return !m_window.findChild<NewNetwSettings *>(); };
+    open();
+    writeFile(path, "Shopping list\n");
+    m_camera.takeBoxes(QStringLiteral("box-wrong-file"), [this] { press("uploadFileBtn"); });
+    writeFile(path, "2100,,,00:1A:2B:21:00:5E,192.168.0.31,255.255.255.0,192.168.0.1\n");
+    m_camera.takeBoxes(QStringLiteral("box-uploaded"), [this] { press("uploadFileBtn"); });
+    waitUntil(closed);
+    const auto *footer = find<QLabel>("labelFooter");
+    waitUntil([footer] { return footer->text().contains(QLatin1String("at its new address")); });
+
+    auto *dialog = open();
+    QAbstractItemModel *model = dialog->findChild<QTableView *>()->model();
+    model->setData(model->index(0, 3), QStringLiteral("192.168.0.212"));
+    m_camera.takeBoxes(
+        QStringLiteral("box-discard"), [dialog] { dialog->reject(); }, QStringLiteral("Discard"));
+    waitUntil(closed);
 }
 
 void Tour::takeMenus()
@@ -217,11 +296,7 @@ void Tour::takeFailedUpdate()
 void Tour::takeUpdate()
 {
     const QString path = QDir::home().filePath(QStringLiteral("QPS1100_2.1.05.updt"));
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(QByteArray(imageBytes, 'q')) != imageBytes) {
-        qFatal("cannot write %s", qPrintable(path));
-    }
-    file.close();
+    writeFile(path, QByteArray(imageBytes, 'q'));
     press("infoBtn");
     press("updateBtn");
     select("192.168.0.11");

@@ -19,6 +19,9 @@ public:
     // Every page, dialog and message box, with the showcase in the lab.
     void visitShowcase();
 
+    // What a maintenance tool beside the program may answer.
+    void visitUpdateChecks();
+
     // What is hard to show well, with the instruments of extremes() in the lab.
     void visitExtremes();
 
@@ -34,10 +37,12 @@ private:
     void select(const char *ip);
     void waitForDevicePage();
 
+    void setScanTime(double seconds);
     void takeScan();
     void takePages();
     void takeSizes();
     void takeDialogs();
+    void takeFileOfSettings();
     void takeMenus();
     void takeBoxes();
     void takeFocus();

@@ -3,7 +3,10 @@
 #include "labprocess.h"
 
 #include <QProcess>
+#include <QTest>
 #include <QUdpSocket>
+
+#include <algorithm>
 
 interfaces_t wst0()
 {
@@ -45,18 +48,37 @@ bool ip(const char *arguments)
            0;
 }
 
+namespace {
+
+constexpr char marker[] = "marker";
+
+int markersSeen(const LabProcess &lab)
+{
+    const QString bytes = QString::fromLatin1(QByteArray(marker).toHex());
+    const QVector<QJsonObject> ignored = lab.events(QStringLiteral("ignored"));
+    return static_cast<int>(
+        std::count_if(ignored.cbegin(), ignored.cend(), [&bytes](const QJsonObject &event) {
+            return event.value(QStringLiteral("bytes")).toString() == bytes;
+        }));
+}
+
+} // namespace
+
 QStringList queriesSeen(LabProcess &lab)
 {
-    int markers = 0;
+    int markers = markersSeen(lab); // of earlier calls
     for (const interfaces_t &interface : {wst0(), wst1()}) {
         QUdpSocket socket;
         socket.bind(QHostAddress(interface.ip));
         for (const quint16 port : {quint16(30719), quint16(30718)}) {
-            socket.writeDatagram("marker", QHostAddress(QHostAddress::Broadcast), port);
+            socket.writeDatagram(marker, QHostAddress(QHostAddress::Broadcast), port);
             ++markers;
         }
     }
-    lab.waitForEvent(QStringLiteral("ignored"), markers);
+    if (!QTest::qWaitFor([&lab, markers] { return markersSeen(lab) == markers; },
+                         LabProcess::eventTimeoutMs)) {
+        QTest::qFail("the lab did not see the markers", __FILE__, __LINE__);
+    }
     QStringList queries;
     for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
         queries.append(QStringLiteral("%1 %2 %3 %4")

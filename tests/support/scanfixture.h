@@ -26,5 +26,5 @@ QJsonObject scenarioOf(const QJsonArray &instruments);
 bool ip(const char *arguments);
 
 // The queries that the lab saw, as "interface from to bytes", in order of arrival. Datagrams of our
-// own, sent after the scan, tell when all of the scan's have been seen.
+// own, sent after the scan, tell when all of the scan's have been seen; without these it fails the test.
 QStringList queriesSeen(LabProcess &lab);

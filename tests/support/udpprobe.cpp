@@ -48,14 +48,14 @@ QVector<UdpProbe::Reply> UdpProbe::receiveAll(int count)
     return replies;
 }
 
-QVector<UdpProbe::Reply> UdpProbe::receiveUntil(const QString &fence, int fenceReplies)
+std::optional<QVector<UdpProbe::Reply>> UdpProbe::receiveUntil(const QString &fence, int fenceReplies)
 {
     send(QByteArrayLiteral("Quorvex Dev?"), fence, discoveryPort);
     QVector<Reply> replies;
     while (fenceReplies > 0) {
         const auto reply = receive();
         if (!reply) {
-            break;
+            return std::nullopt;
         }
         if (reply->from == fence) {
             --fenceReplies;

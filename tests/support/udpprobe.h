@@ -34,8 +34,9 @@ public:
 
     // Everything that comes before the lab's answer to a second question, "Quorvex Dev?" to `fence`,
     // an instrument of this cable that answers at once: what the lab had to say by then. Without the
-    // fence's own replies, of which `fenceReplies` are expected in all.
-    QVector<Reply> receiveUntil(const QString &fence, int fenceReplies);
+    // fence's own replies, of which `fenceReplies` are expected in all; nothing if these did not come,
+    // since then silence says nothing about the others.
+    std::optional<QVector<Reply>> receiveUntil(const QString &fence, int fenceReplies);
 
 private:
     QUdpSocket m_socket;

@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
@@ -25,6 +26,7 @@ WindowFixture::WindowFixture()
     qputenv("XDG_CONFIG_HOME", (home.path() + QLatin1String("/config")).toLocal8Bit());
     QObject::connect(&boxTimer, &QTimer::timeout, &boxTimer, [this] { noteBox(); });
     boxTimer.start(boxPollMs);
+    writeSettings("[scan]\nscanTime=600\n");
 }
 
 WindowFixture::~WindowFixture() = default;
@@ -72,6 +74,18 @@ QMap<QString, QString> WindowFixture::information() const
         values.insert(info->item(row, 0)->text(), info->item(row, 1)->text());
     }
     return values;
+}
+
+QDialog *WindowFixture::openDialog(const char *action, const char *title) const
+{
+    find<QAction>(action)->trigger();
+    const QList<QDialog *> all = window->findChildren<QDialog *>();
+    for (QDialog *dialog : all) {
+        if (dialog->isVisible() && dialog->windowTitle() == QLatin1String(title)) {
+            return dialog;
+        }
+    }
+    return nullptr;
 }
 
 bool WindowFixture::scan() const

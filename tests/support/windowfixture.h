@@ -11,6 +11,8 @@
 
 #include <memory>
 
+class QDialog;
+
 // What a message box said, and which buttons it offered.
 struct SeenBox
 {
@@ -30,7 +32,8 @@ public:
     ~WindowFixture();
 
     QString homePath() const { return home.path(); }
-    // Writes the settings file that the next window reads, as it stands.
+    // Writes the settings file that the next window reads, as it stands. Without it a scan takes longer
+    // than by default, so that a busy machine hears every reply.
     void writeSettings(const QByteArray &ini) const;
 
     // Makes and shows the window; boxes that open meanwhile are answered as answerBoxes() says.
@@ -50,6 +53,9 @@ public:
     void selectRow(int row) const;
     // The values of the information page by their captions.
     QMap<QString, QString> information() const;
+
+    // Opens a dialog from the menu; nullptr if none of that title is seen then.
+    QDialog *openDialog(const char *action, const char *title) const;
 
     // Presses Space and waits until the scan is over; false if it never is.
     bool scan() const;
