@@ -200,7 +200,7 @@ void TestLabFaults::garbageIsRepeatable()
     const QJsonObject babbling = instrument("powerSupply", object(R"({"garbage":{"bytes":100,"count":3}})"));
     const auto heard = answers(babbling);
     QVERIFY(heard);
-    const QVector<QByteArray> once = *heard;
+    const QVector<QByteArray> &once = *heard;
     QCOMPARE(once.size(), 4);
     QVERIFY(once[0].size() == 100 && once[0] != once[1] && once[1] != once[2]);
     QVERIFY(once[3].startsWith("Quorvex Dev:"));

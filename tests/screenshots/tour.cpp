@@ -21,6 +21,7 @@
 #include <QStackedWidget>
 #include <QTableView>
 #include <QTableWidget>
+#include <QTest>
 
 namespace {
 
@@ -62,6 +63,7 @@ void Tour::visitShowcase()
     takeFocus();
     takeFailedUpdate();
     takeUpdate();
+    takeMissing();
 }
 
 void Tour::visitUpdateChecks()
@@ -244,8 +246,13 @@ void Tour::takeBoxes()
     m_camera.take(&m_window, QStringLiteral("configuration-wrong-address"));
     m_camera.takeBoxes(QStringLiteral("box-saved"), [this] { press("saveConfBtn"); });
     m_camera.take(&m_window, QStringLiteral("configuration-refused"));
+}
 
-    // A tool takes its new address when it is started anew, so the scan does not find it there.
+// A tool takes its new address when it is started anew, so the scan does not find it there, and the footer
+// goes on saying so.
+void Tour::takeMissing()
+{
+    press("configBtn");
     select("192.168.0.51");
     find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.151"));
     m_camera.takeBoxes(QStringLiteral("box-reboot"), [this] { press("saveConfBtn"); });
@@ -257,7 +264,12 @@ void Tour::takeBoxes()
 // The keyboard's place on a button, a box and a table, and the address of an instrument in recovery mode.
 void Tour::takeFocus()
 {
+    press("scanBtn");
     press("updateBtn");
+    m_window.activateWindow(); // a closed dialog does not give the keyboard back without a window manager
+    if (!QTest::qWaitForWindowActive(&m_window)) {
+        qFatal("the window does not become active, so no focus would be seen");
+    }
     find<QPushButton>("configBtn")->setFocus(Qt::TabFocusReason);
     m_camera.take(&m_window, QStringLiteral("focus-header"));
     find<QPushButton>("updateFwBtn")->setFocus(Qt::TabFocusReason);

@@ -46,6 +46,7 @@ private:
     void takeMenus();
     void takeBoxes();
     void takeFocus();
+    void takeMissing();
     void takeUpdate();
     void takeFailedUpdate();
     void takeEverySize();

@@ -67,7 +67,11 @@ void FirmwareRoom::openPage(const QVector<QJsonObject> &instruments, const QByte
 
 QCheckBox *FirmwareRoom::boxOf(int number) const
 {
-    return window.table()->selectionBox(window.rowOf(DeviceTable::IpColumn, addressOf(number)));
+    QCheckBox *box = window.table()->selectionBox(window.rowOf(DeviceTable::IpColumn, addressOf(number)));
+    if (!box) {
+        qFatal("the scan has not found %s", qPrintable(addressOf(number)));
+    }
+    return box;
 }
 
 void FirmwareRoom::tick(std::initializer_list<int> numbers) const

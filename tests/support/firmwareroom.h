@@ -25,7 +25,7 @@ public:
                                   const QJsonObject &update = {});
 
     // Starts the lab, scans, and shows the page with the firmware file in its first field.
-    void openPage(const QVector<QJsonObject> &instruments, const QByteArray &ini = "[scan]\nscanTime=400\n");
+    void openPage(const QVector<QJsonObject> &instruments, const QByteArray &ini = "[scan]\nscanTime=600\n");
     void tick(std::initializer_list<int> numbers) const;
     QCheckBox *boxOf(int number) const;
 
