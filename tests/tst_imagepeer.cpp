@@ -178,7 +178,7 @@ void TestImagePeer::lateLineIsNoAnswer()
     UpdateLink link(pacing);
     QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
     QCOMPARE(link.ask("one\r", pacing.tunnelConnect, Interruption::Ignored), QStringLiteral("first"));
-    QThread::msleep(3 * moment);
+    QThread::msleep(3UL * moment);
     QCOMPARE(link.ask("two\r", pacing.tunnelConnect, Interruption::Ignored), QStringLiteral("second"));
 }
 

@@ -182,10 +182,10 @@ void TestMainWindow::filtersByFamily()
     fixture.find<QAction>("actionApply_Filter")->trigger();
     QCOMPARE(fixture.find<QAction>("actionApply_Filter")->text(), QStringLiteral("Remove Filter"));
     QHash<QString, QString> codeByIp;
-    for (const QJsonValue &value : LabProcess::scenario(QStringLiteral("showcase.json"))
-                                       .value(QLatin1String("instruments"))
-                                       .toArray()) {
-        const QJsonObject expected = value[QLatin1String("expect")].toObject();
+    for (const auto &value : LabProcess::scenario(QStringLiteral("showcase.json"))
+                                 .value(QLatin1String("instruments"))
+                                 .toArray()) {
+        const QJsonObject expected = value.toObject().value(QLatin1String("expect")).toObject();
         codeByIp.insert(expected.value(QLatin1String("IP")).toString(),
                         expected.value(QLatin1String("CODE")).toString());
     }

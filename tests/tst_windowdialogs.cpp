@@ -224,7 +224,7 @@ void TestWindowDialogs::threeHundredInstrumentsMoveByFile()
     fixture.find<QAction>("actionAdvanced_network_config")->trigger();
     auto *dialog = fixture->findChild<NewNetwSettings *>();
     QVERIFY(dialog && dialog->isVisible());
-    dialog->setFileChoosers([&path] { return path; }, [&path] { return path; });
+    dialog->setFileChoosers([&path] { return QString(path); }, [&path] { return QString(path); });
     QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("saveFileBtn")), Qt::LeftButton);
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));

@@ -201,7 +201,7 @@ void Tour::takeFileOfSettings()
     const auto open = [this, &path] {
         trigger("actionAdvanced_network_config");
         auto *dialog = m_window.findChild<NewNetwSettings *>();
-        dialog->setFileChoosers({}, [&path] { return path; });
+        dialog->setFileChoosers({}, [&path] { return QString(path); });
         return dialog;
     };
     const auto closed = [this] { return !m_window.findChild<NewNetwSettings *>(); };
@@ -307,6 +307,7 @@ void Tour::takeFailedUpdate()
 // One power supply from the choice of its file to the rescan that shows its new version.
 void Tour::takeUpdate()
 {
+    press("scanBtn"); // the footer tells of the failed one
     const QString path = QDir::home().filePath(QStringLiteral("QPS1100_2.1.05.updt"));
     writeFile(path, QByteArray(imageBytes, 'q'));
     press("infoBtn");
