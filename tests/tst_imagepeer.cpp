@@ -240,6 +240,7 @@ void TestImagePeer::powerSupplyIsHeardOut_data()
     QTest::newRow("consent without line end") << afterImage("#ACK") << QString();
     QTest::newRow("consent with half a line end") << afterImage("#ACK\r") << QString();
     QTest::newRow("refusal without line end") << afterImage("#NAK:bad checksum") << badChecksum;
+    QTest::newRow("refusal and a text in one line") << afterImage("#NAK:bad checksum$:5\n") << badChecksum;
     QTest::newRow("consent in a text") << afterImage("$:no #ACK yet\n$:and no #ACK") << noAnswer;
     QTest::newRow("line that never ends") << Script([](Connection &connection) {
         answerQuestions(connection);

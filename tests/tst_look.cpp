@@ -275,6 +275,8 @@ void TestLook::comesBackAsItWasLeft()
     fixture->resize(1100, 720);
     fixture.find<QSplitter>("splitterDevices")->setSizes({600, 495});
     fixture.table()->setColumnWidth(DeviceTable::FirmwareColumn, 133);
+    fixture.find<QPushButton>("configBtn")->click();
+    fixture.find<QTableWidget>("tableDeviceConfig")->setColumnWidth(0, 233);
     const QList<int> sizes = fixture.find<QSplitter>("splitterDevices")->sizes();
     fixture->close();
     fixture.open();
@@ -282,6 +284,10 @@ void TestLook::comesBackAsItWasLeft()
     fixture->timeout();
     QCOMPARE(fixture.find<QSplitter>("splitterDevices")->sizes(), sizes);
     QCOMPARE(fixture.table()->columnWidth(DeviceTable::FirmwareColumn), 133);
+    for (const char *page : {"configBtn", "infoBtn", "configBtn"}) {
+        fixture.find<QPushButton>(page)->click();
+        QCOMPARE(fixture.find<QTableWidget>("tableDeviceConfig")->columnWidth(0), 233);
+    }
     QVERIFY(
         QFile::exists(fixture.homePath() + QLatin1String("/config/Quorvex/DeviceManager/windowState.ini")));
 }

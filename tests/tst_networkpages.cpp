@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDesktopServices>
 #include <QFile>
 #include <QJsonArray>
@@ -63,6 +64,7 @@ private slots:
     void everyWayToWriteAMacIsRecognised();
     void toolsWaitForAReboot();
     void mistypedAddressIsSaidAndNotSent();
+    void lockedValueIsNotMarked();
     void webButtonOpensPlainAddressesOnly_data();
     void webButtonOpensPlainAddressesOnly();
 
@@ -283,6 +285,31 @@ void TestNetworkPages::mistypedAddressIsSaidAndNotSent()
         fixture.selectRow(0);
     }
     QVERIFY(lab.events(QStringLiteral("set")).isEmpty());
+}
+
+// Nobody could put it right.
+void TestNetworkPages::lockedValueIsNotMarked()
+{
+    LabProcess lab;
+    QVERIFY2(lab.start(scenario(
+                 instrument("json", "1F80", {{QStringLiteral("gateway"), QStringLiteral("0.0.0.0")}}))),
+             qPrintable(lab.errorText()));
+    WindowFixture fixture;
+    fixture.open();
+    QVERIFY(fixture.scan());
+    fixture.find<QPushButton>("configBtn")->click();
+    const auto *hint = fixture.find<QLabel>("labelConfigHint");
+    QCOMPARE(hint->text(), QStringLiteral("Select an instrument in the table."));
+    fixture.selectRow(0);
+    QCOMPARE(hint->text(), QString());
+    const auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
+    QCOMPARE(table->item(2, 1)->text(), QStringLiteral("0.0.0.0"));
+    QCOMPARE(groundOf(table, 2), QColor(Qt::white));
+
+    fixture.find<QAction>("actionApply_Filter")->trigger();
+    fixture.find<QComboBox>("comboBoxDeviceFilter")->setCurrentIndex(1); // another family than its own
+    QCOMPARE(table->item(2, 1)->text(), QStringLiteral("unknown"));
+    QCOMPARE(hint->text(), QStringLiteral("Select an instrument in the table."));
 }
 
 void TestNetworkPages::webButtonOpensPlainAddressesOnly_data()

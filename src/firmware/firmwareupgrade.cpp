@@ -117,7 +117,7 @@ int firmwareUpgrade::firstSelected() const
     return index < known ? index : -1;
 }
 
-// Nothing on the page is left to tell of the instrument before, whatever becomes of this one.
+// The bar tells nothing of the instrument before, whatever becomes of this one.
 void firmwareUpgrade::begin()
 {
     setProgress(0);

@@ -90,14 +90,12 @@ ImageSender::Said PowerSupplyUpdate::takeLine(const QByteArray &line)
     if (match.hasMatch()) {
         emit signalPrintMessage(match.captured(1).trimmed());
     }
-    if (line.contains("$:")) {
-        return ImageSender::Said::Nothing;
-    }
-    const int refusal = line.indexOf("#NAK");
+    const QByteArray verdict = line.mid(0, line.indexOf("$:")); // a text may quote any word
+    const int refusal = verdict.indexOf("#NAK");
     if (refusal < 0) {
-        return line.contains("#ACK") ? ImageSender::Said::Consent : ImageSender::Said::Nothing;
+        return verdict.contains("#ACK") ? ImageSender::Said::Consent : ImageSender::Said::Nothing;
     }
-    const QString reason = QString::fromLatin1(line.mid(refusal + 4)).trimmed();
+    const QString reason = QString::fromLatin1(verdict.mid(refusal + 4)).trimmed();
     if (reason.startsWith(QLatin1Char(':'))) {
         m_reason = reason.mid(1).trimmed();
     }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int rowPadding = 12;    // pixels above and below a cell's text
+constexpr int rowPadding = 19;    // pixels above and below a cell's text, together
 constexpr int columnPadding = 20; // pixels beside it
 
 // What the columns behind the first have room for, changed cells being bold; the first takes the rest.

@@ -4,6 +4,7 @@
 #include "devicecatalogue.h"
 #include "elidedtooltips.h"
 #include "ipv4address.h"
+#include "labelrole.h"
 #include "returnpresses.h"
 #include "tabularfont.h"
 #include "ui_configurationpage.h"
@@ -15,6 +16,7 @@
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -107,14 +109,18 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
 
 ConfigurationPage::~ConfigurationPage() = default;
 
-// With a large text the captions are wider than their column usually is.
+// With a large text the captions are wider than their column usually is. Later the width is the user's.
 void ConfigurationPage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    ui->tableDeviceConfig->resizeColumnToContents(parameterColumn);
-    if (ui->tableDeviceConfig->columnWidth(parameterColumn) < parameterWidth) {
-        ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    if (fitted) {
+        return;
     }
+    fitted = true;
+    const int before = ui->tableDeviceConfig->columnWidth(parameterColumn);
+    ui->tableDeviceConfig->resizeColumnToContents(parameterColumn);
+    const int needed = ui->tableDeviceConfig->columnWidth(parameterColumn);
+    ui->tableDeviceConfig->setColumnWidth(parameterColumn, std::max(before, needed));
 }
 
 void ConfigurationPage::resetConfigurationTable()
@@ -129,7 +135,7 @@ void ConfigurationPage::resetConfigurationTable()
         }
         lockCells();
     }
-    ui->labelConfigHint->clear();
+    sayHint(tr("Select an instrument in the table."), "hint");
     // So that the cleared table is drawn. No clicks: one on another instrument would fill this page
     // from within, and the record shown would no longer be the one selected.
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
@@ -208,6 +214,7 @@ void ConfigurationPage::showDevice(Device_t device)
             setConfigValue(row, device[parameters[static_cast<std::size_t>(row)].field], true);
         }
     }
+    checkTypedAddresses();
 }
 
 // Says what is wrong as soon as a value is entered. Saving stays possible: what an address that cannot be
@@ -218,7 +225,11 @@ void ConfigurationPage::checkTypedAddresses()
     QStringList wrong;
     for (int row = ipRow; row <= gatewayRow && shown; ++row) {
         QTableWidgetItem *item = ui->tableDeviceConfig->item(row, valueColumn);
-        if (!item || !item->flags().testFlag(Qt::ItemIsEditable)) {
+        if (!item) {
+            continue;
+        }
+        if (!item->flags().testFlag(Qt::ItemIsEditable)) {
+            item->setData(WrongRole, false); // what cannot be changed needs no mark
             continue;
         }
         const bool usable = isUsableIpv4Address(item->text());
@@ -228,10 +239,16 @@ void ConfigurationPage::checkTypedAddresses()
         }
     }
     ui->tableDeviceConfig->viewport()->update();
-    ui->labelConfigHint->setText(
-        wrong.isEmpty()
-            ? QString()
-            : tr("%1: not an IPv4 address that can be set.").arg(wrong.join(QStringLiteral(", "))));
+    sayHint(wrong.isEmpty()
+                ? QString()
+                : tr("%1: not an IPv4 address that can be set.").arg(wrong.join(QStringLiteral(", "))),
+            "error");
+}
+
+void ConfigurationPage::sayHint(const QString &text, const char *role)
+{
+    ui->labelConfigHint->setText(text);
+    setRole(ui->labelConfigHint, role);
 }
 
 quint32 ConfigurationPage::typedAddress(int row) const

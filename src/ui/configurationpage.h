@@ -60,9 +60,11 @@ private:
     void lockCells();
     void setPlainValue(int row, const QString &text);
     void checkTypedAddresses();
+    void sayHint(const QString &text, const char *role);
     quint32 typedAddress(int row) const;
     QCheckBox *dhcpBox() const;
 
     std::unique_ptr<Ui::ConfigurationPage> ui;
     std::optional<Device_t> shown;
+    bool fitted = false; // the columns, to their texts
 };

@@ -28,6 +28,9 @@ QString filterFor(const QString &code)
 FirmwarePage::FirmwarePage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::FirmwarePage>())
 {
     ui->setupUi(this);
+    QSizePolicy policy = ui->frameDevIP->sizePolicy();
+    policy.setRetainSizeWhenHidden(true); // so that nothing moves when the field is shown
+    ui->frameDevIP->setSizePolicy(policy);
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
     rows = {{{ui->lineEditFirmware1, ui->chooseFirmwareBtn, ui->updateFwBtn},

@@ -255,7 +255,7 @@ void MainWindow::setScanControlsEnabled(bool enabled)
     ui->scanBtn->setEnabled(enabled);
     ui->actionNew_Scan->setEnabled(enabled);
     ui->actionAdvanced_network_config->setEnabled(enabled);
-    ui->pageUpdate->setStartEnabled(enabled);
+    ui->pageUpdate->setStartEnabled(enabled && !settingsTimer->isActive()); // else another scan follows
 }
 
 void MainWindow::clearDevices()
@@ -296,6 +296,9 @@ void MainWindow::onHideDevice()
 {
     if (!filterHidden) {
         ui->tableWidgetDeviceFirstTable->showFamily(devices, ui->comboBoxDeviceFilter->currentIndex());
+        if (ui->tableWidgetDeviceFirstTable->currentRow() < 0) {
+            ui->pageConfigure->resetConfigurationTable(); // shows nobody, as the information page does
+        }
     }
 }
 

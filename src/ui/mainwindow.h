@@ -103,9 +103,15 @@ private:
     void showPage(int page, QPushButton *chosen);
     void highlight(QPushButton *button, bool selected);
     void setUpdateControlsEnabled(bool enable);
+    struct Judgement
+    {
+        QStringList sentences;
+        bool bad = false;
+    };
+
     void showScanResult();
     void sayInFooter(const QString &text, bool bad = false);
-    QStringList judgeChanges();
+    Judgement judgeChanges();
     void onShowMissingInstruments();
     void showText(const QString &resource, const QString &title);
     void connectSettingsDialog(Settings *dialog);

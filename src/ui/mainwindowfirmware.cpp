@@ -183,6 +183,7 @@ void MainWindow::onUpdateNextDevice()
         onButtonUpFwPressed(); // with the first selector's file, also after the second button
         if (!updating) {
             endUpdate(); // the first selector names no file
+            dismissCloseBox();
             sayInFooter(tr("Not all selected instruments are updated."), true);
         }
         return;
@@ -223,6 +224,8 @@ void MainWindow::onLookForUpdated()
     if (watching && !updating && !isAnySelected() && !ui->pageUpdate->isManualIpTicked()) {
         --restartLooks;
         onScanDevices();
+    } else if (!updating && !versions.isEmpty()) {
+        sayInFooter(versions.summary(devices), true); // without the promise to look again
     }
 }
 
@@ -348,6 +351,7 @@ void MainWindow::finishBeforeClosing()
     if (worker->isRunning()) {
         loop.exec();
     }
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall); // what the worker has said and nobody heard
     closing = false;
     if (failedWhileClosing) {
         sayFailed();

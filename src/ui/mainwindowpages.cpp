@@ -4,6 +4,7 @@
 #include "devicecatalogue.h"
 #include "dialog.h"
 #include "ipv4address.h"
+#include "labelrole.h"
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
@@ -12,7 +13,6 @@
 #include <QHostAddress>
 #include <QLabel>
 #include <QMessageBox>
-#include <QStyle>
 #include <QUrl>
 
 namespace {
@@ -91,26 +91,30 @@ void MainWindow::onSaveNewConfiguration()
 }
 
 // What a whole scan tells of addresses and firmware that were changed before it.
-QStringList MainWindow::judgeChanges()
+MainWindow::Judgement MainWindow::judgeChanges()
 {
-    QStringList sentences;
+    Judgement judgement;
     if (!proof.isEmpty()) {
         proof.check(devices);
-        sentences.append(proof.summary());
+        judgement.sentences.append(proof.summary());
+        judgement.bad = !proof.isComplete();
         ui->footerDetailsBtn->setVisible(!proof.isComplete());
         if (proof.isComplete()) {
             proof.begin(); // all seen where they should be; later scans need not say it again
         }
     }
     if (!versions.isEmpty()) {
-        sentences.append(versions.summary(devices));
+        judgement.sentences.append(versions.summary(devices));
+        judgement.bad = judgement.bad || versions.isAnyUnchanged(devices);
         versions.forgetAnswered(devices);
         if (!versions.isEmpty() && restartLooks > 0) {
-            sentences.append(tr("Looking again..."));
+            judgement.sentences.append(tr("Looking again..."));
             restartTimer->start();
+        } else if (!versions.isEmpty()) {
+            judgement.bad = true;
         }
     }
-    return sentences;
+    return judgement;
 }
 
 void MainWindow::showScanResult()
@@ -133,18 +137,17 @@ void MainWindow::showScanResult()
         lastChangeRefused = false;
     }
     if (!client->wasStopped()) { // who was not reached is not missing
-        sentences.append(judgeChanges());
+        const Judgement judgement = judgeChanges();
+        sentences.append(judgement.sentences);
+        bad = bad || judgement.bad;
     }
-    sayInFooter(sentences.join(QLatin1Char(' ')), bad || !proof.isComplete());
+    sayInFooter(sentences.join(QLatin1Char(' ')), bad);
 }
 
 void MainWindow::sayInFooter(const QString &text, bool bad)
 {
-    QLabel *footer = ui->labelFooter;
-    footer->setText(text);
-    footer->setProperty("role", bad ? QStringLiteral("error") : QString());
-    footer->style()->unpolish(footer);
-    footer->style()->polish(footer);
+    ui->labelFooter->setText(text);
+    setRole(ui->labelFooter, bad ? "error" : nullptr);
 }
 
 void MainWindow::onShowMissingInstruments()

@@ -70,6 +70,14 @@ void VersionProof::forgetAnswered(const QList<Device_t> &devices)
     before.erase(std::remove_if(before.begin(), before.end(), answered), before.end());
 }
 
+bool VersionProof::isAnyUnchanged(const QList<Device_t> &devices) const
+{
+    return std::any_of(before.begin(), before.end(), [&devices](const Device_t &old) {
+        const auto now = find(devices, old);
+        return now != devices.end() && isKnown(old[Fw]) && (*now)[Fw] == old[Fw];
+    });
+}
+
 QString VersionProof::summary(const QList<Device_t> &devices) const
 {
     QStringList sentences;

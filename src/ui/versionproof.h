@@ -17,6 +17,9 @@ public:
 
     // One sentence on all noted instruments as `devices` shows them now.
     QString summary(const QList<Device_t> &devices) const;
+    // True when one of them says the version that it said before.
+    bool isAnyUnchanged(const QList<Device_t> &devices) const;
+
     // What has been said needs no repeating; instruments that are not back yet stay noted,
     // and so do those that answer but do not say the version that they used to say.
     void forgetAnswered(const QList<Device_t> &devices);

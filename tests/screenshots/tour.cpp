@@ -18,6 +18,7 @@
 #include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QTableView>
 #include <QTableWidget>
@@ -109,6 +110,9 @@ void Tour::select(const char *ip)
     }
     table()->setCurrentItem(found.first());
     table()->scrollToItem(found.first(), QAbstractItemView::PositionAtCenter);
+    QScrollBar *bar = table()->verticalScrollBar();
+    const int height = table()->rowHeight(0);
+    bar->setValue(bar->value() / height * height); // no row is cut at the top
 }
 
 void Tour::setScanTime(double seconds)
@@ -240,6 +244,7 @@ void Tour::takeBoxes()
     m_camera.takeBoxes(QStringLiteral("box-no-firmware"), [this] { press("updateFwBtn"); });
     find<QLineEdit>("lineEditFirmware1")->setText(QStringLiteral("firmware.updt"));
     m_camera.takeBoxes(QStringLiteral("box-no-selection"), [this] { press("updateFwBtn"); });
+    press("scanBtn"); // the footer tells of the settings that were sent
     select("192.168.0.11");
     press("configBtn");
     find<QTableWidget>("tableDeviceConfig")->item(0, 1)->setText(QStringLiteral("192.168.0.300"));
@@ -287,7 +292,7 @@ void Tour::takeFocus()
     find<QCheckBox>("checkBoxManualIP")->setChecked(false);
 }
 
-// The serial server that does not say what it drives is taken for a motor driver; this one is none.
+// A boot loader is no firmware of a motor driver.
 void Tour::takeFailedUpdate()
 {
     const QString firmware = QDir::home().filePath(QStringLiteral("Rovan_Motor_Communication_DSP.hex"));
@@ -307,7 +312,8 @@ void Tour::takeFailedUpdate()
 // One power supply from the choice of its file to the rescan that shows its new version.
 void Tour::takeUpdate()
 {
-    press("scanBtn"); // the footer tells of the failed one
+    press("scanBtn"); // the footer tells of the failed one, and once more what it answers
+    press("scanBtn");
     const QString path = QDir::home().filePath(QStringLiteral("QPS1100_2.1.05.updt"));
     writeFile(path, QByteArray(imageBytes, 'q'));
     press("infoBtn");
