@@ -84,6 +84,14 @@ public:
         editor->setFont(tabularFont()); // as the cell's text
         return editor;
     }
+
+protected:
+    // An address that does not fit keeps its end, which tells instruments apart.
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = Qt::ElideLeft;
+    }
 };
 
 } // namespace
