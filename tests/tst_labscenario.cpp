@@ -1,5 +1,6 @@
 #include "labprocess.h"
 #include "labroom.h"
+#include "motorbench.h"
 
 #include <QFile>
 #include <QProcess>
@@ -103,6 +104,23 @@ void TestLabScenario::errorsNameInstrumentAndKey_data()
         scenarioOf(
             {with(module("00:20:4A:00:00:01", "192.168.0.1"), "tunnel", object(R"({"manner":"rude"})"))}),
         "tunnel: \"manner\" must be one of prompt, late");
+    second("update, neither flag nor object", "update", "7", ": \"update\" must be");
+    second("update, unknown key", "update", R"({"explode":true})", ", update: unknown key \"explode\"");
+    second("update, misspelt step", "update", R"({"nakAt":"MSR"})", ", update: \"nakAt\" must be a step");
+    second("update, misspelt step of a wrong answer", "update", R"({"wrongAt":{"EPC":"#ACK"}})",
+           ", update: \"wrongAt\" must be texts by step");
+    second("update, no room for the version", "update", R"({"newFirmware":"1.2.04"})",
+           ": \"newFirmware\" must be a version");
+    second("update, code", "update", R"({"newCode":"21"})", ": \"newCode\" must be four");
+    const auto motor = [&row](const char *name, const char *json) {
+        row(name, scenarioOf({motorbench::driver(object(json))}), motorbench::mac);
+    };
+    motor("motor, unknown key", R"({"erase":1})");
+    motor("motor, unknown fault", R"({"faults":{"nak":true}})");
+    motor("motor, no such rate", R"({"baudrate":14400})");
+    motor("motor, no such sector", R"({"erasedSectors":"ABE"})");
+    motor("motor, no such answer", R"({"faults":{"eraseAnswer":"maybe"}})");
+    motor("motor, answer that is no text", R"({"answers":{"MVER":1}})");
     row("two with one MAC",
         scenarioOf({plain("00:1A:2B:00:00:01", "192.168.0.11"), plain("00:1A:2B:00:00:01", "192.168.0.12")}),
         "00:1A:2B:00:00:01 belongs to two");

@@ -17,13 +17,9 @@ private slots:
     void powerSupplyIsUpdated_data();
     void powerSupplyIsUpdated();
     void imageNeedsAStatusQuestion();
-    void beamlineInstrumentIsUpdated_data();
-    void beamlineInstrumentIsUpdated();
     void unerasedFlashOnlyLosesBits();
     void oneClientAtATime();
     void nobodyListensWithoutUpdate();
-    void scenarioErrorsAreNamed_data();
-    void scenarioErrorsAreNamed();
     void showcaseCanBeUpdated();
 };
 
@@ -108,36 +104,6 @@ void TestLabUpdate::imageNeedsAStatusQuestion()
     QVERIFY(bench.lab.events(QStringLiteral("imageStored")).isEmpty());
 }
 
-void TestLabUpdate::beamlineInstrumentIsUpdated_data()
-{
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("after");
-    QTest::newRow("version counts up") << QByteArray(picoammeter) << "2100 1204";
-    QTest::newRow("1600") << QByteArray(R"({"kind":"beamline","code":"1600","firmware":"1399"})")
-                          << "1600 1400";
-}
-
-void TestLabUpdate::beamlineInstrumentIsUpdated()
-{
-    QFETCH(QByteArray, json);
-    QFETCH(QString, after);
-    const QByteArray image = firmware(sectorSize + 1000);
-    Bench bench(json);
-    QVERIFY(bench.client.ask("VER\r\n").startsWith("#VER:"));
-    for (const char *command : {"EPCSER:0\r", "EPCSER:1\r", "EPCSWR\r"}) {
-        QCOMPARE(bench.client.ask(command), QByteArray("#ACK\r\n"));
-    }
-    QCOMPARE(bench.lab.events(QStringLiteral("sectorErased")).last().value(QStringLiteral("sector")).toInt(),
-             1);
-    QCOMPARE(bench.client.ask(image), QByteArray("#ACK\r\n"));
-    QVERIFY(storedIs(bench.lab, image));
-    QVERIFY(bench.lab.events(QStringLiteral("rebooted")).isEmpty()); // its client is still there
-    bench.client.disconnectFromHost();
-    QVERIFY(bench.lab.waitForEvent(QStringLiteral("rebooted")));
-    QCOMPARE(identityOf(), after);
-    QVERIFY(storedIs(bench.lab, image));
-}
-
 void TestLabUpdate::unerasedFlashOnlyLosesBits()
 {
     Bench bench(picoammeter);
@@ -184,33 +150,6 @@ void TestLabUpdate::nobodyListensWithoutUpdate()
     Client other;
     QVERIFY(!other.connectNow(QStringLiteral("192.168.0.1")));
     QCOMPARE(other.error(), QAbstractSocket::ConnectionRefusedError);
-}
-
-void TestLabUpdate::scenarioErrorsAreNamed_data()
-{
-    QTest::addColumn<QByteArray>("update");
-    QTest::addColumn<QString>("message");
-    const auto row = [](const char *name, const char *update, const char *message) {
-        QTest::newRow(name) << QByteArray(update) << message;
-    };
-    row("neither flag nor object", "7", "): \"update\" must be");
-    row("unknown key", R"({"explode":true})", ", update: unknown key \"explode\"");
-    row("misspelt step", R"({"nakAt":"MSR"})", ", update: \"nakAt\" must be a step");
-    row("misspelt step of a wrong answer", R"({"wrongAt":{"EPC":"#ACK"}})",
-        ", update: \"wrongAt\" must be texts by step");
-    row("no room for the version", R"({"newFirmware":"1.2.04"})", "\"newFirmware\" must be a version");
-    row("code", R"({"newCode":"21"})", "\"newCode\" must be four");
-}
-
-void TestLabUpdate::scenarioErrorsAreNamed()
-{
-    QFETCH(QByteArray, update);
-    QFETCH(QString, message);
-    const QJsonValue value = object(("{\"v\":" + update + "}").constData()).value(QStringLiteral("v"));
-    LabProcess lab;
-    QVERIFY(!lab.start(scenarioOf({with(instrument(picoammeter), "update", value)})));
-    const QString errors = lab.errorText();
-    QVERIFY2(errors.contains(message), qPrintable(errors));
 }
 
 void TestLabUpdate::showcaseCanBeUpdated()
