@@ -100,7 +100,6 @@ private slots:
     void tunnelTakesOneClientAtATime();
     void tunnelSendsLongLines_data();
     void tunnelSendsLongLines();
-    void tunnelIsResetInALine();
     void silentTunnelTakesEverything();
     void tunnelClosesAtOnce();
     void tunnelRefuses();
@@ -277,20 +276,6 @@ void TestLabFaults::tunnelSendsLongLines()
     QTEST(bytes.indexOf('\r'), "lineEnd");
     client.abort();
     QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
-}
-
-void TestLabFaults::tunnelIsResetInALine()
-{
-    LabProcess lab;
-    play(lab, {moduleWith(R"({"manner":"resetInLine"})")});
-    Client client;
-    QVERIFY(client.connectNow());
-    client.write("MVER\r\n");
-    QVERIFY(client.waitForDisconnected(waitMs));
-    const QByteArray bytes = client.readAll();
-    QVERIFY(QByteArray("#MVER:ROVAN-MOTOR:x:1.07\r\n").startsWith(bytes) && !bytes.contains('\r'));
-    QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
-    QVERIFY(client.connectNow()); // the next one is welcome
 }
 
 void TestLabFaults::silentTunnelTakesEverything()
