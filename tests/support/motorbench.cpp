@@ -168,7 +168,8 @@ QByteArray MotorLab::dump(const QString &dsp)
         file.open(QIODevice::ReadOnly);
         flash = file.readAll();
     }
-    [&flash] { QVERIFY2(!flash.isEmpty(), "the lab has dumped no flash"); }();
+    // Two dumps that failed are equal, and would pass for a flash that nobody touched.
+    [&flash] { QCOMPARE(flash.size(), flashBytes); }();
     return flash;
 }
 

@@ -16,6 +16,7 @@ extern const char address[];
 constexpr quint16 setupPort = 9999;
 constexpr quint16 gpioPort = 30704;
 constexpr quint16 tunnelPort = 10001;
+constexpr int flashBytes = 2 * 0x11000;
 
 // A boot loader image with a data record, and so one that a DSP runs.
 QByteArray image();
