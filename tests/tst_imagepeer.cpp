@@ -142,11 +142,8 @@ void eraseAll(Connection &connection)
 
 void TestImagePeer::initTestCase()
 {
-    image = updateroom::firmware(imageBytes);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, imageBytes);
 }
 
 template <typename Procedure, typename... More>

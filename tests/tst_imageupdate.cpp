@@ -56,11 +56,8 @@ QString codeOf(const QByteArray &played)
 
 void TestImageUpdate::initTestCase()
 {
-    image = updateroom::firmware(150000);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, 150000);
 }
 
 void TestImageUpdate::writesTheImage_data()
@@ -118,11 +115,9 @@ void TestImageUpdate::progressFollowsTheInstrument()
     constexpr int halfwayMs = 1000 * (size / 2) / bytesPerSecond;
     LabProcess lab;
     updateroom::startLab(lab, powerSupply, "{\"bytesPerSecond\":" + QByteArray::number(bytesPerSecond) + '}');
-    QFile file(folder.filePath(QStringLiteral("long.bin")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(updateroom::firmware(size)), qint64{size});
-    file.close();
-    const Run seen = run(QStringLiteral("1100"), file.fileName());
+    const QString longFile = folder.filePath(QStringLiteral("long.bin"));
+    updateroom::firmwareFile(longFile, size);
+    const Run seen = run(QStringLiteral("1100"), longFile);
     QCOMPARE(seen.completed, 1);
     // From the first step to the one at half of the image.
     const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);

@@ -1,20 +1,22 @@
 #include "labprocess.h"
 #include "labroom.h"
 #include "udpprobe.h"
+#include "updateroom.h"
 
 #include <QJsonDocument>
-#include <QTcpSocket>
 #include <QTest>
 
 #include <functional>
 
 using namespace labroom;
+using updateroom::Client;
+using updateroom::waitMs;
 
 namespace {
 
 const QString ip = QStringLiteral("192.168.0.10");
 const QString fence = QStringLiteral("192.168.0.240");
-constexpr int waitMs = 5000;
+const QString moduleIp = QStringLiteral("192.168.0.50");
 
 QJsonObject instrument(const char *kind, const QJsonObject &faults)
 {
@@ -60,24 +62,6 @@ QJsonObject moduleWith(const QByteArray &tunnel)
 {
     return with(module("00:20:4A:AD:64:70", "192.168.0.50"), "tunnel", object(tunnel.constData()));
 }
-
-// A client of that tunnel.
-class Client : public QTcpSocket
-{
-public:
-    bool connectNow()
-    {
-        connectToHost(QStringLiteral("192.168.0.50"), 10001);
-        return waitForConnected(waitMs);
-    }
-
-    QByteArray readAtLeast(int size)
-    {
-        while (bytesAvailable() < size && waitForReadyRead(waitMs)) {
-        }
-        return readAll();
-    }
-};
 
 } // namespace
 
@@ -225,12 +209,12 @@ void TestLabFaults::tunnelAnswersCommands()
     LabProcess lab;
     play(lab, {module});
     Client client;
-    QVERIFY(client.connectNow());
+    QVERIFY(client.connectNow(moduleIp));
     for (const char byte : sent) { // as slowly as a serial line
         client.write(&byte, 1);
         client.flush();
     }
-    QCOMPARE(client.readAtLeast(answer.size()), answer);
+    QCOMPARE(client.readUntil(answer), answer);
     QVERIFY(lab.waitForEvent(QStringLiteral("lineReceived")));
     QCOMPARE(field(lab.events(QStringLiteral("lineReceived")).value(0), "line"),
              QString::fromLatin1(sent.left(sent.indexOf('\r'))));
@@ -241,16 +225,15 @@ void TestLabFaults::tunnelTakesOneClientAtATime()
     LabProcess lab;
     play(lab, {moduleWith("{}")});
     Client first;
-    QVERIFY(first.connectNow());
+    QVERIFY(first.connectNow(moduleIp));
     QVERIFY(lab.waitForEvent(QStringLiteral("connected")));
     Client second;
-    QVERIFY(!second.connectNow());
+    QVERIFY(!second.connectNow(moduleIp));
     QCOMPARE(second.error(), QAbstractSocket::ConnectionRefusedError);
-    first.write("MVER\r\n"); // the first is not disturbed
-    QVERIFY(first.readAtLeast(1).startsWith("#MVER"));
+    QVERIFY(first.ask("MVER\r\n").startsWith("#MVER")); // the first is not disturbed
     first.disconnectFromHost();
     QVERIFY(lab.waitForEvent(QStringLiteral("disconnected")));
-    QVERIFY(second.connectNow());
+    QVERIFY(second.connectNow(moduleIp));
 }
 
 void TestLabFaults::tunnelSendsLongLines_data()
@@ -269,9 +252,11 @@ void TestLabFaults::tunnelSendsLongLines()
     LabProcess lab;
     play(lab, {moduleWith(R"({"manner":")" + manner + "\"}")});
     Client client;
-    QVERIFY(client.connectNow());
+    QVERIFY(client.connectNow(moduleIp));
     client.write("MVER\r\n");
-    const QByteArray bytes = client.readAtLeast(size);
+    while (client.bytesAvailable() < size && client.waitForReadyRead(waitMs)) {
+    }
+    const QByteArray bytes = client.readAll();
     QVERIFY(bytes.size() >= size);
     QTEST(bytes.indexOf('\r'), "lineEnd");
     client.abort();
@@ -283,7 +268,7 @@ void TestLabFaults::silentTunnelTakesEverything()
     LabProcess lab;
     play(lab, {moduleWith(R"({"manner":"silent"})")});
     Client client;
-    QVERIFY(client.connectNow());
+    QVERIFY(client.connectNow(moduleIp));
     client.write("MVER\r\n");
     QVERIFY(client.waitForBytesWritten(waitMs));
     client.disconnectFromHost();
@@ -298,7 +283,7 @@ void TestLabFaults::tunnelClosesAtOnce()
     play(lab, {moduleWith(R"({"manner":"closeAtOnce"})")});
     for (int i = 0; i < 2; ++i) {
         Client client;
-        QVERIFY(client.connectNow());
+        QVERIFY(client.connectNow(moduleIp));
         QVERIFY(client.state() == QAbstractSocket::UnconnectedState || client.waitForDisconnected(waitMs));
         QCOMPARE(client.bytesAvailable(), 0);
     }
@@ -310,7 +295,7 @@ void TestLabFaults::tunnelRefuses()
     LabProcess lab;
     play(lab, {moduleWith(R"({"manner":"refuse"})")});
     Client client;
-    QVERIFY(!client.connectNow());
+    QVERIFY(!client.connectNow(moduleIp));
     QCOMPARE(client.error(), QAbstractSocket::ConnectionRefusedError);
 }
 

@@ -3,7 +3,6 @@
 #include "labroom.h"
 #include "updateroom.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -41,11 +40,8 @@ private:
 
 void TestUpdateOrder::initTestCase()
 {
-    image = updateroom::firmware(50000);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, 50000);
 }
 
 void TestUpdateOrder::runsWithoutWork_data()

@@ -50,6 +50,14 @@ QByteArray firmware(int size)
     return bytes.left(size);
 }
 
+QByteArray firmwareFile(const QString &path, int size)
+{
+    QByteArray image = firmware(size);
+    QFile file(path);
+    [&] { QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == image.size()); }();
+    return image;
+}
+
 QByteArray andOf(QByteArray one, const QByteArray &other)
 {
     std::transform(one.cbegin(), one.cend(), other.cbegin(), one.begin(),

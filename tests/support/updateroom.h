@@ -31,6 +31,9 @@ void startLab(LabProcess &lab, const QByteArray &json, const QByteArray &update 
 // Firmware that begins with all that could be taken for a command.
 QByteArray firmware(int size);
 
+// The same in a file. The test fails when it cannot be written.
+QByteArray firmwareFile(const QString &path, int size);
+
 // Bit by bit, what flash holds when the one is written over the other. Of equal size.
 QByteArray andOf(QByteArray one, const QByteArray &other);
 
