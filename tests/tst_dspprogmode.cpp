@@ -45,6 +45,7 @@ private:
         QStringList errors;
         int steps = 0;
     };
+    Report setState(const ScriptedPeer &module, int state);
     Report loadBootloader(const ScriptedPeer &peer, const QString &path,
                           const Pacing &pacing = quickPacing());
     static void follow(const dspProgMode &mode, Report *report);
@@ -113,6 +114,15 @@ void TestDspProgMode::follow(const dspProgMode &mode, Report *report)
         Qt::DirectConnection);
 }
 
+TestDspProgMode::Report TestDspProgMode::setState(const ScriptedPeer &module, int state)
+{
+    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(module.port(), 1));
+    Report report;
+    follow(mode, &report);
+    mode.setState(state, loopback);
+    return report;
+}
+
 void TestDspProgMode::tableEndsInTheState_data()
 {
     QTest::addColumn<int>("state");
@@ -127,10 +137,7 @@ void TestDspProgMode::tableEndsInTheState()
     QFETCH(int, state);
     QFETCH(QByteArray, value);
     const ScriptedPeer module(obey);
-    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(module.port(), 1));
-    Report report;
-    follow(mode, &report);
-    mode.setState(state, loopback);
+    const Report report = setState(module, state);
     QCOMPARE(report.errors, QStringList());
     QCOMPARE(report.steps, 5);
     QTRY_COMPARE(module.received().toHex(), commands(value.constData()).join().toHex());
@@ -151,9 +158,8 @@ void TestDspProgMode::wrongAnswerDoesNotStopTheTable_data()
 {
     QTest::addColumn<int>("step");
     QTest::addColumn<QByteArray>("wrong");
-    for (int step = 1; step <= 4; ++step) {
-        QTest::addRow("step %d, other pins", step) << step << QByteArray::fromHex("1B02000000");
-    }
+    QTest::newRow("first step, other pins") << 1 << QByteArray::fromHex("1B02000000");
+    QTest::newRow("last step, other pins") << 4 << QByteArray::fromHex("1B02000000");
     QTest::newRow("unknown command") << 2 << QByteArray::fromHex("FF");
     QTest::newRow("silence") << 4 << QByteArray();
     QTest::newRow("too much") << 4 << QByteArray::fromHex("1B0500000000");
@@ -169,10 +175,7 @@ void TestDspProgMode::wrongAnswerDoesNotStopTheTable()
             connection.send(i == step ? wrong : obedience(command));
         }
     });
-    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(module.port(), 1));
-    Report report;
-    follow(mode, &report);
-    mode.setState(1, loopback);
+    const Report report = setState(module, 1);
     QCOMPARE(report.errors, misconfigured);
     QCOMPARE(report.steps, 5);
     QTRY_COMPARE(module.received().toHex(), commands("05").join().toHex());
@@ -188,11 +191,7 @@ void TestDspProgMode::answerMayComeInPieces()
             connection.send(answer.mid(2));
         }
     });
-    dspProgMode mode(nullptr, Interruption::Honoured, quickPacing(), portsOf(module.port(), 1));
-    Report report;
-    follow(mode, &report);
-    mode.setState(0, loopback);
-    QCOMPARE(report.errors, QStringList());
+    QCOMPARE(setState(module, 0).errors, QStringList());
 }
 
 void TestDspProgMode::closedPortsAreTold()
@@ -271,7 +270,6 @@ void TestDspProgMode::autobaudNeedsExactlyItsEcho_data()
     QTest::newRow("silence") << QByteArray() << QByteArray() << false;
     QTest::newRow("another character") << QByteArray() << QByteArray("A") << false;
     QTest::newRow("more than the echo") << QByteArray() << QByteArray("aa") << false;
-    QTest::newRow("wrong speed") << QByteArray() << QByteArray("\xf8\x00", 2) << false;
 }
 
 void TestDspProgMode::autobaudNeedsExactlyItsEcho()

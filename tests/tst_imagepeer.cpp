@@ -142,11 +142,8 @@ void eraseAll(Connection &connection)
 
 void TestImagePeer::initTestCase()
 {
-    image = updateroom::firmware(imageBytes);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, imageBytes);
 }
 
 template <typename Procedure, typename... More>
@@ -333,17 +330,16 @@ void TestImagePeer::refusalEndsTheSending_data()
             }
         };
     };
-    QTest::newRow("refusal in the middle")
-        << saying("#NAK:wrong hardware\r\n", nullptr) << false << wrongHardware << true;
-    QTest::newRow("refusal and end") << saying("#NAK:wrong hardware\r\n", &Connection::close) << false
-                                     << wrongHardware << true;
-    QTest::newRow("refusal and reset")
-        << saying("#NAK:wrong hardware\r\n", &Connection::reset) << false << wrongHardware << true;
-    QTest::newRow("refusal without line end, and reset")
-        << saying("#NAK:wrong hardware", &Connection::reset) << false << wrongHardware << true;
-    QTest::newRow("refusal without a reason")
-        << saying("#NAK\r\n", nullptr) << false << QStringLiteral("ERROR: Firmware refused!") << true;
-    QTest::newRow("reset") << saying("", &Connection::reset) << false << notWritten << true;
+    const auto row = [&saying](const char *name, const QByteArray &words, void (Connection::*end)(),
+                               const QString &error) {
+        QTest::newRow(name) << saying(words, end) << false << error << true;
+    };
+    row("refusal in the middle", "#NAK:wrong hardware\r\n", nullptr, wrongHardware);
+    row("refusal and end", "#NAK:wrong hardware\r\n", &Connection::close, wrongHardware);
+    row("refusal and reset", "#NAK:wrong hardware\r\n", &Connection::reset, wrongHardware);
+    row("refusal without line end, and reset", "#NAK:wrong hardware", &Connection::reset, wrongHardware);
+    row("refusal without a reason", "#NAK\r\n", nullptr, QStringLiteral("ERROR: Firmware refused!"));
+    row("reset", "", &Connection::reset, notWritten);
     QTest::newRow("refusal left over from a question") << Script([](Connection &connection) {
         answerQuestions(connection, "#MRP:48.02 V\r\n#NAK:wrong hardware\r\n");
     }) << false << wrongHardware << false;

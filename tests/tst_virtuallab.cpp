@@ -2,9 +2,7 @@
 #include "labroom.h"
 #include "udpprobe.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QSet>
 #include <QTest>
 
 #include <utility>
@@ -38,9 +36,6 @@ private slots:
     void oneHearsItsCableAndItsAddress_data();
     void oneHearsItsCableAndItsAddress();
     void everyDatagramThatArrivesIsToldOnce();
-    void twoThousandAnswerOneQuery();
-    void showcaseShowsEachInstrumentOnce();
-    void faultsStartAndHealthyOnesAnswer();
 };
 
 void TestVirtualLab::repliesCarryTheirBytes_data()
@@ -92,7 +87,7 @@ void TestVirtualLab::repliesCarryTheirBytes()
     instrument[QStringLiteral("mac")] = QStringLiteral("00:1A:2B:3C:4D:5E");
     instrument[QStringLiteral("ip")] = QStringLiteral("192.168.0.10");
     LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({instrument})), qPrintable(lab.errorText()));
+    play(lab, {instrument});
 
     UdpProbe probe(onCable0());
     probe.send(discoveryQuery(), everyone(), discoveryPort);
@@ -109,10 +104,9 @@ void TestVirtualLab::repliesCarryTheirBytes()
 void TestVirtualLab::jsonRepliesCarryTheirKeys()
 {
     LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({object(
-                 R"({"kind":"json","code":"5100","mac":"00:1A:2B:3C:4D:5E","ip":"10.20.30.9","dhcp":true,
-                     "texts":{"BRAND":"HALVERN","SLOT":"4","UPTIME":7,"GATEWAY":null}})")})),
-             qPrintable(lab.errorText()));
+    play(lab, {object(
+                  R"({"kind":"json","code":"5100","mac":"00:1A:2B:3C:4D:5E","ip":"10.20.30.9","dhcp":true,
+                     "texts":{"BRAND":"HALVERN","SLOT":"4","UPTIME":7,"GATEWAY":null}})")});
     UdpProbe probe(onCable1());
     probe.send(discoveryQuery(), QStringLiteral("10.20.30.9"), discoveryPort);
     const auto reply = probe.receive();
@@ -153,8 +147,7 @@ void TestVirtualLab::modulesAnswerOnlyFourByteQueries()
     QFETCH(int, size);
     QFETCH(Pieces, pieces);
     LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({module("00:20:4A:AD:64:70", "192.168.0.50")})),
-             qPrintable(lab.errorText()));
+    play(lab, {module("00:20:4A:AD:64:70", "192.168.0.50")});
     UdpProbe probe(onCable0());
     probe.send(query, QStringLiteral("192.168.0.255"), modulePort);
     if (size == 0) {
@@ -179,16 +172,15 @@ void TestVirtualLab::oneHearsItsCableAndItsAddress_data()
     QTest::addColumn<QString>("to");
     QTest::addColumn<QString>("answering"); // the last number of their addresses
 
-    QTest::newRow("limited broadcast on the first cable") << onCable0() << everyone() << "11 12";
-    QTest::newRow("limited broadcast on the second") << onCable1() << everyone() << "21 22";
-    QTest::newRow("directed at the first") << onCable0() << "192.168.0.255"
-                                           << "11 12";
-    QTest::newRow("directed at the second") << onCable1() << "10.20.30.255"
-                                            << "21 22";
-    QTest::newRow("one address") << onCable0() << "192.168.0.11"
-                                 << "11";
-    QTest::newRow("the lab host itself") << onCable0() << "192.168.0.250"
-                                         << "";
+    const auto row = [](const char *name, const QString &from, const char *to, const char *answering) {
+        QTest::newRow(name) << from << to << answering;
+    };
+    row("limited broadcast on the first cable", onCable0(), "255.255.255.255", "11 12");
+    row("limited broadcast on the second", onCable1(), "255.255.255.255", "21 22");
+    row("directed at the first", onCable0(), "192.168.0.255", "11 12");
+    row("directed at the second", onCable1(), "10.20.30.255", "21 22");
+    row("one address", onCable0(), "192.168.0.11", "11");
+    row("the lab host itself", onCable0(), "192.168.0.250", "");
 }
 
 void TestVirtualLab::oneHearsItsCableAndItsAddress()
@@ -197,15 +189,14 @@ void TestVirtualLab::oneHearsItsCableAndItsAddress()
     QFETCH(QString, to);
     QFETCH(QString, answering);
     LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({
-                 plain("00:1A:2B:00:00:11", "192.168.0.11"),
-                 plain("00:1A:2B:00:00:12", "172.16.9.12"),
-                 plain("00:1A:2B:00:00:21", "10.20.30.21", "lab1"),
-                 plain("00:1A:2B:00:00:22", "192.168.0.22", "lab1"),
-                 plain("00:1A:2B:00:00:FE", "192.168.0.240"),
-                 plain("00:1A:2B:00:00:FF", "10.20.30.240", "lab1"),
-             })),
-             qPrintable(lab.errorText()));
+    play(lab, {
+                  plain("00:1A:2B:00:00:11", "192.168.0.11"),
+                  plain("00:1A:2B:00:00:12", "172.16.9.12"),
+                  plain("00:1A:2B:00:00:21", "10.20.30.21", "lab1"),
+                  plain("00:1A:2B:00:00:22", "192.168.0.22", "lab1"),
+                  plain("00:1A:2B:00:00:FE", "192.168.0.240"),
+                  plain("00:1A:2B:00:00:FF", "10.20.30.240", "lab1"),
+              });
     const QString fence =
         from == onCable0() ? QStringLiteral("192.168.0.240") : QStringLiteral("10.20.30.240");
     UdpProbe probe(from);
@@ -241,79 +232,6 @@ void TestVirtualLab::everyDatagramThatArrivesIsToldOnce()
     const QJsonObject ignored = lab.events(QStringLiteral("ignored")).value(0);
     QCOMPARE(ignored.value(QStringLiteral("reason")).toString(), QStringLiteral("unknown"));
     QCOMPARE(lab.events().size(), 3); // with "ready"
-}
-
-void TestVirtualLab::twoThousandAnswerOneQuery()
-{
-    LabProcess lab;
-    QVERIFY2(lab.startCount(4000), qPrintable(lab.errorText())); // half of them on each cable
-    for (const QString &address : {onCable0(), onCable1()}) {
-        UdpProbe probe(address);
-        probe.send(discoveryQuery(), everyone(), discoveryPort);
-        QSet<QString> senders;
-        QSet<QByteArray> kinds;
-        const QVector<UdpProbe::Reply> replies = probe.receiveAll(2000);
-        for (const UdpProbe::Reply &reply : replies) {
-            senders.insert(reply.from);
-            kinds.insert(reply.bytes.mid(8, 6));
-        }
-        QCOMPARE(senders.size(), 2000);
-        QCOMPARE(kinds.size(), 4); // each cable has all families
-    }
-    QVERIFY(lab.events(QStringLiteral("sendFailed")).isEmpty());
-}
-
-void TestVirtualLab::showcaseShowsEachInstrumentOnce()
-{
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
-    QSet<QString> expected;
-    const QJsonArray instruments =
-        LabProcess::scenario(QStringLiteral("showcase.json")).value(QStringLiteral("instruments")).toArray();
-    for (const auto &value : instruments) {
-        const QJsonObject expect = value[QStringLiteral("expect")].toObject();
-        QCOMPARE(expect.value(QStringLiteral("MAC")), value[QStringLiteral("mac")]);
-        QCOMPARE(expect.value(QStringLiteral("IP")), value[QStringLiteral("ip")]);
-        QCOMPARE(expect.size(), 10); // all fields but group and description
-        expected.insert(value[QStringLiteral("ip")].toString());
-    }
-    QSet<QString> found;
-    int replies = 0;
-    for (const QString &address : {onCable0(), onCable1()}) {
-        for (const auto &[query, port] :
-             {std::pair(discoveryQuery(), discoveryPort), std::pair(hex("000100f6"), modulePort)}) {
-            UdpProbe probe(address);
-            const int asked = lab.events(QStringLiteral("query")).size();
-            probe.send(query, everyone(), port);
-            QVERIFY(lab.waitForEvent(QStringLiteral("query"), asked + 1));
-            const int heardBy =
-                lab.events(QStringLiteral("query")).last().value(QStringLiteral("heardBy")).toInt();
-            const QVector<UdpProbe::Reply> all = probe.receiveAll(heardBy);
-            QCOMPARE(all.size(), heardBy);
-            replies += all.size();
-            for (const UdpProbe::Reply &reply : all) {
-                found.insert(reply.from);
-            }
-        }
-    }
-    QCOMPARE(found, expected);
-    QCOMPARE(replies, expected.size());
-}
-
-void TestVirtualLab::faultsStartAndHealthyOnesAnswer()
-{
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("faults.json")), qPrintable(lab.errorText()));
-    for (const auto &[address, healthy] : {std::pair(onCable0(), QStringLiteral("192.168.0.11")),
-                                           std::pair(onCable1(), QStringLiteral("10.20.30.11"))}) {
-        UdpProbe probe(address);
-        probe.send(discoveryQuery(), everyone(), discoveryPort);
-        auto reply = probe.receive();
-        while (reply && reply->from != healthy) {
-            reply = probe.receive();
-        }
-        QVERIFY(reply);
-    }
 }
 
 QTEST_GUILESS_MAIN(TestVirtualLab)

@@ -18,7 +18,6 @@ private slots:
 
     void wholeDialogue_data();
     void wholeDialogue();
-    void bannerInTwoPieces();
     void refusedRateIsToldOnce_data();
     void refusedRateIsToldOnce();
     void menuWithoutTheExpectedTextEnds_data();
@@ -56,6 +55,15 @@ XPortPorts setupPort(quint16 port)
     ports.setup = port;
     return ports;
 }
+
+// The code under test at the setup port of this module.
+struct Configuration : xPortConfiguration
+{
+    explicit Configuration(const ScriptedPeer &module, const Pacing &waits = quickPacing(),
+                           Interruption manner = Interruption::Honoured)
+        : xPortConfiguration(nullptr, manner, waits, setupPort(module.port()))
+    {}
+};
 
 // Answers line by line: the texts in turn, each behind the echo of what was typed.
 void answer(Connection &module, const QByteArrayList &texts)
@@ -98,7 +106,6 @@ void TestXPortConfiguration::wholeDialogue_data()
 {
     QTest::addColumn<int>("prompts");
     QTest::newRow("no further prompt") << 0;
-    QTest::newRow("six further prompts") << 6;
     QTest::newRow("twenty further prompts") << 20;
 }
 
@@ -106,8 +113,7 @@ void TestXPortConfiguration::wholeDialogue()
 {
     QFETCH(int, prompts);
     const ScriptedPeer module([prompts](Connection &connection) { wholeMenu(connection, prompts); });
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, quickPacing(),
-                                     setupPort(module.port()));
+    Configuration configuration(module);
     const QSignalSpy steps(&configuration, &xPortConfiguration::signalIncreaseProgressBar);
     const QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
     QVERIFY(configuration.setBaudrate(loopback, 921600));
@@ -115,20 +121,6 @@ void TestXPortConfiguration::wholeDialogue()
     QTRY_COMPARE(module.received(), "\r\n1\r\n921600\r\n" + QByteArray("\r\n").repeated(prompts) + "9\r\n");
     QCOMPARE(steps.count(), 5 + prompts); // one of them for the exchange that types nothing
     QCOMPARE(lines.count(), 0);
-}
-
-void TestXPortConfiguration::bannerInTwoPieces()
-{
-    const ScriptedPeer module([](Connection &connection) {
-        connection.send(banner.left(60));
-        connection.readUntil("\r\n"); // the first read has ended without the prompt
-        connection.send(banner.mid(60));
-        answer(connection, {listing + menu, baudPrompt, menu, stored});
-    });
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, quickPacing(),
-                                     setupPort(module.port()));
-    QVERIFY(configuration.setBaudrate(loopback, 38400));
-    QTRY_COMPARE(module.received(), QByteArray("\r\n\r\n1\r\n38400\r\n9\r\n"));
 }
 
 void TestXPortConfiguration::refusedRateIsToldOnce_data()
@@ -149,8 +141,7 @@ void TestXPortConfiguration::refusedRateIsToldOnce()
         connection.send(banner);
         answer(connection, {menu, baudPrompt, refusal, refusal, newline + "I/F Mode (4C) ? ", menu, stored});
     });
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, quickPacing(),
-                                     setupPort(module.port()));
+    Configuration configuration(module);
     QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
     QVERIFY(configuration.setBaudrate(loopback, 123456));
     QCOMPARE(configuration.rateRefused(), asksAgain);
@@ -186,7 +177,7 @@ void TestXPortConfiguration::menuWithoutTheExpectedTextEnds()
     });
     Pacing pacing = quickPacing();
     pacing.menuSilence = std::chrono::milliseconds(60);
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, pacing, setupPort(module.port()));
+    Configuration configuration(module, pacing);
     QVERIFY(!configuration.setBaudrate(loopback, 38400));
     QCOMPARE(module.received(), typed);
 }
@@ -210,8 +201,7 @@ void TestXPortConfiguration::lostConnectionEndsTheDialogue()
         answer(connection, texts.mid(1));
         connection.close();
     });
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, quickPacing(),
-                                     setupPort(module.port()));
+    Configuration configuration(module);
     QVERIFY(!configuration.setBaudrate(loopback, 38400));
     QVERIFY(!module.received().contains("9\r\n"));
 }
@@ -226,7 +216,7 @@ void TestXPortConfiguration::endlessTalkEnds()
     });
     Pacing pacing = quickPacing();
     pacing.longestAnswer = std::chrono::milliseconds(500);
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, pacing, setupPort(module.port()));
+    Configuration configuration(module, pacing);
     QVERIFY(!configuration.setBaudrate(loopback, 38400));
     QVERIFY(module.received().isEmpty());
 }
@@ -268,7 +258,7 @@ void TestXPortConfiguration::interruptionEndsTheDialogueSoon()
     }
     bool result = true;
     ThreadRun run([&] {
-        xPortConfiguration configuration(nullptr, Interruption::Honoured, pacing, setupPort(module.port()));
+        Configuration configuration(module, pacing);
         result = configuration.setBaudrate(loopback, 38400);
     });
     QVERIFY(reached.tryAcquire(1, 20000));
@@ -284,8 +274,7 @@ void TestXPortConfiguration::interruptionCanBeIgnored()
     bool result = false;
     ThreadRun run([&] {
         QThread::currentThread()->requestInterruption();
-        xPortConfiguration configuration(nullptr, Interruption::Ignored, quickPacing(),
-                                         setupPort(module.port()));
+        Configuration configuration(module, quickPacing(), Interruption::Ignored);
         result = configuration.setBaudrate(loopback, 921600);
     });
     QVERIFY(run.wait(20000));
@@ -296,8 +285,7 @@ void TestXPortConfiguration::interruptionCanBeIgnored()
 void TestXPortConfiguration::bannerWordIsTheMac()
 {
     const ScriptedPeer module([](Connection &connection) { connection.send(banner); });
-    xPortConfiguration configuration(nullptr, Interruption::Honoured, quickPacing(),
-                                     setupPort(module.port()));
+    Configuration configuration(module);
     QCOMPARE(configuration.readBannerWord(loopback), QStringLiteral("00204AAD6470"));
     QTRY_COMPARE(module.received(), QByteArray("\r\n"));
 
@@ -306,8 +294,7 @@ void TestXPortConfiguration::bannerWordIsTheMac()
     QCOMPARE(refused.readBannerWord(loopback), QString());
 
     const ScriptedPeer other([](Connection &connection) { connection.send("Press Enter for Setup Mode"); });
-    xPortConfiguration terse(nullptr, Interruption::Honoured, quickPacing(), setupPort(other.port()));
-    QCOMPARE(terse.readBannerWord(loopback), QString());
+    QCOMPARE(Configuration(other).readBannerWord(loopback), QString());
 }
 
 QTEST_GUILESS_MAIN(TestXPortConfiguration)

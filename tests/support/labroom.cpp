@@ -1,7 +1,10 @@
 #include "labroom.h"
 
+#include "labprocess.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTest>
 
 namespace labroom {
 
@@ -42,6 +45,11 @@ QJsonObject scenarioOf(const QList<QJsonObject> &instruments)
         array.append(instrument);
     }
     return {{QStringLiteral("instruments"), array}};
+}
+
+void play(LabProcess &lab, const QList<QJsonObject> &instruments)
+{
+    QVERIFY2(lab.start(scenarioOf(instruments)), qPrintable(lab.errorText()));
 }
 
 QJsonObject plain(const char *mac, const char *ip, const char *cable)

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+class LabProcess;
+
 // Names and short hands for tests that play with the lab's wire.
 namespace labroom {
 
@@ -26,6 +28,9 @@ QJsonObject object(const char *json);
 
 // A scenario with these instruments.
 QJsonObject scenarioOf(const QList<QJsonObject> &instruments);
+
+// Starts the lab with these instruments. The test fails when it does not start.
+void play(LabProcess &lab, const QList<QJsonObject> &instruments);
 
 // A healthy beamline instrument, and a module with a ROVAN-MOTOR behind it.
 QJsonObject plain(const char *mac, const char *ip, const char *cable = "lab0");

@@ -13,11 +13,6 @@ namespace {
 
 constexpr int patienceMs = 10000;
 
-QByteArray zeros(int count)
-{
-    return QByteArray(count, '\0');
-}
-
 } // namespace
 
 const char mac[] = "00:20:4A:AD:64:70";
@@ -36,6 +31,11 @@ QByteArray lineEnd()
 QByteArray menuEnd()
 {
     return "Your choice ? ";
+}
+
+QByteArray zeros(int count)
+{
+    return QByteArray(count, '\0');
 }
 
 QJsonObject driver(const QJsonObject &motor, int restartMs)
@@ -86,12 +86,21 @@ QByteArray Client::rest()
     return std::exchange(m_received, {}) + m_socket.readAll();
 }
 
+Setup::Setup() : Client(setupPort)
+{
+    until(lineEnd());
+    exchange("\r\n", menuEnd());
+}
+
+void Setup::typeBaudrate(const QByteArray &rate)
+{
+    exchange("1\r\n" + rate + "\r\n" + QByteArray("\r\n").repeated(18), menuEnd());
+}
+
 bool setBaudrate(const QByteArray &rate)
 {
-    Client setup(setupPort);
-    setup.until(lineEnd());
-    setup.exchange("\r\n", menuEnd());
-    setup.exchange("1\r\n" + rate + "\r\n" + QByteArray("\r\n").repeated(18), menuEnd());
+    Setup setup;
+    setup.typeBaudrate(rate);
     return setup.exchange("9\r\n", lineEnd()).contains("Parameters stored ...") && setup.isDropped();
 }
 
@@ -130,14 +139,14 @@ QByteArray pagePackets(const char *wordAddress, const QByteArray &words)
     return packets + hex("0C0E0B000E");
 }
 
-bool MotorLab::startDriver(const char *motor, int restartMs)
+void MotorLab::startDriver(const char *motor, int restartMs)
 {
     QJsonObject keys = labroom::object(R"({"eraseMs":0,"pageWriteMs":0,"storeMs":0,"pacedLine":false})");
     const QJsonObject given = labroom::object(motor);
     for (auto key = given.constBegin(); key != given.constEnd(); ++key) {
         keys.insert(key.key(), *key);
     }
-    return start(labroom::scenarioOf({driver(keys, restartMs)}));
+    labroom::play(*this, {driver(keys, restartMs)});
 }
 
 void MotorLab::order(const char *name, QJsonObject fields)
@@ -159,7 +168,8 @@ QByteArray MotorLab::dump(const QString &dsp)
         file.open(QIODevice::ReadOnly);
         flash = file.readAll();
     }
-    [&flash] { QVERIFY2(!flash.isEmpty(), "the lab has dumped no flash"); }();
+    // Two dumps that failed are equal, and would pass for a flash that nobody touched.
+    [&flash] { QCOMPARE(flash.size(), flashBytes); }();
     return flash;
 }
 

@@ -16,6 +16,7 @@ extern const char address[];
 constexpr quint16 setupPort = 9999;
 constexpr quint16 gpioPort = 30704;
 constexpr quint16 tunnelPort = 10001;
+constexpr int flashBytes = 2 * 0x11000;
 
 // A boot loader image with a data record, and so one that a DSP runs.
 QByteArray image();
@@ -23,6 +24,8 @@ QByteArray image();
 // The last bytes of a screen that ends with a line, and of the main menu.
 QByteArray lineEnd();
 QByteArray menuEnd();
+
+QByteArray zeros(int count);
 
 // The instrument, with these keys in its "motor" object.
 QJsonObject driver(const QJsonObject &motor, int restartMs = 300);
@@ -53,6 +56,14 @@ private:
     QByteArray m_received;
 };
 
+// A connection to the setup port, in the main menu.
+class Setup : public Client
+{
+public:
+    Setup();
+    void typeBaudrate(const QByteArray &rate); // and back to the main menu
+};
+
 // Through the menu to another speed, as a person in a hurry types it. True when it was stored and the
 // module restarts.
 bool setBaudrate(const QByteArray &rate);
@@ -72,7 +83,7 @@ class MotorLab : public LabProcess
     Q_OBJECT
 
 public:
-    bool startDriver(const char *motor = "{}", int restartMs = 300);
+    void startDriver(const char *motor = "{}", int restartMs = 300);
     void order(const char *command, QJsonObject fields = {});
     QByteArray dump(const QString &dsp); // its flash; the test fails when there is none to be had
 

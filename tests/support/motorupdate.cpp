@@ -7,21 +7,11 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QRandomGenerator>
-#include <QTcpSocket>
-#include <QTest>
 #include <QTimer>
 
 namespace {
 
-const char mac[] = "00:20:4A:AD:64:70";
 constexpr quint32 flashBegin = 0x3e8000;
-constexpr int flashBytes = 2 * 0x11000;
-constexpr int patienceMs = 10000;
-
-QJsonObject command(const char *name)
-{
-    return {{QStringLiteral("command"), QLatin1String(name)}, {QStringLiteral("mac"), QLatin1String(mac)}};
-}
 
 // The rule of the page's progress bar.
 int barAfter(int bar, int value)
@@ -40,12 +30,7 @@ Pacing labPacing()
     return pacing;
 }
 
-QString MotorUpdate::address()
-{
-    return QStringLiteral("192.168.0.60");
-}
-
-bool MotorUpdate::startLab(const QJsonObject &motor)
+void MotorUpdate::startLab(const QJsonObject &motor)
 {
     QJsonObject quick = labroom::object(R"({"eraseMs":600,"pageWriteMs":0,"storeMs":0,"pacedLine":false,
                                             "requireBootloaderCode":false})");
@@ -58,21 +43,12 @@ bool MotorUpdate::startLab(const QJsonObject &motor)
         faults.insert(QStringLiteral("channelPrompts"), 4);
     }
     quick.insert(QStringLiteral("faults"), faults);
-    return start(quick, 100);
+    labroom::play(lab, {motorbench::driver(quick, 100)});
 }
 
-bool MotorUpdate::startRealLab()
+void MotorUpdate::startRealLab()
 {
-    return start(labroom::object(R"({"requireBootloaderCode":false})"), 2000);
-}
-
-bool MotorUpdate::start(const QJsonObject &motor, int restartMs)
-{
-    QJsonObject instrument = labroom::module(mac, address().toLatin1().constData());
-    instrument.insert(QStringLiteral("kind"), QStringLiteral("motorDriver"));
-    instrument.insert(QStringLiteral("restartMs"), restartMs);
-    instrument.insert(QStringLiteral("motor"), motor);
-    return lab.start(labroom::scenarioOf({instrument}));
+    labroom::play(lab, {motorbench::driver(labroom::object(R"({"requireBootloaderCode":false})"), 2000)});
 }
 
 QString MotorUpdate::file(const char *name, const QVector<QPair<quint32, QByteArray>> &blocks)
@@ -96,61 +72,31 @@ QVector<QPair<quint32, QByteArray>> MotorUpdate::program()
 
 QByteArray MotorUpdate::flashWith(const QVector<QPair<quint32, QByteArray>> &blocks)
 {
-    QByteArray flash(flashBytes, '\xff');
+    QByteArray flash(motorbench::flashBytes, '\xff');
     for (const auto &[address, data] : blocks) {
         flash.replace(2 * static_cast<int>(address - flashBegin), data.size(), data);
     }
     return flash;
 }
 
-QByteArray MotorUpdate::dump(const QString &dsp)
-{
-    const QString path = folder.filePath(QStringLiteral("flash-%1").arg(++dumps));
-    QJsonObject request = command("dumpFlash");
-    request.insert(QStringLiteral("dsp"), dsp);
-    request.insert(QStringLiteral("path"), path);
-    const int before = lab.events(QStringLiteral("flashDumped")).size();
-    lab.command(request);
-    QByteArray flash;
-    if (lab.waitForEvent(QStringLiteral("flashDumped"), before + 1)) {
-        QFile file(path);
-        file.open(QIODevice::ReadOnly);
-        flash = file.readAll();
-    }
-    // Two dumps that failed are equal, and would pass for a flash that nobody touched.
-    [&flash] { QCOMPARE(flash.size(), flashBytes); }();
-    return flash;
-}
-
 QJsonObject MotorUpdate::state()
 {
     const int before = lab.events(QStringLiteral("state")).size();
-    lab.command(command("state"));
+    lab.order("state");
     lab.waitForEvent(QStringLiteral("state"), before + 1);
     return lab.events(QStringLiteral("state")).last().value(QStringLiteral("motor")).toObject();
 }
 
 QByteArray MotorUpdate::ask(const QByteArray &line)
 {
-    QTcpSocket socket;
-    socket.connectToHost(address(), 10001);
-    if (!socket.waitForConnected(patienceMs)) {
-        return QByteArray();
-    }
-    socket.write(line + "\r\n");
-    QByteArray answer;
-    while (!answer.endsWith('\n') && socket.waitForReadyRead(patienceMs)) {
-        answer += socket.readAll();
-    }
-    return answer;
+    return motorbench::Client(motorbench::tunnelPort).exchange(line + "\r\n", "\n");
 }
 
-UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const QString &code,
-                              const QString &interruptAt)
+UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const QString &interruptAt)
 {
     Device_t device;
-    device[DeviceField::Code] = code;
-    device[DeviceField::Ip] = address();
+    device[DeviceField::Code] = QStringLiteral("4100");
+    device[DeviceField::Ip] = QLatin1String(motorbench::address);
     firmwareUpgrade worker(path, 1, {true}, {device}, QString(), nullptr, pacing);
 
     UpdateRecord record;

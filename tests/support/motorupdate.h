@@ -1,7 +1,7 @@
 #pragma once
 
 #include "firmwareupgrade.h"
-#include "labprocess.h"
+#include "motorbench.h"
 #include "pacing.h"
 
 #include <QByteArray>
@@ -34,13 +34,11 @@ class MotorUpdate : public QObject
 public:
     static constexpr int runTimeoutMs = 600000;
 
-    static QString address();
-
     // `motor` is what the scenario says of the motor driver besides its being quick and asking few
     // questions; 0 channelPrompts are all that a real one asks.
-    bool startLab(const QJsonObject &motor = {});
+    void startLab(const QJsonObject &motor = {});
     // As slow as the real one.
-    bool startRealLab();
+    void startRealLab();
 
     // A firmware file of this name with blocks by word address; its path.
     QString file(const char *name, const QVector<QPair<quint32, QByteArray>> &blocks);
@@ -51,14 +49,12 @@ public:
     // What the flash holds after these blocks were written into it erased.
     static QByteArray flashWith(const QVector<QPair<quint32, QByteArray>> &blocks);
 
-    // The flash of a DSP, "communication" or "control", as the lab has it now. The test fails when
-    // there is none.
-    QByteArray dump(const QString &dsp);
+    // The flash of a DSP, "communication" or "control", as the lab has it now.
+    QByteArray dump(const QString &dsp) { return lab.dump(dsp); }
 
     // One run to its end. Where `interruptAt` is the start of a log line, the thread is asked to stop
     // when that line is logged.
-    UpdateRecord run(const QString &path, const Pacing &pacing, const QString &code = QStringLiteral("4100"),
-                     const QString &interruptAt = QString());
+    UpdateRecord run(const QString &path, const Pacing &pacing, const QString &interruptAt = {});
 
     // The lab's `state` of the motor driver: "baudrate", "pins" ...
     QJsonObject state();
@@ -66,13 +62,10 @@ public:
     // A line command through the tunnel; the answer, empty when there is none.
     QByteArray ask(const QByteArray &command);
 
-    LabProcess lab;
+    motorbench::MotorLab lab;
 
 private:
-    bool start(const QJsonObject &motor, int restartMs);
-
     QTemporaryDir folder;
-    int dumps = 0;
 };
 
 // The quick pace for the lab, whose module restarts in a tenth of a second.

@@ -1,6 +1,5 @@
 #include "updateroom.h"
 
-#include "labprocess.h"
 #include "labroom.h"
 #include "udpprobe.h"
 
@@ -26,14 +25,19 @@ QString mac()
     return QStringLiteral("00:1A:2B:00:00:70");
 }
 
-QJsonObject instrument(const QString &json, const QString &update)
+QJsonObject instrument(const QByteArray &json, const QByteArray &update)
 {
-    QJsonObject dialogue = object(update.toLatin1().constData());
+    QJsonObject dialogue = object(update.constData());
     if (!dialogue.contains(QStringLiteral("imageSilenceMs"))) {
         dialogue.insert(QStringLiteral("imageSilenceMs"), 1000);
     }
-    QJsonObject one = with(with(object(json.toLatin1().constData()), "update", dialogue), "ip", address());
+    QJsonObject one = with(with(object(json.constData()), "update", dialogue), "ip", address());
     return with(with(one, "mac", mac()), "restartMs", 20);
+}
+
+void startLab(LabProcess &lab, const QByteArray &json, const QByteArray &update)
+{
+    QVERIFY2(lab.start(scenarioOf({instrument(json, update)})), qPrintable(lab.errorText()));
 }
 
 QByteArray firmware(int size)
@@ -44,6 +48,14 @@ QByteArray firmware(int size)
         bytes += static_cast<char>(i * 7 + i / 256);
     }
     return bytes.left(size);
+}
+
+QByteArray firmwareFile(const QString &path, int size)
+{
+    QByteArray image = firmware(size);
+    QFile file(path);
+    [&] { QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == image.size()); }();
+    return image;
 }
 
 QByteArray andOf(QByteArray one, const QByteArray &other)
@@ -74,6 +86,12 @@ QByteArray Client::ask(const QByteArray &bytes)
 {
     write(bytes);
     return readUntil("\r\n");
+}
+
+Bench::Bench(const QByteArray &json, const QByteArray &update)
+{
+    startLab(lab, json, update);
+    QVERIFY(client.connectNow());
 }
 
 QByteArray imageIn(LabProcess &lab, const QString &of)

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "labprocess.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
 #include <QTcpSocket>
-
-class LabProcess;
 
 // Short hands for tests that give firmware to an instrument of the lab.
 namespace updateroom {
@@ -23,10 +23,16 @@ constexpr const char *picoammeter = R"({"kind":"beamline","code":"2100","firmwar
 
 // An instrument at that address, with its "update" key. A pause of a second ends its images, so
 // that a sender who is held up does not, and it restarts fast.
-QJsonObject instrument(const QString &json, const QString &update = QStringLiteral("{}"));
+QJsonObject instrument(const QByteArray &json, const QByteArray &update = "{}");
+
+// The lab with only this instrument. The test fails when it does not start.
+void startLab(LabProcess &lab, const QByteArray &json, const QByteArray &update = "{}");
 
 // Firmware that begins with all that could be taken for a command.
 QByteArray firmware(int size);
+
+// The same in a file. The test fails when it cannot be written.
+QByteArray firmwareFile(const QString &path, int size);
 
 // Bit by bit, what flash holds when the one is written over the other. Of equal size.
 QByteArray andOf(QByteArray one, const QByteArray &other);
@@ -45,6 +51,15 @@ public:
 
 private:
     QByteArray m_received;
+};
+
+// The lab with only this instrument, and a client connected to it.
+struct Bench
+{
+    explicit Bench(const QByteArray &json, const QByteArray &update = "{}");
+
+    LabProcess lab;
+    Client client;
 };
 
 // What is stored in an instrument, through the lab's "dumpImage". The test fails when there is nothing.
