@@ -263,9 +263,7 @@ void TestClient::walksTheRange()
              qPrintable(lab.errorText()));
     Client client;
     client.setScanTime(400);
-    client.setSendUnicast(true);
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(address("192.168.0.14"));
+    walk(client, "192.168.0.11", "192.168.0.14");
     QCOMPARE(ipsOf(client.scan({})).join(QLatin1Char(' ')),
              QStringLiteral("192.168.0.11 192.168.0.12 192.168.0.14"));
 
@@ -292,9 +290,7 @@ void TestClient::firstUnicastAnswerCounts()
     QVERIFY2(lab.start(scenarioOf({supply(11, babble), supply(12)})), qPrintable(lab.errorText()));
     Client client;
     client.setScanTime(600);
-    client.setSendUnicast(true);
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(address("192.168.0.12"));
+    walk(client, "192.168.0.11", "192.168.0.12");
     QCOMPARE(ipsOf(client.scan({})), QStringList{QStringLiteral("192.168.0.12")});
     client.clearDevices();
     QCOMPARE(ipsOf(client.scan({wst0()})),
@@ -312,9 +308,7 @@ void TestClient::waitsForRoomInAWideRange()
              qPrintable(lab.errorText()));
     Client client;
     client.setScanTime(600);
-    client.setSendUnicast(true);
-    client.setStartIp(address("10.50.0.2"));
-    client.setEndIp(address("10.50.5.5"));
+    walk(client, "10.50.0.2", "10.50.5.5");
     int turns = 0;
     QTimer windowAlive;
     connect(&windowAlive, &QTimer::timeout, this, [&turns] { ++turns; });

@@ -5,9 +5,7 @@
 #include "udpprobe.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QNetworkProxy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
 
@@ -76,7 +74,6 @@ private slots:
     void reachesInstrumentAndModule();
     void appliesRowsInOrder();
     void stopsBetweenRows();
-    void movesARackFromAFile();
 };
 
 void TestSetConfiguration::sendsInOrder_data()
@@ -256,61 +253,6 @@ void TestSetConfiguration::stopsBetweenRows()
     }));
     QCOMPARE(asked, QList<int>({0, 1}));
     QCOMPARE(wire.take().size(), 5);
-}
-
-// A rack is exported, its addresses are edited, and the file is sent: instruments whose addresses do not
-// fit the workstation's networks, and modules, each on either cable.
-void TestSetConfiguration::movesARackFromAFile()
-{
-    constexpr int each = 75;
-    const auto rack = [](const QJsonObject &first, const char *cable) {
-        return with(with(first, "count", each), "interface", QString::fromLatin1(cable));
-    };
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({rack(plain("00:1A:2B:00:01:00", "172.16.1.1"), "lab0"),
-                                   rack(plain("00:1A:2B:00:02:00", "172.16.2.1"), "lab1"),
-                                   rack(module("00:20:4A:00:03:00", "172.16.3.1"), "lab0"),
-                                   rack(module("00:20:4A:00:04:00", "172.16.4.1"), "lab1")})),
-             qPrintable(lab.errorText()));
-    QList<Device_t> devices;
-    for (int i = 0; i < 4 * each; ++i) {
-        const QString number = QStringLiteral("%1").arg(i % each, 2, 16, QLatin1Char('0')).toUpper();
-        Device_t device;
-        device[Mac] = QStringLiteral("%1:00:0%2:%3")
-                          .arg(i < 2 * each ? QStringLiteral("00:1A:2B") : QStringLiteral("00:20:4A"))
-                          .arg(i / each + 1)
-                          .arg(number);
-        device[Ip] = QStringLiteral("172.16.%1.%2").arg(i / each + 1).arg(i % each + 1);
-        device[Netmask] = QStringLiteral("255.255.0.0");
-        device[Gateway] = QStringLiteral("172.16.0.1");
-        devices.append(device);
-    }
-    QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("rack.csv")));
-    QVERIFY(changeNetworkConfiguration::writeFile(devices, file.fileName()));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray edited = file.readAll().replace(",172.16.", ",172.17.").replace("\n", "\r\n");
-    file.close();
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(edited) == edited.size());
-    file.close();
-
-    QVERIFY(changeNetworkConfiguration().applyList(cables(true, true),
-                                                   changeNetworkConfiguration::readFile(file.fileName())));
-    QVERIFY(lab.waitForEvent(QStringLiteral("addressChanged"), 4 * each, 60000));
-    QCOMPARE(lab.events(QStringLiteral("set")).size(), 2 * each);
-    QCOMPARE(lab.events(QStringLiteral("ipSetup")).size(), 2 * each);
-    QStringList moved;
-    QStringList expected;
-    for (const QJsonObject &event : lab.events(QStringLiteral("addressChanged"))) {
-        moved.append(field(event, "mac") + QLatin1Char(' ') + field(event, "to"));
-    }
-    for (const Device_t &device : qAsConst(devices)) {
-        expected.append(device[Mac] + QLatin1Char(' ') +
-                        QString(device[Ip]).replace(QLatin1String("172.16."), QLatin1String("172.17.")));
-    }
-    moved.sort();
-    expected.sort();
-    QCOMPARE(moved, expected);
 }
 
 QTEST_GUILESS_MAIN(TestSetConfiguration)

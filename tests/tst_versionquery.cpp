@@ -24,12 +24,10 @@ private slots:
     void recognisesWhatIsBehind();
     void anAddressWithoutHost();
     void asksInTwoSteps();
-    void stoppedQueriesAskNothing();
     void queriesRunInRounds();
-    void stopEndsTheQueries();
+    void endsWhileModulesAreAsked_data();
+    void endsWhileModulesAreAsked();
     void stopEndsConnecting();
-    void quitEndsTheQueries();
-    void threadsAreThePools();
 };
 
 namespace {
@@ -194,15 +192,6 @@ void TestVersionQuery::asksInTwoSteps()
     QCOMPARE(lines, QStringList({QStringLiteral("MVER"), QStringLiteral("MRG:22")}));
 }
 
-void TestVersionQuery::stoppedQueriesAskNothing()
-{
-    LabProcess lab;
-    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, QJsonObject())}), qPrintable(lab.errorText()));
-    const std::atomic_bool stopped{true};
-    QCOMPARE(joined(queryVersion(module(), shortWaits(), stopped)), record("4100", {}, {}, false));
-    QVERIFY(lab.events(QStringLiteral("connected")).isEmpty());
-}
-
 // A third silent, a third slow; one after the other they would take more than 30 seconds.
 void TestVersionQuery::queriesRunInRounds()
 {
@@ -247,8 +236,16 @@ void TestVersionQuery::queriesRunInRounds()
     }
 }
 
-void TestVersionQuery::stopEndsTheQueries()
+void TestVersionQuery::endsWhileModulesAreAsked_data()
 {
+    QTest::addColumn<bool>("quits");
+    QTest::newRow("stop") << false;
+    QTest::newRow("end of the program") << true;
+}
+
+void TestVersionQuery::endsWhileModulesAreAsked()
+{
+    QFETCH(bool, quits);
     QJsonArray modules;
     for (int i = 0; i < 5; ++i) {
         modules.append(moduleAt(QStringLiteral("192.168.0.%1").arg(10 + i), macText(i), manner("silent")));
@@ -258,16 +255,26 @@ void TestVersionQuery::stopEndsTheQueries()
     Client client;
     client.setTcpThreads(2); // so that some wait for their turn
     client.setTcpWaitRead(3600 * 1000);
-    bool stopped = false;
+    int found = 0;
+    QTimer::singleShot(0, &client, [&client, &found] {
+        found = client.scan({wst0()}).size();
+        QCoreApplication::quit();
+    });
+    bool ended = false;
     QTimer watch;
     connect(&watch, &QTimer::timeout, this, [&] {
-        if (!stopped && lab.events(QStringLiteral("connected")).size() >= 2) {
-            stopped = true;
-            client.requestStop();
+        if (!ended && lab.events(QStringLiteral("connected")).size() >= 2) {
+            ended = true;
+            if (quits) {
+                QCoreApplication::quit();
+            } else {
+                client.requestStop();
+            }
         }
     });
     watch.start(20);
-    QCOMPARE(client.scan({wst0()}).size(), 5);
+    QCoreApplication::exec();
+    QCOMPARE(found, 5);
     // A thread is counted for a moment after its last task has ended; a query would wait for an hour.
     QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
     QCOMPARE(lab.events(QStringLiteral("connected")).size(), 2);
@@ -305,35 +312,6 @@ void TestVersionQuery::stopEndsConnecting()
     QCOMPARE(again.first()[Code], QStringLiteral("4200"));
     QVERIFY(!client.wasStopped());
     QCOMPARE(client.problem(), QString());
-}
-
-void TestVersionQuery::quitEndsTheQueries()
-{
-    LabProcess lab;
-    QVERIFY2(startModules(lab, {moduleAt(moduleIp, moduleMac, manner("silent"))}),
-             qPrintable(lab.errorText()));
-    Client client;
-    client.setTcpWaitRead(3600 * 1000);
-    int found = 0;
-    QTimer::singleShot(0, &client, [&] { found = client.scan({wst0()}).size(); });
-    QTimer watch;
-    connect(&watch, &QTimer::timeout, this, [&lab] {
-        if (!lab.events(QStringLiteral("connected")).isEmpty()) {
-            QCoreApplication::quit();
-        }
-    });
-    watch.start(20);
-    QCoreApplication::exec();
-    QCOMPARE(found, 1);
-    QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
-}
-
-void TestVersionQuery::threadsAreThePools()
-{
-    Client client;
-    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 10);
-    client.setTcpThreads(3);
-    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 3);
 }
 
 QTEST_GUILESS_MAIN(TestVersionQuery)

@@ -52,6 +52,11 @@ void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
     QTRY_VERIFY2(fixture->findChildren<QThread *>().isEmpty(), "a second check runs");
     QTRY_COMPARE(fixture.boxes().size(), 1);
     QCOMPARE(starts(log).size(), 1);
+
+    qputenv("TOOL_PLAYS", "no update");
+    fixture.find<QAction>("actionCheck_for_updates")->trigger(); // the next one is none of that
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.boxes().size(), 2, 30000);
+    QCOMPARE(fixture.boxes().last().text, QStringLiteral("No updates available."));
 }
 
 void TestWindowUpdates::closingEndsTheToolAtOnce()

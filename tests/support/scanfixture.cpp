@@ -1,5 +1,6 @@
 #include "scanfixture.h"
 
+#include "client.h"
 #include "labprocess.h"
 
 #include <QProcess>
@@ -16,11 +17,6 @@ interfaces_t wst0()
 interfaces_t wst1()
 {
     return {QStringLiteral("wst1"), QStringLiteral("10.20.30.100"), QStringLiteral("255.255.255.0"), true};
-}
-
-QHostAddress address(const char *text)
-{
-    return QHostAddress(QString::fromLatin1(text));
 }
 
 QJsonObject supply(int number, const QJsonObject &more)
@@ -40,6 +36,13 @@ QJsonObject supply(int number, const QJsonObject &more)
 QJsonObject scenarioOf(const QJsonArray &instruments)
 {
     return {{QStringLiteral("instruments"), instruments}};
+}
+
+void walk(Client &client, const char *first, const char *last)
+{
+    client.setSendUnicast(true);
+    client.setStartIp(QHostAddress(QString::fromLatin1(first)));
+    client.setEndIp(QHostAddress(QString::fromLatin1(last)));
 }
 
 bool ip(const char *arguments)
