@@ -256,28 +256,21 @@ void TestStyleSheet::focusIsVisible_data()
     QTest::addColumn<QString>("kind");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("frame");
-    QTest::newRow("button") << "button"
-                            << ""
-                            << "pageUpdate";
-    QTest::newRow("scan") << "button"
-                          << "scanBtn"
-                          << "frameHeader";
-    QTest::newRow("header button") << "button"
-                                   << "configBtn"
-                                   << "frameHeader";
-    QTest::newRow("save") << "button"
-                          << "saveConfBtn"
-                          << "pageConfigure";
-    QTest::newRow("update") << "button"
-                            << "updateFwBtn"
-                            << "pageUpdate";
+    const auto row = [](const char *what, const char *kind, const char *name, const char *frame) {
+        QTest::newRow(what) << QString::fromLatin1(kind) << QString::fromLatin1(name)
+                            << QString::fromLatin1(frame);
+    };
+    row("button", "button", "", "pageUpdate");
+    row("scan", "button", "scanBtn", "frameHeader");
+    row("header button", "button", "configBtn", "frameHeader");
+    row("save", "button", "saveConfBtn", "pageConfigure");
+    row("update", "button", "updateFwBtn", "pageUpdate");
     for (const char *kind :
          {"line edit", "spin box", "combo box", "check box", "ticked check box", "log", "table"}) {
-        QTest::newRow(kind) << kind << ""
-                            << "pageUpdate";
+        row(kind, kind, "", "pageUpdate");
     }
     for (const char *name : {"tableWidgetDeviceFirstTable", "tableInfo", "tableDeviceConfig"}) {
-        QTest::newRow(name) << "table" << name << "pageInfo";
+        row(name, "table", name, "pageInfo");
     }
 }
 
@@ -305,23 +298,19 @@ void TestStyleSheet::focusIsVisible()
 
 void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("icon");
-    QTest::newRow("info") << "infoBtn"
-                          << "info";
-    QTest::newRow("firmware") << "updateBtn"
-                              << "cpu";
-    QTest::newRow("config") << "configBtn"
-                            << "tool";
+    QTest::addColumn<QString>("name"); // each row is called as the button's icon
+    QTest::newRow("info") << "infoBtn";
+    QTest::newRow("cpu") << "updateBtn";
+    QTest::newRow("tool") << "configBtn";
 }
 
 void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled()
 {
     QFETCH(QString, name);
-    QFETCH(QString, icon);
     auto *button = new QPushButton(QStringLiteral("Configuration page"));
     button->setObjectName(name);
-    button->setIcon(QIcon(QStringLiteral(":/iconsPng/resources/icons/%1.png").arg(icon)));
+    button->setIcon(QIcon(
+        QStringLiteral(":/iconsPng/resources/icons/%1.png").arg(QLatin1String(QTest::currentDataTag()))));
     button->setAutoDefault(false);
     Page page(button, "frameHeader");
     const QImage plain = page.grab(page.other);
