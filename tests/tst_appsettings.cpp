@@ -248,17 +248,13 @@ void TestAppSettings::equalValuesWriteNothing()
     writeFile(file);
     {
         AppSettings settings;
-        settings.setScanTime(200);
-        settings.setUpdateTimeout(120000);
-        settings.setManualIp(false);
-        settings.setSendUnicast(false);
-        settings.setStartIp(QHostAddress(QStringLiteral("192.168.0.1")));
-        settings.setEndIp(QHostAddress(QStringLiteral("192.168.0.254")));
+        for (const char *key :
+             {"scan/scanTime", "update/timeout", "tcp/nThreads", "tcp/waitWritten", "tcp/waitRead",
+              "tcp/waitConnected", "update/manualIp", "scan/sendUnicast", "scan/startIp", "scan/endIp"}) {
+            const Option same = option(text(key));
+            same.set(settings, same.get(settings));
+        }
         settings.setFwDefaultDir(QStringLiteral("/usr/other.bin"));
-        settings.setTcpThreads(10);
-        settings.setTcpWaitWritten(1000);
-        settings.setTcpWaitRead(1000);
-        settings.setTcpWaitConnected(1000);
     }
     QCOMPARE(fileContent(), file);
 }

@@ -88,25 +88,23 @@ void TestMainWindow::showsEveryInstrumentOfTheShowcaseOnce()
     QVERIFY(fixture.said().startsWith(
         QStringLiteral("%1 instruments found on 2 network interfaces.").arg(instruments.size())));
 
-    struct Caption
-    {
-        const char *key;
-        const char *label;
-    };
-    const QVector<Caption> captions{{"ID", "Module ID:"},        {"SN", "Serial Number:"},
-                                    {"FW", "Firmware Version:"}, {"MAC", "MAC Address:"},
-                                    {"IP", "IP Address:"},       {"NETMASK", "SubnetMask:"},
-                                    {"GATEWAY", "Gateway:"}};
+    const QMap<QString, QString> captions{{QStringLiteral("ID"), QStringLiteral("Module ID:")},
+                                          {QStringLiteral("SN"), QStringLiteral("Serial Number:")},
+                                          {QStringLiteral("FW"), QStringLiteral("Firmware Version:")},
+                                          {QStringLiteral("MAC"), QStringLiteral("MAC Address:")},
+                                          {QStringLiteral("IP"), QStringLiteral("IP Address:")},
+                                          {QStringLiteral("NETMASK"), QStringLiteral("SubnetMask:")},
+                                          {QStringLiteral("GATEWAY"), QStringLiteral("Gateway:")}};
     for (const QJsonValue &value : instruments) {
         const QJsonObject expected = value[QLatin1String("expect")].toObject();
         const QString ip = expected.value(QLatin1String("IP")).toString();
         fixture.selectRow(fixture.rowOf(DeviceTable::IpColumn, ip));
         const QMap<QString, QString> shown = fixture.information();
         QStringList rest = expected.keys();
-        for (const auto &caption : captions) {
-            const QString text = expected.value(QLatin1String(caption.key)).toString();
-            QCOMPARE(qMakePair(ip, shown.value(QLatin1String(caption.label))), qMakePair(ip, text));
-            rest.removeOne(QLatin1String(caption.key));
+        for (auto caption = captions.begin(); caption != captions.end(); ++caption) {
+            const QString text = expected.value(caption.key()).toString();
+            QCOMPARE(qMakePair(ip, shown.value(*caption)), qMakePair(ip, text));
+            rest.removeOne(caption.key());
         }
         const QString dhcp = expected.value(QLatin1String("DHCP")).toString();
         QCOMPARE(shown.value(QStringLiteral("DHCP:")), dhcp == QLatin1String("1") ? QStringLiteral("ON")

@@ -44,6 +44,13 @@ QString macOf(int n)
         .toUpper();
 }
 
+// Orders the instrument to its new address, with the unicast to `address`.
+bool sendNew(const QList<interfaces_t> &interfaces, const QString &address = onCable0())
+{
+    return changeNetworkConfiguration().setConfiguration(interfaces, instrumentMac, 10001, newIp, newMask,
+                                                         newGateway, 1, QHostAddress(address));
+}
+
 // A desktop whose connections go through a proxy that cannot be reached, while it lives.
 class DeadProxy
 {
@@ -103,9 +110,7 @@ void TestSetConfiguration::sendsInOrder()
     QVERIFY(wire.isOpen());
     QElapsedTimer elapsed;
     elapsed.start();
-    QVERIFY(changeNetworkConfiguration().setConfiguration(cables(first, second), instrumentMac, 10001, newIp,
-                                                          newMask, newGateway, 1,
-                                                          QHostAddress(QStringLiteral("192.168.0.10"))));
+    QVERIFY(sendNew(cables(first, second), QStringLiteral("192.168.0.10")));
     QVERIFY(elapsed.elapsed() >= (first ? 10 : 0) + (second ? 10 : 0));
 
     QStringList expected{QStringLiteral("wst0 192.168.0.100:* > 192.168.0.10:30719 ") + setHex};
@@ -126,8 +131,7 @@ void TestSetConfiguration::sendsPastTheDesktopsProxy()
     const DeadProxy proxy;
     WireTap wire;
     QVERIFY(wire.isOpen());
-    QVERIFY(changeNetworkConfiguration().setConfiguration(cables(true, false), instrumentMac, 10001, newIp,
-                                                          newMask, newGateway, 1, QHostAddress(onCable0())));
+    QVERIFY(sendNew(cables(true, false)));
     QCOMPARE(wire.take(),
              QStringList({QStringLiteral("lo 192.168.0.100:* > 192.168.0.100:30719 ") + setHex,
                           QStringLiteral("wst0 192.168.0.100:30719 > 255.255.255.255:30719 ") + setHex,
@@ -172,8 +176,7 @@ void TestSetConfiguration::passesOverABrokenInterface()
     interfaces[0].ip = QStringLiteral("192.168.0.200"); // gone since the list was made
     interfaces.prepend({QStringLiteral("odd"), QStringLiteral("not an address"), QString(), true});
     WireTap wire;
-    QVERIFY(changeNetworkConfiguration().setConfiguration(interfaces, instrumentMac, 10001, newIp, newMask,
-                                                          newGateway, 1, QHostAddress(onCable0())));
+    QVERIFY(sendNew(interfaces));
     const QStringList sent = wire.take();
     QCOMPARE(sent.size(), 3);
     QVERIFY(sent.at(0).startsWith(QStringLiteral("lo ")));

@@ -8,7 +8,6 @@
 #include <QDialog>
 #include <QFile>
 #include <QFrame>
-#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -21,6 +20,7 @@
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTest>
+#include <QVBoxLayout>
 
 #include <cmath>
 #include <memory>
@@ -227,19 +227,11 @@ void TestStyleSheet::settingsGroupsLookAlike()
 {
     QFETCH(QString, name);
     QFETCH(bool, ofTheForm);
-    Settings dialog;
-    auto *group = dialog.findChild<QFrame *>(name);
-    QCOMPARE(group != nullptr, ofTheForm);
-    if (!group) {
-        group = new QFrame(&dialog);
-        group->setObjectName(name);
-        group->setGeometry(20, 20, 100, 60);
-        dialog.layout()->setContentsMargins(140, 16, 16, 16); // room for it
-    }
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    const QImage whole = dialog.grab().toImage();
-    const QRect place(group->mapTo(&dialog, QPoint(0, 0)), group->size());
+    QCOMPARE(Settings().findChild<QFrame *>(name) != nullptr, ofTheForm);
+    Page page(new QLabel, name.toLatin1().constData());
+    page.grab(page.other);
+    const QImage whole = page.window.grab().toImage();
+    const QRect place = page.frame->geometry();
     const QColor ground = whole.pixelColor(2, 2);
     const QColor own(0xfa, 0xfa, 0xfa);
     QVERIFY(ground != own);

@@ -1,7 +1,6 @@
 #include "scanfixture.h"
 
 #include "client.h"
-#include "labprocess.h"
 
 #include <QProcess>
 #include <QTest>
@@ -33,9 +32,9 @@ QJsonObject supply(int number, const QJsonObject &more)
     return instrument;
 }
 
-QJsonObject scenarioOf(const QJsonArray &instruments)
+ScanLab::ScanLab(const QJsonArray &instruments)
 {
-    return {{QStringLiteral("instruments"), instruments}};
+    QVERIFY2(start({{QStringLiteral("instruments"), instruments}}), qPrintable(errorText()));
 }
 
 void walk(Client &client, const char *first, const char *last)

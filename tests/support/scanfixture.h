@@ -1,13 +1,13 @@
 #pragma once
 
 #include "interfaces.h"
+#include "labprocess.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QStringList>
 
 class Client;
-class LabProcess;
 
 // What the tests of the scan share: the workstation's two interfaces, small scenarios for the lab,
 // and what the lab saw of a scan.
@@ -18,7 +18,11 @@ interfaces_t wst1();
 // A healthy power supply at 192.168.0.<number>, with keys added or replaced.
 QJsonObject supply(int number, const QJsonObject &more = {});
 
-QJsonObject scenarioOf(const QJsonArray &instruments);
+// The lab with these instruments; the test fails if it does not start.
+struct ScanLab : LabProcess
+{
+    explicit ScanLab(const QJsonArray &instruments);
+};
 
 // Makes the next scans ask these addresses, too.
 void walk(Client &client, const char *first, const char *last);
