@@ -1,5 +1,6 @@
 #include "client.h"
 #include "devicecatalogue.h"
+#include "devicetables.h"
 #include "labprocess.h"
 #include "support/scanfixture.h"
 
@@ -70,12 +71,10 @@ void TestClient::findsEverythingOnce()
     }
 
     const QJsonArray instruments = LabProcess::scenario(file).value(QStringLiteral("instruments")).toArray();
-    const QHash<QString, DeviceField> fields{
-        {QStringLiteral("CODE"), Code},       {QStringLiteral("ID"), Id},
-        {QStringLiteral("BRAND"), Brand},     {QStringLiteral("SN"), Sn},
-        {QStringLiteral("FW"), Fw},           {QStringLiteral("MAC"), Mac},
-        {QStringLiteral("IP"), Ip},           {QStringLiteral("NETMASK"), Netmask},
-        {QStringLiteral("GATEWAY"), Gateway}, {QStringLiteral("DHCP"), Dhcp}};
+    QHash<QString, int> fields;
+    for (int field = 0; field < deviceFieldCount; ++field) {
+        fields.insert(fieldKey(field), field);
+    }
     int expected = 0;
     for (const QJsonValue &value : instruments) {
         const QJsonObject expect = value.toObject().value(QStringLiteral("expect")).toObject();
@@ -83,7 +82,7 @@ void TestClient::findsEverythingOnce()
         expected += expect.isEmpty() ? 0 : 1;
         for (auto text = expect.begin(); text != expect.end(); ++text) {
             QVERIFY2(fields.contains(text.key()), qPrintable(text.key()));
-            QCOMPARE(device[fields.value(text.key())], text->toString());
+            QCOMPARE(device[static_cast<DeviceField>(fields.value(text.key()))], text->toString());
         }
         const QString kind = value.toObject().value(QStringLiteral("kind")).toString();
         if (!expect.isEmpty() && kind != QLatin1String("json") && kind != QLatin1String("module")) {
@@ -230,8 +229,7 @@ void TestClient::asksTickedInterfacesOnly()
     QFETCH(QList<interfaces_t>, interfaces);
     QFETCH(bool, first);
     QFETCH(bool, second);
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
+    ScanLab lab({supply(11)});
     QVERIFY(ip("route add default dev wst0")); // what is sent without knowing where to has a way out
     Client client;
     client.setScanTime(600);
@@ -258,14 +256,10 @@ void TestClient::asksTickedInterfacesOnly()
 
 void TestClient::walksTheRange()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(10), supply(11), supply(12), supply(14), supply(15)})),
-             qPrintable(lab.errorText()));
+    ScanLab lab({supply(10), supply(11), supply(12), supply(14), supply(15)});
     Client client;
     client.setScanTime(400);
-    client.setSendUnicast(true);
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(address("192.168.0.14"));
+    walk(client, "192.168.0.11", "192.168.0.14");
     QCOMPARE(ipsOf(client.scan({})).join(QLatin1Char(' ')),
              QStringLiteral("192.168.0.11 192.168.0.12 192.168.0.14"));
 
@@ -288,13 +282,10 @@ void TestClient::firstUnicastAnswerCounts()
     const QJsonObject babble{
         {QStringLiteral("faults"),
          QJsonObject{{QStringLiteral("garbage"), QJsonObject{{QStringLiteral("bytes"), 40}}}}}};
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11, babble), supply(12)})), qPrintable(lab.errorText()));
+    ScanLab lab({supply(11, babble), supply(12)});
     Client client;
     client.setScanTime(600);
-    client.setSendUnicast(true);
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(address("192.168.0.12"));
+    walk(client, "192.168.0.11", "192.168.0.12");
     QCOMPARE(ipsOf(client.scan({})), QStringList{QStringLiteral("192.168.0.12")});
     client.clearDevices();
     QCOMPARE(ipsOf(client.scan({wst0()})),
@@ -306,15 +297,11 @@ void TestClient::firstUnicastAnswerCounts()
 void TestClient::waitsForRoomInAWideRange()
 {
     QVERIFY(ip("address add 10.50.0.1/16 dev wst0"));
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11, {{QStringLiteral("ip"), QStringLiteral("10.50.5.5")},
-                                               {QStringLiteral("interface"), QStringLiteral("lab0")}})})),
-             qPrintable(lab.errorText()));
+    ScanLab lab({supply(11, {{QStringLiteral("ip"), QStringLiteral("10.50.5.5")},
+                             {QStringLiteral("interface"), QStringLiteral("lab0")}})});
     Client client;
     client.setScanTime(600);
-    client.setSendUnicast(true);
-    client.setStartIp(address("10.50.0.2"));
-    client.setEndIp(address("10.50.5.5"));
+    walk(client, "10.50.0.2", "10.50.5.5");
     int turns = 0;
     QTimer windowAlive;
     connect(&windowAlive, &QTimer::timeout, this, [&turns] { ++turns; });
@@ -327,8 +314,7 @@ void TestClient::waitsForRoomInAWideRange()
 
 void TestClient::keepsResultsUntilCleared()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
+    ScanLab lab({supply(11)});
     Client client;
     client.setScanTime(600);
     QCOMPARE(client.scan({wst0()}).size(), 1);

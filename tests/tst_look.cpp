@@ -1,5 +1,4 @@
-#include "labprocess.h"
-#include "windowfixture.h"
+#include "labwindow.h"
 
 #include <QAccessible>
 #include <QAction>
@@ -130,8 +129,7 @@ class TestLook : public QObject
 
 private slots:
     void everyControlHasAName();
-    void nothingIsCutOnASmallScreen();
-    void escapeClosesEveryDialog();
+    void nothingIsCutAndEscapeCloses();
     void altLetterOpensAMenu();
     void copiesFromEveryTable();
     void comesBackAsItWasLeft();
@@ -139,11 +137,8 @@ private slots:
 
 void TestLook::everyControlHasAName()
 {
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf(showcase());
     fixture.selectRow(0);
     QCOMPARE(namelessControls(&*fixture, 39), QString());
     for (const OpenedDialog &opened : dialogs) {
@@ -169,7 +164,7 @@ void TestLook::everyControlHasAName()
     QCOMPARE(namelessInPopup([&fixture] { fixture->onSaveNewConfiguration(); }, 1), QString());
 }
 
-void TestLook::nothingIsCutOnASmallScreen()
+void TestLook::nothingIsCutAndEscapeCloses()
 {
     WindowFixture fixture;
     fixture.writeSettings("[update]\nmanualIp=true\n");
@@ -190,25 +185,12 @@ void TestLook::nothingIsCutOnASmallScreen()
         QTRY_COMPARE(cutControls(&*fixture), QString());
     }
     for (const OpenedDialog &opened : dialogs) {
-        QDialog *dialog = fixture.openDialog(opened.action, opened.title);
+        const QPointer<QDialog> dialog = fixture.openDialog(opened.action, opened.title);
         if (!dialog) {
             QFAIL(opened.title);
         }
         QVERIFY2(dialog->width() <= 1024 && dialog->height() <= 660, opened.title);
         QCOMPARE(cutControls(dialog), QString());
-        dialog->close();
-    }
-}
-
-void TestLook::escapeClosesEveryDialog()
-{
-    WindowFixture fixture;
-    fixture.open();
-    for (const OpenedDialog &opened : dialogs) {
-        const QPointer<QDialog> dialog = fixture.openDialog(opened.action, opened.title);
-        if (!dialog) {
-            QFAIL(opened.title);
-        }
         QTest::keyClick(dialog, Qt::Key_Escape);
         QTRY_VERIFY2(!dialog || !dialog->isVisible(), opened.title);
     }
@@ -230,12 +212,9 @@ void TestLook::altLetterOpensAMenu()
 
 void TestLook::copiesFromEveryTable()
 {
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
+    LabWindow fixture;
+    fixture.scanOf(showcase());
     fixture->timeout(); // the home page is over
-    QVERIFY(fixture.scan());
     const auto copied = [](QWidget *table) {
         QApplication::clipboard()->clear();
         table->setFocus();

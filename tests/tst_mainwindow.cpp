@@ -1,6 +1,5 @@
 #include "devicecatalogue.h"
-#include "labprocess.h"
-#include "windowfixture.h"
+#include "labwindow.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -8,9 +7,6 @@
 #include <QDir>
 #include <QHeaderView>
 #include <QHostAddress>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -18,25 +14,6 @@
 #include <QStackedWidget>
 #include <QTest>
 #include <QUdpSocket>
-
-namespace {
-
-QJsonObject instrument(const char *kind, const char *code, int number, QJsonObject more = {})
-{
-    more.insert(QStringLiteral("kind"), QLatin1String(kind));
-    more.insert(QStringLiteral("code"), QLatin1String(code));
-    more.insert(QStringLiteral("mac"),
-                QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper());
-    more.insert(QStringLiteral("ip"), QStringLiteral("192.168.0.%1").arg(number));
-    return more;
-}
-
-QJsonObject scenario(const QJsonArray &instruments)
-{
-    return {{QStringLiteral("instruments"), instruments}};
-}
-
-} // namespace
 
 // The window as a user meets it: real widgets, a real scan, the virtual lab on the other end.
 class TestMainWindow : public QObject
@@ -102,40 +79,32 @@ void TestMainWindow::asksAboutAPreviousInstallation()
 
 void TestMainWindow::showsEveryInstrumentOfTheShowcaseOnce()
 {
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
-    const QJsonArray instruments =
-        LabProcess::scenario(QStringLiteral("showcase.json")).value(QLatin1String("instruments")).toArray();
+    LabWindow fixture;
+    fixture.scanOf(showcase());
+    const QJsonArray instruments = showcase();
     QVERIFY(instruments.size() > 20);
     QCOMPARE(fixture.table()->rowCount(), instruments.size());
     QCOMPARE(fixture.find<QProgressBar>("progressBar")->value(), 100);
-    QVERIFY(fixture.find<QLabel>("labelFooter")
-                ->text()
-                .startsWith(
-                    QStringLiteral("%1 instruments found on 2 network interfaces.").arg(instruments.size())));
+    QVERIFY(fixture.said().startsWith(
+        QStringLiteral("%1 instruments found on 2 network interfaces.").arg(instruments.size())));
 
-    struct Caption
-    {
-        const char *key;
-        const char *label;
-    };
-    const QVector<Caption> captions{{"ID", "Module ID:"},        {"SN", "Serial Number:"},
-                                    {"FW", "Firmware Version:"}, {"MAC", "MAC Address:"},
-                                    {"IP", "IP Address:"},       {"NETMASK", "SubnetMask:"},
-                                    {"GATEWAY", "Gateway:"}};
+    const QMap<QString, QString> captions{{QStringLiteral("ID"), QStringLiteral("Module ID:")},
+                                          {QStringLiteral("SN"), QStringLiteral("Serial Number:")},
+                                          {QStringLiteral("FW"), QStringLiteral("Firmware Version:")},
+                                          {QStringLiteral("MAC"), QStringLiteral("MAC Address:")},
+                                          {QStringLiteral("IP"), QStringLiteral("IP Address:")},
+                                          {QStringLiteral("NETMASK"), QStringLiteral("SubnetMask:")},
+                                          {QStringLiteral("GATEWAY"), QStringLiteral("Gateway:")}};
     for (const QJsonValue &value : instruments) {
         const QJsonObject expected = value[QLatin1String("expect")].toObject();
         const QString ip = expected.value(QLatin1String("IP")).toString();
         fixture.selectRow(fixture.rowOf(DeviceTable::IpColumn, ip));
         const QMap<QString, QString> shown = fixture.information();
         QStringList rest = expected.keys();
-        for (const auto &caption : captions) {
-            const QString text = expected.value(QLatin1String(caption.key)).toString();
-            QCOMPARE(qMakePair(ip, shown.value(QLatin1String(caption.label))), qMakePair(ip, text));
-            rest.removeOne(QLatin1String(caption.key));
+        for (auto caption = captions.begin(); caption != captions.end(); ++caption) {
+            const QString text = expected.value(caption.key()).toString();
+            QCOMPARE(qMakePair(ip, shown.value(*caption)), qMakePair(ip, text));
+            rest.removeOne(caption.key());
         }
         const QString dhcp = expected.value(QLatin1String("DHCP")).toString();
         QCOMPARE(shown.value(QStringLiteral("DHCP:")), dhcp == QLatin1String("1") ? QStringLiteral("ON")
@@ -153,15 +122,12 @@ void TestMainWindow::showsEveryInstrumentOfTheShowcaseOnce()
 
 void TestMainWindow::sortsByAddressAndKeepsTheLinkToTheRecord()
 {
-    LabProcess lab;
+    LabWindow fixture;
     QJsonArray instruments;
     for (const int number : {10, 9, 2, 110, 21}) {
-        instruments.append(instrument("powerSupply", "1100", number));
+        instruments.append(labInstrument("powerSupply", "1100", number));
     }
-    QVERIFY2(lab.start(scenario(instruments)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    fixture.scanOf(instruments);
     fixture.table()->sortByColumn(DeviceTable::IpColumn, Qt::AscendingOrder);
     int row = 0;
     for (const int number : {2, 9, 10, 21, 110}) {
@@ -174,17 +140,12 @@ void TestMainWindow::sortsByAddressAndKeepsTheLinkToTheRecord()
 
 void TestMainWindow::filtersByFamily()
 {
-    LabProcess lab;
-    QVERIFY2(lab.startFile(QStringLiteral("showcase.json")), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf(showcase());
     fixture.find<QAction>("actionApply_Filter")->trigger();
     QCOMPARE(fixture.find<QAction>("actionApply_Filter")->text(), QStringLiteral("Remove Filter"));
     QHash<QString, QString> codeByIp;
-    for (const auto &value : LabProcess::scenario(QStringLiteral("showcase.json"))
-                                 .value(QLatin1String("instruments"))
-                                 .toArray()) {
+    for (const auto &value : showcase()) {
         const QJsonObject expected = value.toObject().value(QLatin1String("expect")).toObject();
         codeByIp.insert(expected.value(QLatin1String("IP")).toString(),
                         expected.value(QLatin1String("CODE")).toString());
@@ -209,15 +170,12 @@ void TestMainWindow::filtersByFamily()
 
 void TestMainWindow::collapsedFilterBringsBackSixRowsOnly()
 {
-    LabProcess lab;
+    LabWindow fixture;
     QJsonArray instruments;
     for (int number = 1; number <= 9; ++number) {
-        instruments.append(instrument("powerSupply", "1100", number));
+        instruments.append(labInstrument("powerSupply", "1100", number));
     }
-    QVERIFY2(lab.start(scenario(instruments)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    fixture.scanOf(instruments);
     QTest::mouseClick(fixture.find<QPushButton>("filterBtn"), Qt::LeftButton);
     fixture.find<QComboBox>("comboBoxDeviceFilter")->setCurrentIndex(2);
     QTest::mouseClick(fixture.find<QPushButton>("filterBtn"), Qt::LeftButton);
@@ -232,9 +190,8 @@ void TestMainWindow::collapsedFilterBringsBackSixRowsOnly()
 
 void TestMainWindow::spaceScansAndReturnPresses()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario({instrument("powerSupply", "1100", 7)})), qPrintable(lab.errorText()));
-    WindowFixture fixture;
+    LabWindow fixture;
+    fixture.play({labInstrument("powerSupply", "1100", 7)});
     fixture.open();
     QTRY_COMPARE(fixture.find<QStackedWidget>("stackedWidget")->currentIndex(), 0);
     auto *configure = fixture.find<QPushButton>("configBtn");
@@ -250,9 +207,8 @@ void TestMainWindow::spaceScansAndReturnPresses()
 
 void TestMainWindow::aScanWhileOneRunsIsIgnored()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario({instrument("powerSupply", "1100", 7)})), qPrintable(lab.errorText()));
-    WindowFixture fixture;
+    LabWindow fixture;
+    fixture.play({labInstrument("powerSupply", "1100", 7)});
     fixture.writeSettings("[scan]\nscanTime=800\n");
     fixture.open();
     QTimer again;
@@ -262,7 +218,7 @@ void TestMainWindow::aScanWhileOneRunsIsIgnored()
     again.stop();
     QCOMPARE(fixture.table()->rowCount(), 1);
     int discoveryQueries = 0;
-    for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
+    for (const QJsonObject &event : fixture.lab.events(QStringLiteral("query"))) {
         discoveryQueries +=
             event.value(QLatin1String("to")).toString().endsWith(QLatin1String(":30719")) ? 1 : 0;
     }
@@ -286,10 +242,10 @@ void TestMainWindow::aTakenPortIsSaid()
 {
     QUdpSocket other;
     QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
-    WindowFixture fixture;
+    LabWindow fixture;
     fixture.open();
     QVERIFY(fixture.scan());
-    const QString said = fixture.find<QLabel>("labelFooter")->text();
+    const QString said = fixture.said();
     QVERIFY2(said.contains(QStringLiteral("Not everyone could be asked or heard (UDP port 30719:")),
              qPrintable(said));
     QVERIFY(said.startsWith(QStringLiteral("0 instruments found on 0 network interfaces.")));
@@ -345,14 +301,9 @@ void TestMainWindow::fullScreenActionSaysWhatItDoes()
 void TestMainWindow::textsFromTheNetworkStayLiteral()
 {
     const QString markup = QStringLiteral("<b>bold</b><img src='x'>");
-    LabProcess lab;
-    QVERIFY2(
-        lab.start(scenario({instrument(
-            "json", "1F80", 7, {{QStringLiteral("texts"), QJsonObject{{QStringLiteral("ID"), markup}}}})})),
-        qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({labInstrument("json", "1F80", 7,
+                                  {{QStringLiteral("texts"), QJsonObject{{QStringLiteral("ID"), markup}}}})});
     fixture.selectRow(0);
     QCOMPARE(fixture.table()->item(0, DeviceTable::ModuleIdColumn)->text(), markup);
     const auto *info = fixture.find<QTableWidget>("tableInfo");

@@ -76,7 +76,6 @@ class TestNetworkConfiguration : public QObject
     Q_OBJECT
 
 private slots:
-    void datagrams_data();
     void datagrams();
     void datagramsNeedSixBytes();
     void macTexts_data();
@@ -84,7 +83,6 @@ private slots:
     void writtenFile();
     void fieldsCannotAddLines();
     void failedWriteKeepsTheFile();
-    void writesIntoNothing();
     void lines_data();
     void lines();
     void tellsWhatIsNotSent();
@@ -95,41 +93,15 @@ private slots:
     void writtenFilesAreRead();
 };
 
-void TestNetworkConfiguration::datagrams_data()
-{
-    QTest::addColumn<quint32>("ip");
-    QTest::addColumn<int>("port");
-    QTest::addColumn<qint32>("dhcp");
-    QTest::addColumn<QByteArray>("set");
-    QTest::addColumn<QByteArray>("ipSetup");
-
-    QTest::newRow("dhcp") << 0xC0A80132u << 10001 << 1
-                          << QByteArray(
-                                 "51756f7276657820536574 3a 001a2b3c4d5e 2711 c0a80132 ffffff00 c0a80101"
-                                 "01000000")
-                          << QByteArray("000000fc 49502d5345545550 0000 4d5e c0a80132");
-    QTest::newRow("static, high bits set")
-        << 0xFE8081FFu << 0xFF01 << 0
-        << QByteArray("51756f7276657820536574 3a 001a2b3c4d5e ff01 fe8081ff ffffff00 c0a80101 00000000")
-        << QByteArray("000000fc 49502d5345545550 0000 4d5e fe8081ff");
-}
-
+// The highest bit of each number is set, which a signed one would spread.
 void TestNetworkConfiguration::datagrams()
 {
-    QFETCH(quint32, ip);
-    QFETCH(int, port);
-    QFETCH(qint32, dhcp);
-    QFETCH(QByteArray, set);
-    QFETCH(QByteArray, ipSetup);
-
     const QByteArray mac = macBytes(recoveryMac);
-    const QByteArray sent = changeNetworkConfiguration::setDatagram(mac, static_cast<quint16>(port), ip,
-                                                                    0xFFFFFF00u, 0xC0A80101u, dhcp);
-    QCOMPARE(sent.toHex(), QByteArray::fromHex(set).toHex());
-    QCOMPARE(sent.size(), 36);
-    const QByteArray setup = changeNetworkConfiguration::serialServerDatagram(mac, ip);
-    QCOMPARE(setup.toHex(), QByteArray::fromHex(ipSetup).toHex());
-    QCOMPARE(setup.size(), 20);
+    QCOMPARE(changeNetworkConfiguration::setDatagram(mac, 0xFF01, 0xFE8081FFu, 0xFFFFFF00u, 0xC0A80101u, 0),
+             QByteArray::fromHex(
+                 "51756f7276657820536574 3a 001a2b3c4d5e ff01 fe8081ff ffffff00 c0a80101 00000000"));
+    QCOMPARE(changeNetworkConfiguration::serialServerDatagram(mac, 0xFE8081FFu),
+             QByteArray::fromHex("000000fc 49502d5345545550 0000 4d5e fe8081ff"));
 }
 
 void TestNetworkConfiguration::datagramsNeedSixBytes()
@@ -150,7 +122,6 @@ void TestNetworkConfiguration::macTexts_data()
     QTest::newRow("more behind") << "00:1A:2B:3C:4D:5E eth0" << true;
     QTest::newRow("without separators") << "001A2B3C4D5E" << false;
     QTest::newRow("cut") << "00:1A:2B:3C:4D:5" << false;
-    QTest::newRow("five") << "00:1A:2B:3C:4D" << false;
     QTest::newRow("not hexadecimal") << "00:1A:2B:3C:4D:5G" << false;
     QTest::newRow("signs") << "00:1A:2B:3C:4D:+5" << false;
     QTest::newRow("blank digit") << "00:1A:2B:3C:4D: 5" << false;
@@ -217,16 +188,11 @@ void TestNetworkConfiguration::failedWriteKeepsTheFile()
     QVERIFY(!reason.isEmpty());
     QCOMPARE(contents(path), before);
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files).size(), 1);
-}
 
-void TestNetworkConfiguration::writesIntoNothing()
-{
-    QTemporaryDir folder;
-    QString reason;
-    QVERIFY(
-        !changeNetworkConfiguration::writeFile({}, folder.filePath(QStringLiteral("no/rack.csv")), &reason));
+    reason.clear();
+    QVERIFY(!changeNetworkConfiguration::writeFile(rack, path + QStringLiteral("/rack.csv"), &reason));
     QVERIFY(!reason.isEmpty());
-    QVERIFY(!changeNetworkConfiguration::writeFile({}, folder.path()));
+    QVERIFY(!changeNetworkConfiguration::writeFile(rack, folder.path()));
 }
 
 void TestNetworkConfiguration::lines_data()
@@ -243,14 +209,9 @@ void TestNetworkConfiguration::lines_data()
     QTest::newRow("CRLF") << QByteArray(head).replace("\n", "\r\n") + line + "\r\n" << one;
     QTest::newRow("blank end of line") << line + " \t \r\n" << one;
     QTest::newRow("eighth field") << line + ",a note\n" << one;
-    QTest::newRow("two rows in order")
-        << line + "\n\n" + QByteArray(line).replace("4D:5E", "4D:5F") + "\n"
-        << QList<QStringList>{recoveryRow, QStringList(recoveryRow.mid(0, 2))
-                                               << QStringLiteral("00:1A:2B:3C:4D:5F") << recoveryRow.mid(3)};
     QTest::newRow("six fields") << QByteArray(line).remove(0, 5) << QList<QStringList>{};
     QTest::newRow("comma in the family")
         << QByteArray(line).replace("Recovery BL", "Recovery, BL") << QList<QStringList>{};
-    QTest::newRow("semicolons") << QByteArray(line).replace(",", ";") << QList<QStringList>{};
     QTest::newRow("no MAC address") << QByteArray(line).replace("00:1A", "0:1A") << QList<QStringList>{};
     QTest::newRow("empty file") << QByteArray() << QList<QStringList>{};
     // Such a row names its instrument; the sender refuses it.

@@ -1,13 +1,11 @@
-#include "labprocess.h"
+#include "labwindow.h"
 #include "newnetwsettings.h"
-#include "windowfixture.h"
 
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QFile>
-#include <QJsonArray>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
@@ -16,26 +14,9 @@
 
 namespace {
 
-constexpr const char *soleMac = "00:1A:2B:00:00:0A";
-
 QJsonObject instrument(const char *kind, const char *code, const QJsonObject &more = {})
 {
-    QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
-                       {QStringLiteral("mac"), QLatin1String(soleMac)},
-                       {QStringLiteral("ip"), QStringLiteral("192.168.0.10")},
-                       {QStringLiteral("applyMs"), 0}};
-    if (*code) {
-        object.insert(QStringLiteral("code"), QLatin1String(code));
-    }
-    for (auto entry = more.begin(); entry != more.end(); ++entry) {
-        object.insert(entry.key(), entry.value());
-    }
-    return object;
-}
-
-QJsonObject scenario(const QJsonObject &only)
-{
-    return {{QStringLiteral("instruments"), QJsonArray{only}}};
+    return labInstrument(kind, code, 10, more);
 }
 
 // As it is seen, right of the text.
@@ -109,11 +90,8 @@ void TestNetworkPages::followTheKindOfInstrument()
     QFETCH(bool, dhcpLive);
     QFETCH(QString, dhcpShown);
     QFETCH(bool, web);
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(played)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({played});
     QCOMPARE(fixture.table()->rowCount(), 1);
     fixture.selectRow(0);
     QCOMPARE(fixture.information().value(QStringLiteral("DHCP:")), dhcpShown);
@@ -165,11 +143,8 @@ void TestNetworkPages::saveReachesTheInstrument()
 {
     QFETCH(QJsonObject, played);
     QFETCH(QByteArray, tail);
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(played)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({played});
     fixture.find<QPushButton>("configBtn")->click();
     fixture.selectRow(0);
     auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
@@ -180,7 +155,7 @@ void TestNetworkPages::saveReachesTheInstrument()
 
     QCOMPARE(fixture.boxes().last().text, QStringLiteral("Wait for the configuration to be applied"));
     const QByteArray expected = QByteArray("Quorvex Set:").toHex() + "001a2b00000a2711" + tail;
-    const QVector<QJsonObject> sets = lab.events(QStringLiteral("set"));
+    const QVector<QJsonObject> sets = fixture.lab.events(QStringLiteral("set"));
     QCOMPARE(sets.size(), 2); // straight to it, and by broadcast
     QCOMPARE(sets.first().value(QLatin1String("via")).toString(), QStringLiteral("unicast"));
     for (const QJsonObject &event : sets) {
@@ -189,9 +164,7 @@ void TestNetworkPages::saveReachesTheInstrument()
     // The rescan is over, and the instrument was found where it was sent.
     QVERIFY(fixture.find<QPushButton>("scanBtn")->isEnabled());
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("192.168.0.50")) >= 0);
-    QVERIFY(fixture.find<QLabel>("labelFooter")
-                ->text()
-                .endsWith(QStringLiteral("The changed instrument answers at its new address.")));
+    QVERIFY(fixture.said().endsWith(QStringLiteral("The changed instrument answers at its new address.")));
     QVERIFY(fixture.find<QPushButton>("footerDetailsBtn")->isHidden());
 }
 
@@ -199,12 +172,8 @@ void TestNetworkPages::saveReachesTheInstrument()
 // addresses in their own ways.
 void TestNetworkPages::everyWayToWriteAMacIsRecognised()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(instrument("powerSupply", "1100", {{QStringLiteral("count"), 4}}))),
-             qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({instrument("powerSupply", "1100", {{QStringLiteral("count"), 4}})});
     QCOMPARE(fixture.table()->rowCount(), 4);
 
     QFile file(fixture.homePath() + QLatin1String("/rack.csv"));
@@ -220,11 +189,10 @@ void TestNetworkPages::everyWayToWriteAMacIsRecognised()
     dialog->setFileChoosers({}, [&file] { return file.fileName(); });
     QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("uploadFileBtn")), Qt::LeftButton);
 
-    const auto *footer = fixture.find<QLabel>("labelFooter");
-    QTRY_VERIFY_WITH_TIMEOUT(footer->text().contains(QStringLiteral("new address")), 60000);
+    QTRY_VERIFY_WITH_TIMEOUT(fixture.said().contains(QStringLiteral("new address")), 60000);
     QVERIFY2(
-        footer->text().endsWith(QStringLiteral("4 of 5 changed instruments answer at their new address.")),
-        qPrintable(footer->text()));
+        fixture.said().endsWith(QStringLiteral("4 of 5 changed instruments answer at their new address.")),
+        qPrintable(fixture.said()));
     fixture.find<QPushButton>("footerDetailsBtn")->click();
     const auto *missing = fixture->findChild<QTextEdit *>(QStringLiteral("textEdit"));
     QVERIFY(missing);
@@ -234,42 +202,34 @@ void TestNetworkPages::everyWayToWriteAMacIsRecognised()
 
 void TestNetworkPages::toolsWaitForAReboot()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(instrument("tools", "6100", {{QStringLiteral("restartMs"), 0}}))),
-             qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({instrument("tools", "6100", {{QStringLiteral("restartMs"), 0}})});
     fixture.selectRow(0);
     auto *table = fixture.find<QTableWidget>("tableDeviceConfig");
     table->item(0, 1)->setText(QStringLiteral("192.168.0.50"));
     table->item(1, 1)->setText(QStringLiteral("255.255.0.0"));
     fixture->onSaveNewConfiguration();
     QCOMPARE(fixture.boxes().last().text, QStringLiteral("IP changed! reboot device to apply."));
-    QVERIFY(lab.events(QStringLiteral("set"))
+    QVERIFY(fixture.lab.events(QStringLiteral("set"))
                 .last()
                 .value(QLatin1String("bytes"))
                 .toString()
                 .endsWith(QStringLiteral("c0a80032ffffff00c0a8000100000000")));
-    const auto *footer = fixture.find<QLabel>("labelFooter");
-    QVERIFY(footer->text().endsWith(
+    QVERIFY(fixture.said().endsWith(
         QStringLiteral("The changed instrument does not answer at its new address.")));
     QVERIFY(!fixture.find<QPushButton>("footerDetailsBtn")->isHidden());
 
-    lab.command({{QStringLiteral("command"), QStringLiteral("reboot")},
-                 {QStringLiteral("mac"), QLatin1String(soleMac)}});
-    QVERIFY(lab.waitForEvent(QStringLiteral("rebooted")));
+    fixture.lab.command({{QStringLiteral("command"), QStringLiteral("reboot")},
+                         {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:0A")}});
+    QVERIFY(fixture.lab.waitForEvent(QStringLiteral("rebooted")));
     QVERIFY(fixture.scan());
-    QVERIFY(footer->text().endsWith(QStringLiteral("The changed instrument answers at its new address.")));
+    QVERIFY(fixture.said().endsWith(QStringLiteral("The changed instrument answers at its new address.")));
 }
 
 void TestNetworkPages::mistypedAddressIsSaidAndNotSent()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(instrument("beamline", "2100"))), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({instrument("beamline", "2100")});
     fixture.find<QPushButton>("configBtn")->click();
     fixture.selectRow(0);
     const auto *hint = fixture.find<QLabel>("labelConfigHint");
@@ -281,22 +241,17 @@ void TestNetworkPages::mistypedAddressIsSaidAndNotSent()
         QVERIFY(groundOf(table, 0) != groundOf(table, 1));
         QCOMPARE(groundOf(table, 1), QColor(Qt::white));
         fixture->onSaveNewConfiguration();
-        QVERIFY(fixture.find<QLabel>("labelFooter")->text().endsWith(QStringLiteral("nothing was sent.")));
+        QVERIFY(fixture.said().endsWith(QStringLiteral("nothing was sent.")));
         fixture.selectRow(0);
     }
-    QVERIFY(lab.events(QStringLiteral("set")).isEmpty());
+    QVERIFY(fixture.lab.events(QStringLiteral("set")).isEmpty());
 }
 
 // Nobody could put it right.
 void TestNetworkPages::lockedValueIsNotMarked()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenario(
-                 instrument("json", "1F80", {{QStringLiteral("gateway"), QStringLiteral("0.0.0.0")}}))),
-             qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({instrument("json", "1F80", {{QStringLiteral("gateway"), QStringLiteral("0.0.0.0")}})});
     fixture.find<QPushButton>("configBtn")->click();
     const auto *hint = fixture.find<QLabel>("labelConfigHint");
     QCOMPARE(hint->text(), QStringLiteral("Select an instrument in the table."));
@@ -330,13 +285,9 @@ void TestNetworkPages::webButtonOpensPlainAddressesOnly()
 {
     QFETCH(QString, ip);
     QFETCH(QString, url);
-    LabProcess lab;
     const QJsonObject texts{{QStringLiteral("IP"), ip}};
-    QVERIFY2(lab.start(scenario(instrument("json", "1F80", {{QStringLiteral("texts"), texts}}))),
-             qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf({instrument("json", "1F80", {{QStringLiteral("texts"), texts}})});
     QCOMPARE(fixture.table()->rowCount(), 1);
     fixture.selectRow(0);
     QCOMPARE(fixture.information().value(QStringLiteral("IP Address:")), ip);

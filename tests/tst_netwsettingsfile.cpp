@@ -14,7 +14,6 @@ private slots:
     void savesWhatIsSeen();
     void uploads();
     void uploadKeepsTypedChanges();
-    void uploadOfTheTypedChanges();
     void uploadStopped();
     void tellsInTheUsersLanguage();
     void refusesIncorrectFiles_data();
@@ -90,7 +89,7 @@ void TestNetwSettingsFile::uploads()
     QVERIFY(details.contains(text("line 3: the IP address \"1.0.0\" is not an IPv4 address")));
     QVERIFY(!details.contains(text("line 1:")) && !details.contains(text("line 4:")));
     QVERIFY(m_dialog->isVisible() && m_closed->isEmpty());
-    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    acceptBox();
     QCOMPARE(m_closed->size(), 1);
 }
 
@@ -105,7 +104,7 @@ void TestNetwSettingsFile::uploadKeepsTypedChanges()
                     "2180,Bipolar,SN3,00:1A:2B:00:00:03,1.0.0.2,255.0.0.0,1.0.0.254\n"
                     "2180,Bipolar,SN3,00:1A:2B:00:00:03,1.0.0.3,255.0.0.0,1.0.0.254\n"),
              text("Upload csv-file|upload completed!"));
-    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    acceptBox();
     QVERIFY(m_dialog->isVisible() && m_closed->isEmpty());
     QVERIFY2(status().contains(text("2 instruments")), qPrintable(status()));
     QCOMPARE(column(IpColumn), QStringList({text("1.0.0.1"), text("10.0.0.77"), text("1.0.0.3")}));
@@ -115,15 +114,11 @@ void TestNetwSettingsFile::uploadKeepsTypedChanges()
     click("applyBtn");
     QCOMPARE(m_sent, Rows({row(1, "1.0.0.1", "255.255.0.0"), row(2, "10.0.0.77")}));
     QCOMPARE(m_closed->size(), 1);
-}
 
-void TestNetwSettingsFile::uploadOfTheTypedChanges()
-{
     open();
     type(0, IpColumn, "1.0.0.1");
     upload("2180,Bipolar,SN1,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,10.0.0.254\n");
-    QVERIFY(box());
-    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    acceptBox();
     QCOMPARE(m_closed->size(), 1); // nothing is left to be sent
 }
 
@@ -154,7 +149,7 @@ void TestNetwSettingsFile::tellsInTheUsersLanguage()
                                          "    1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n\n"
                                          "~Lines that were skipped: 1\n"
                                          "~line 1: ~fewer than seven fields between commas\n    no, line"));
-    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    acceptBox();
     QTRY_VERIFY(!box());
     QCOMPARE(upload("1,F,S,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n"),
              text("Upload csv-file|upload completed!"));
@@ -180,7 +175,7 @@ void TestNetwSettingsFile::refusesIncorrectFiles()
     open();
     QCOMPARE(upload(content), text("Upload csv-file|Error: incorrect file"));
     QVERIFY(box()->detailedText().contains(details));
-    QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton);
+    acceptBox();
     QVERIFY(m_sent.isEmpty() && m_dialog->isVisible());
 }
 

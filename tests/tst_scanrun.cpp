@@ -1,6 +1,6 @@
 #include "client.h"
-#include "labprocess.h"
 #include "support/scanfixture.h"
+#include "support/tildelanguage.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -11,7 +11,6 @@
 #include <QTest>
 #include <QThread>
 #include <QTimer>
-#include <QTranslator>
 #include <QUdpSocket>
 
 // How a scan runs inside its caller's thread: progress, time, and every way to end it.
@@ -23,11 +22,10 @@ private slots:
     void progressWithoutAnInterface();
     void stepsKeepToOneClock();
     void aSecondScanIsRefused();
-    void stopEndsTheWait();
-    void stopEndsTheWalk();
+    void endsInTheWait_data();
+    void endsInTheWait();
     void stopKeepsWhatWasFound_data();
     void stopKeepsWhatWasFound();
-    void quitEndsTheScan();
     void saysWhatItCouldNotDo();
     void whatItSaysCanBeTranslated();
     void takesNothingAfterItsLastStep();
@@ -138,11 +136,8 @@ void TestScanRun::stepsKeepToOneClock()
 
 void TestScanRun::aSecondScanIsRefused()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf(
-                 {supply(11),
-                  supply(12, {{QStringLiteral("faults"), QJsonObject{{QStringLiteral("delayMs"), 200}}}})})),
-             qPrintable(lab.errorText()));
+    ScanLab lab({supply(11),
+                 supply(12, {{QStringLiteral("faults"), QJsonObject{{QStringLiteral("delayMs"), 200}}}})});
     Client client;
     client.setScanTime(800);
     int refused = 0;
@@ -155,71 +150,76 @@ void TestScanRun::aSecondScanIsRefused()
     QCOMPARE(queriesSeen(lab).size(), 2);
 }
 
-void TestScanRun::stopEndsTheWait()
+void TestScanRun::endsInTheWait_data()
 {
+    QTest::addColumn<bool>("quits");
+    QTest::newRow("stop") << false;
+    QTest::newRow("end of the program") << true;
+}
+
+void TestScanRun::endsInTheWait()
+{
+    QFETCH(bool, quits);
     Client client;
     client.requestStop(); // no scan runs, so this stops none
     client.setScanTime(3600 * 1000);
     QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
-    QTimer::singleShot(50, &client, &Client::requestStop);
-    client.scan({wst0()});
-    QCOMPARE(progress.size(), 2);
+    QTimer::singleShot(0, &client, [&client] {
+        client.scan({wst0()});
+        QCoreApplication::quit();
+    });
+    QTimer::singleShot(50, &client, [&client, quits] {
+        if (quits) {
+            QCoreApplication::quit();
+        } else {
+            client.requestStop();
+        }
+    });
+    QCoreApplication::exec();
+    QVERIFY(!client.isScanning());
+    QVERIFY(progress.size() < 10);
     QCOMPARE(progress.last().first().toInt(), 100);
+    progress.clear();
     client.setScanTime(80);
     client.scan({});
-    QCOMPARE(progress.size(), 2 + 82); // the next one is whole again
-}
-
-void TestScanRun::stopEndsTheWalk()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
-    Client client;
-    client.setScanTime(3600 * 1000);
-    client.setSendUnicast(true);
-    client.setStartIp(address("11.0.0.0")); // no route to any of them
-    client.setEndIp(address("223.255.255.255"));
-    QTimer::singleShot(50, &client, &Client::requestStop);
-    QVERIFY(client.scan({wst0()}).isEmpty());
-    QVERIFY2(queriesSeen(lab).isEmpty(), "no broadcast after the stop");
+    QCOMPARE(progress.size(), 82); // the next one is whole again
 }
 
 void TestScanRun::stopKeepsWhatWasFound_data()
 {
-    QTest::addColumn<bool>("unicast");
-    QTest::addColumn<QString>("end");
-    QTest::newRow("in the wait") << false << QString();
-    QTest::newRow("in the wait after a walk") << true << QStringLiteral("192.168.0.12");
-    QTest::newRow("in a walk without routes") << true << QStringLiteral("223.255.255.255");
-    QTest::newRow("in a walk that waits for room") << true << QStringLiteral("192.168.255.255");
+    QTest::addColumn<QByteArray>("end"); // of the walk; empty: none
+    QTest::newRow("in the wait") << QByteArray();
+    QTest::newRow("in the wait after a walk") << QByteArray("192.168.0.12");
+    QTest::newRow("in a walk without routes") << QByteArray("223.255.255.255");
+    QTest::newRow("in a walk that waits for room") << QByteArray("192.168.255.255");
 }
 
 void TestScanRun::stopKeepsWhatWasFound()
 {
-    QFETCH(bool, unicast);
-    QFETCH(QString, end);
-    const bool waitsForRoom = end == QLatin1String("192.168.255.255");
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11), supply(12)})), qPrintable(lab.errorText()));
+    QFETCH(QByteArray, end);
+    const bool waitsForRoom = end == "192.168.255.255";
+    const bool inTheWalk = end.endsWith("255");
+    ScanLab lab({supply(11), supply(12)});
     QVERIFY(!waitsForRoom || ip("route add 192.168.0.0/16 dev wst0"));
     Client client;
     client.setScanTime(3600 * 1000);
-    client.setSendUnicast(unicast);
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(QHostAddress(end));
+    if (!end.isEmpty()) {
+        walk(client, "192.168.0.11", end.constData());
+    }
     QElapsedTimer sinceStop;
     QTimer::singleShot(1500, &client, [&] {
         sinceStop.start();
         client.requestStop();
     });
-    const QList<interfaces_t> interfaces = unicast ? QList<interfaces_t>{} : QList<interfaces_t>{wst0()};
-    const int found = client.scan(interfaces).size();
+    const int found = client.scan({wst0()}).size();
     QVERIFY(!waitsForRoom || ip("route delete 192.168.0.0/16 dev wst0"));
     QVERIFY2(sinceStop.isValid(), "the scan ended before the stop");
     QVERIFY2(sinceStop.elapsed() < 15000, qPrintable(QStringLiteral("%1 ms").arg(sinceStop.elapsed())));
     QCOMPARE(found, 2);
     QVERIFY(client.wasStopped());
     QVERIFY2(client.problem().contains(QLatin1String("stopped")), qPrintable(client.problem()));
+    const QStringList broadcasts = queriesSeen(lab).filter(QStringLiteral(" 255.255.255.255:"));
+    QCOMPARE(broadcasts.size(), inTheWalk ? 0 : 1); // none after the stop
 
     client.clearDevices();
     client.setScanTime(400);
@@ -227,19 +227,6 @@ void TestScanRun::stopKeepsWhatWasFound()
     QCOMPARE(client.scan({wst0()}).size(), 2);
     QVERIFY(!client.wasStopped());
     QCOMPARE(client.problem(), QString());
-}
-
-void TestScanRun::quitEndsTheScan()
-{
-    Client client;
-    client.setScanTime(3600 * 1000);
-    QSignalSpy progress(&client, &Client::signalUpdateProgressBar);
-    QTimer::singleShot(0, &client, [&client] { client.scan({wst0()}); });
-    QTimer::singleShot(50, qApp, &QCoreApplication::quit);
-    QCoreApplication::exec();
-    QVERIFY(!client.isScanning());
-    QVERIFY(progress.size() < 10);
-    QCOMPARE(progress.last().first().toInt(), 100);
 }
 
 void TestScanRun::saysWhatItCouldNotDo()
@@ -272,26 +259,9 @@ void TestScanRun::saysWhatItCouldNotDo()
     QCOMPARE(client.problem(), QString());
 }
 
-namespace {
-
-// A language in which every text of the scan stands in angle brackets.
-class Brackets : public QTranslator
-{
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char *context, const char *text, const char *, int) const override
-    {
-        return qstrcmp(context, "Client") == 0 ? QLatin1Char('<') + QString::fromUtf8(text) + QLatin1Char('>')
-                                               : QString();
-    }
-};
-
-} // namespace
-
 void TestScanRun::whatItSaysCanBeTranslated()
 {
-    Brackets language;
-    QVERIFY(QCoreApplication::installTranslator(&language));
+    const TildeLanguage language;
     Client client;
     QUdpSocket other;
     QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
@@ -300,7 +270,7 @@ void TestScanRun::whatItSaysCanBeTranslated()
     const QStringList problems = client.problem().split(QStringLiteral("; "));
     QCOMPARE(problems.size(), 2);
     for (const QString &problem : problems) {
-        QVERIFY2(problem.startsWith(QLatin1Char('<')), qPrintable(problem));
+        QVERIFY2(problem.startsWith(QLatin1Char('~')), qPrintable(problem));
     }
 }
 
@@ -308,15 +278,12 @@ void TestScanRun::whatItSaysCanBeTranslated()
 // unchecked: an instrument that replies once more would be listed twice.
 void TestScanRun::takesNothingAfterItsLastStep()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({supply(11)})), qPrintable(lab.errorText()));
+    ScanLab lab({supply(11)});
     QUdpSocket late;
     QVERIFY(late.bind(QHostAddress(wst0().ip), 0));
     Client client;
     client.setScanTime(400);
-    client.setSendUnicast(true); // so that every socket is open
-    client.setStartIp(address("192.168.0.11"));
-    client.setEndIp(address("192.168.0.11"));
+    walk(client, "192.168.0.11", "192.168.0.11"); // so that every socket is open
     int sent = 0;
     connect(&client, &Client::signalUpdateProgressBar, this, [&](int value) {
         if (value == 100) {
@@ -366,7 +333,6 @@ void TestScanRun::asksARackOfModules_data()
 {
     QTest::addColumn<int>("modules");
     QTest::addColumn<bool>("tooMany");
-    QTest::newRow("several hundred") << 700 << false;
     QTest::newRow("as many as a scan takes") << Client::mostSerialServers << false;
     QTest::newRow("a flood") << Client::mostSerialServers + 300 << true;
 }

@@ -5,9 +5,7 @@
 #include "udpprobe.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QNetworkProxy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
 
@@ -46,6 +44,13 @@ QString macOf(int n)
         .toUpper();
 }
 
+// Orders the instrument to its new address, with the unicast to `address`.
+bool sendNew(const QList<interfaces_t> &interfaces, const QString &address = onCable0())
+{
+    return changeNetworkConfiguration().setConfiguration(interfaces, instrumentMac, 10001, newIp, newMask,
+                                                         newGateway, 1, QHostAddress(address));
+}
+
 // A desktop whose connections go through a proxy that cannot be reached, while it lives.
 class DeadProxy
 {
@@ -76,7 +81,6 @@ private slots:
     void reachesInstrumentAndModule();
     void appliesRowsInOrder();
     void stopsBetweenRows();
-    void movesARackFromAFile();
 };
 
 void TestSetConfiguration::sendsInOrder_data()
@@ -106,9 +110,7 @@ void TestSetConfiguration::sendsInOrder()
     QVERIFY(wire.isOpen());
     QElapsedTimer elapsed;
     elapsed.start();
-    QVERIFY(changeNetworkConfiguration().setConfiguration(cables(first, second), instrumentMac, 10001, newIp,
-                                                          newMask, newGateway, 1,
-                                                          QHostAddress(QStringLiteral("192.168.0.10"))));
+    QVERIFY(sendNew(cables(first, second), QStringLiteral("192.168.0.10")));
     QVERIFY(elapsed.elapsed() >= (first ? 10 : 0) + (second ? 10 : 0));
 
     QStringList expected{QStringLiteral("wst0 192.168.0.100:* > 192.168.0.10:30719 ") + setHex};
@@ -129,8 +131,7 @@ void TestSetConfiguration::sendsPastTheDesktopsProxy()
     const DeadProxy proxy;
     WireTap wire;
     QVERIFY(wire.isOpen());
-    QVERIFY(changeNetworkConfiguration().setConfiguration(cables(true, false), instrumentMac, 10001, newIp,
-                                                          newMask, newGateway, 1, QHostAddress(onCable0())));
+    QVERIFY(sendNew(cables(true, false)));
     QCOMPARE(wire.take(),
              QStringList({QStringLiteral("lo 192.168.0.100:* > 192.168.0.100:30719 ") + setHex,
                           QStringLiteral("wst0 192.168.0.100:30719 > 255.255.255.255:30719 ") + setHex,
@@ -175,8 +176,7 @@ void TestSetConfiguration::passesOverABrokenInterface()
     interfaces[0].ip = QStringLiteral("192.168.0.200"); // gone since the list was made
     interfaces.prepend({QStringLiteral("odd"), QStringLiteral("not an address"), QString(), true});
     WireTap wire;
-    QVERIFY(changeNetworkConfiguration().setConfiguration(interfaces, instrumentMac, 10001, newIp, newMask,
-                                                          newGateway, 1, QHostAddress(onCable0())));
+    QVERIFY(sendNew(interfaces));
     const QStringList sent = wire.take();
     QCOMPARE(sent.size(), 3);
     QVERIFY(sent.at(0).startsWith(QStringLiteral("lo ")));
@@ -256,61 +256,6 @@ void TestSetConfiguration::stopsBetweenRows()
     }));
     QCOMPARE(asked, QList<int>({0, 1}));
     QCOMPARE(wire.take().size(), 5);
-}
-
-// A rack is exported, its addresses are edited, and the file is sent: instruments whose addresses do not
-// fit the workstation's networks, and modules, each on either cable.
-void TestSetConfiguration::movesARackFromAFile()
-{
-    constexpr int each = 75;
-    const auto rack = [](const QJsonObject &first, const char *cable) {
-        return with(with(first, "count", each), "interface", QString::fromLatin1(cable));
-    };
-    LabProcess lab;
-    QVERIFY2(lab.start(scenarioOf({rack(plain("00:1A:2B:00:01:00", "172.16.1.1"), "lab0"),
-                                   rack(plain("00:1A:2B:00:02:00", "172.16.2.1"), "lab1"),
-                                   rack(module("00:20:4A:00:03:00", "172.16.3.1"), "lab0"),
-                                   rack(module("00:20:4A:00:04:00", "172.16.4.1"), "lab1")})),
-             qPrintable(lab.errorText()));
-    QList<Device_t> devices;
-    for (int i = 0; i < 4 * each; ++i) {
-        const QString number = QStringLiteral("%1").arg(i % each, 2, 16, QLatin1Char('0')).toUpper();
-        Device_t device;
-        device[Mac] = QStringLiteral("%1:00:0%2:%3")
-                          .arg(i < 2 * each ? QStringLiteral("00:1A:2B") : QStringLiteral("00:20:4A"))
-                          .arg(i / each + 1)
-                          .arg(number);
-        device[Ip] = QStringLiteral("172.16.%1.%2").arg(i / each + 1).arg(i % each + 1);
-        device[Netmask] = QStringLiteral("255.255.0.0");
-        device[Gateway] = QStringLiteral("172.16.0.1");
-        devices.append(device);
-    }
-    QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("rack.csv")));
-    QVERIFY(changeNetworkConfiguration::writeFile(devices, file.fileName()));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray edited = file.readAll().replace(",172.16.", ",172.17.").replace("\n", "\r\n");
-    file.close();
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(edited) == edited.size());
-    file.close();
-
-    QVERIFY(changeNetworkConfiguration().applyList(cables(true, true),
-                                                   changeNetworkConfiguration::readFile(file.fileName())));
-    QVERIFY(lab.waitForEvent(QStringLiteral("addressChanged"), 4 * each, 60000));
-    QCOMPARE(lab.events(QStringLiteral("set")).size(), 2 * each);
-    QCOMPARE(lab.events(QStringLiteral("ipSetup")).size(), 2 * each);
-    QStringList moved;
-    QStringList expected;
-    for (const QJsonObject &event : lab.events(QStringLiteral("addressChanged"))) {
-        moved.append(field(event, "mac") + QLatin1Char(' ') + field(event, "to"));
-    }
-    for (const Device_t &device : qAsConst(devices)) {
-        expected.append(device[Mac] + QLatin1Char(' ') +
-                        QString(device[Ip]).replace(QLatin1String("172.16."), QLatin1String("172.17.")));
-    }
-    moved.sort();
-    expected.sort();
-    QCOMPARE(moved, expected);
 }
 
 QTEST_GUILESS_MAIN(TestSetConfiguration)

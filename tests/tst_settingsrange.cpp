@@ -136,15 +136,12 @@ void TestSettingsRange::countsTheRange_data()
     row("10.0.0.255", "10.0.0.255", "network's own and its broadcast");
     row("10.0.0.0", "10.0.0.0", "network's own and its broadcast");
     // Not one of them there, the slow figures were measured on a directly attached network: 598 addresses
-    // took 0.2 s, 710 took 3.2 s, 2046 took 9.4 s, 4094 took 18.6 s and 10238 took 49.3 s.
+    // took 0.2 s, 710 took 3.2 s and 4094 took 18.6 s.
     row("10.50.0.2", "10.50.2.89", "599 addresses; a scan takes about 0.2 s.");
     row("10.50.0.2", "10.50.2.200",
         "710 addresses; a scan takes about 0.2 s, on the local network up to 3.3 s.");
-    row("10.50.0.2", "10.50.8.0",
-        "2,046 addresses; a scan takes about 0.2 s, on the local network up to 9.5 s.");
     row("10.50.0.0", "10.50.15.255",
         "4,094 addresses; a scan takes about 0.2 s, on the local network up to 19 s.");
-    row("10.50.0.2", "10.50.40.0", "about 0.3 s, on the local network up to 53 s.");
     row("10.0.0.0", "10.0.255.255",
         "65,534 addresses; a scan takes about 0.8 s, on the local network up to 6 min.");
     row("10.0.0.0", "10.255.255.255",

@@ -8,7 +8,6 @@
 #include <QDialog>
 #include <QFile>
 #include <QFrame>
-#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -21,6 +20,7 @@
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTest>
+#include <QVBoxLayout>
 
 #include <cmath>
 #include <memory>
@@ -227,19 +227,11 @@ void TestStyleSheet::settingsGroupsLookAlike()
 {
     QFETCH(QString, name);
     QFETCH(bool, ofTheForm);
-    Settings dialog;
-    auto *group = dialog.findChild<QFrame *>(name);
-    QCOMPARE(group != nullptr, ofTheForm);
-    if (!group) {
-        group = new QFrame(&dialog);
-        group->setObjectName(name);
-        group->setGeometry(20, 20, 100, 60);
-        dialog.layout()->setContentsMargins(140, 16, 16, 16); // room for it
-    }
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    const QImage whole = dialog.grab().toImage();
-    const QRect place(group->mapTo(&dialog, QPoint(0, 0)), group->size());
+    QCOMPARE(Settings().findChild<QFrame *>(name) != nullptr, ofTheForm);
+    Page page(new QLabel, name.toLatin1().constData());
+    page.grab(page.other);
+    const QImage whole = page.window.grab().toImage();
+    const QRect place = page.frame->geometry();
     const QColor ground = whole.pixelColor(2, 2);
     const QColor own(0xfa, 0xfa, 0xfa);
     QVERIFY(ground != own);
@@ -256,28 +248,21 @@ void TestStyleSheet::focusIsVisible_data()
     QTest::addColumn<QString>("kind");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("frame");
-    QTest::newRow("button") << "button"
-                            << ""
-                            << "pageUpdate";
-    QTest::newRow("scan") << "button"
-                          << "scanBtn"
-                          << "frameHeader";
-    QTest::newRow("header button") << "button"
-                                   << "configBtn"
-                                   << "frameHeader";
-    QTest::newRow("save") << "button"
-                          << "saveConfBtn"
-                          << "pageConfigure";
-    QTest::newRow("update") << "button"
-                            << "updateFwBtn"
-                            << "pageUpdate";
+    const auto row = [](const char *what, const char *kind, const char *name, const char *frame) {
+        QTest::newRow(what) << QString::fromLatin1(kind) << QString::fromLatin1(name)
+                            << QString::fromLatin1(frame);
+    };
+    row("button", "button", "", "pageUpdate");
+    row("scan", "button", "scanBtn", "frameHeader");
+    row("header button", "button", "configBtn", "frameHeader");
+    row("save", "button", "saveConfBtn", "pageConfigure");
+    row("update", "button", "updateFwBtn", "pageUpdate");
     for (const char *kind :
          {"line edit", "spin box", "combo box", "check box", "ticked check box", "log", "table"}) {
-        QTest::newRow(kind) << kind << ""
-                            << "pageUpdate";
+        row(kind, kind, "", "pageUpdate");
     }
     for (const char *name : {"tableWidgetDeviceFirstTable", "tableInfo", "tableDeviceConfig"}) {
-        QTest::newRow(name) << "table" << name << "pageInfo";
+        row(name, "table", name, "pageInfo");
     }
 }
 
@@ -305,23 +290,19 @@ void TestStyleSheet::focusIsVisible()
 
 void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("icon");
-    QTest::newRow("info") << "infoBtn"
-                          << "info";
-    QTest::newRow("firmware") << "updateBtn"
-                              << "cpu";
-    QTest::newRow("config") << "configBtn"
-                            << "tool";
+    QTest::addColumn<QString>("name"); // each row is called as the button's icon
+    QTest::newRow("info") << "infoBtn";
+    QTest::newRow("cpu") << "updateBtn";
+    QTest::newRow("tool") << "configBtn";
 }
 
 void TestStyleSheet::chosenButtonLooksTheSameWhileDisabled()
 {
     QFETCH(QString, name);
-    QFETCH(QString, icon);
     auto *button = new QPushButton(QStringLiteral("Configuration page"));
     button->setObjectName(name);
-    button->setIcon(QIcon(QStringLiteral(":/iconsPng/resources/icons/%1.png").arg(icon)));
+    button->setIcon(QIcon(
+        QStringLiteral(":/iconsPng/resources/icons/%1.png").arg(QLatin1String(QTest::currentDataTag()))));
     button->setAutoDefault(false);
     Page page(button, "frameHeader");
     const QImage plain = page.grab(page.other);

@@ -38,36 +38,22 @@ void TestUnicastRange::addressesOfARange_data()
     QTest::addColumn<QString>("end");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("one") << "192.168.0.7"
-                         << "192.168.0.7"
-                         << "192.168.0.7";
-    QTest::newRow("into the next network") << "10.0.0.253"
-                                           << "10.0.1.2"
-                                           << "10.0.0.253 10.0.0.254 10.0.1.0 10.0.1.1 10.0.1.2";
-    QTest::newRow("the first network's own address") << "10.0.1.0"
-                                                     << "10.0.1.2"
-                                                     << "10.0.1.1 10.0.1.2";
-    QTest::newRow("255 of a later network stays") << "10.0.0.255"
-                                                  << "10.0.1.0"
-                                                  << "10.0.1.0";
-    QTest::newRow("wrong way round") << "10.0.0.2"
-                                     << "10.0.0.1"
-                                     << "";
-    QTest::newRow("no start") << ""
-                              << "10.0.0.1"
-                              << "";
-    QTest::newRow("no end") << "10.0.0.1"
-                            << ""
-                            << "";
-    QTest::newRow("IPv6") << "::1"
-                          << "::2"
-                          << "";
-    QTest::newRow("IPv4 in IPv6 dress") << "::ffff:10.0.0.1"
-                                        << "::ffff:10.0.0.2"
-                                        << "";
-    QTest::newRow("the end of the address space") << "255.255.255.253"
-                                                  << "255.255.255.255"
-                                                  << "255.255.255.253 255.255.255.254";
+    const auto row = [](const char *name, const char *start, const char *end, const char *expected) {
+        QTest::newRow(name) << QString::fromLatin1(start) << QString::fromLatin1(end)
+                            << QString::fromLatin1(expected);
+    };
+    row("one", "192.168.0.7", "192.168.0.7", "192.168.0.7");
+    row("into the next network", "10.0.0.253", "10.0.1.2",
+        "10.0.0.253 10.0.0.254 10.0.1.0 10.0.1.1 10.0.1.2");
+    row("the first network's own address", "10.0.1.0", "10.0.1.2", "10.0.1.1 10.0.1.2");
+    row("255 of a later network stays", "10.0.0.255", "10.0.1.0", "10.0.1.0");
+    row("wrong way round", "10.0.0.2", "10.0.0.1", "");
+    row("no start", "", "10.0.0.1", "");
+    row("no end", "10.0.0.1", "", "");
+    row("IPv6", "::1", "::2", "");
+    row("IPv4 in IPv6 dress", "::ffff:10.0.0.1", "::ffff:10.0.0.2", "");
+    row("the end of the address space", "255.255.255.253", "255.255.255.255",
+        "255.255.255.253 255.255.255.254");
 }
 
 void TestUnicastRange::addressesOfARange()

@@ -1,40 +1,30 @@
 #include "appsettings.h"
-#include "labprocess.h"
+#include "labwindow.h"
 #include "networkconfigurationfile.h"
 #include "newnetwsettings.h"
 #include "settings.h"
-#include "windowfixture.h"
 
 #include <QAction>
 #include <QCheckBox>
 #include <QDoubleSpinBox>
 #include <QFile>
-#include <QJsonArray>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTableView>
 #include <QTest>
 #include <QTextEdit>
 #include <QThreadPool>
 
 namespace {
 
-QJsonObject instruments(const QJsonObject &one)
+QJsonArray supplies(int count)
 {
-    return {{QStringLiteral("instruments"), QJsonArray{one}}};
-}
-
-QJsonObject supplies(int count)
-{
-    return instruments({{QStringLiteral("kind"), QStringLiteral("powerSupply")},
-                        {QStringLiteral("code"), QStringLiteral("1100")},
-                        {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:01")},
-                        {QStringLiteral("ip"), QStringLiteral("10.20.28.1")},
-                        {QStringLiteral("gateway"), QStringLiteral("10.20.30.1")},
-                        {QStringLiteral("interface"), QStringLiteral("lab1")},
-                        {QStringLiteral("applyMs"), 200},
-                        {QStringLiteral("count"), count}});
+    return {labInstrument("powerSupply", "1100", 1,
+                          {{QStringLiteral("ip"), QStringLiteral("10.20.28.1")},
+                           {QStringLiteral("gateway"), QStringLiteral("10.20.30.1")},
+                           {QStringLiteral("interface"), QStringLiteral("lab1")},
+                           {QStringLiteral("applyMs"), 200},
+                           {QStringLiteral("count"), count}})};
 }
 
 // The IP addresses in a file of network settings by MAC addresses.
@@ -73,14 +63,11 @@ private slots:
     void untickedInterfaceIsNotAsked();
     void helpTextsOpenEachTime();
     void threeHundredInstrumentsMoveByFile();
-    void tableSendsChangedRowsOnly();
 };
 
 void TestWindowDialogs::changedSettingsAreStoredAndInForce()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(supplies(3)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
+    LabWindow fixture;
     fixture.open();
     fixture.find<QAction>("actionSettings")->trigger();
     auto *dialog = fixture->findChild<Settings *>();
@@ -113,15 +100,10 @@ void TestWindowDialogs::changedSettingsAreStoredAndInForce()
     QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 20);
 
     // In force without a restart: an instrument within the range hears the question by unicast.
-    LabProcess near;
-    QVERIFY(lab.stop());
-    QJsonObject one = supplies(1).value(QLatin1String("instruments")).toArray().first().toObject();
-    one.insert(QStringLiteral("ip"), QStringLiteral("192.168.0.21"));
-    one.insert(QStringLiteral("interface"), QStringLiteral("lab0"));
-    QVERIFY2(near.start(instruments(one)), qPrintable(near.errorText()));
+    fixture.play({labInstrument("powerSupply", "1100", 21)});
     QVERIFY(fixture.scan());
     QCOMPARE(fixture.table()->rowCount(), 1);
-    QVERIFY(near.waitForEvent([](const QJsonObject &event) {
+    QVERIFY(fixture.lab.waitForEvent([](const QJsonObject &event) {
         return event.value(QLatin1String("to")).toString() == QLatin1String("192.168.0.21:30719");
     }));
 }
@@ -164,11 +146,8 @@ void TestWindowDialogs::manualIpAppearsAndGoes()
 
 void TestWindowDialogs::untickedInterfaceIsNotAsked()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start(supplies(1)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
+    LabWindow fixture;
+    fixture.scanOf(supplies(1));
     QCOMPARE(fixture.table()->rowCount(), 1);
     fixture.find<QAction>("actionSelect_network_interfaces")->trigger();
     auto *dialog = fixture->findChild<NetworkInterfaces *>();
@@ -182,13 +161,11 @@ void TestWindowDialogs::untickedInterfaceIsNotAsked()
     }
     dialog->onApply();
     QTRY_VERIFY(!fixture->findChild<NetworkInterfaces *>());
-    const int before = broadcasts(lab);
+    const int before = broadcasts(fixture.lab);
     QVERIFY(fixture.scan());
     QCOMPARE(fixture.table()->rowCount(), 0); // the instrument is on the other cable
-    QCOMPARE(broadcasts(lab), before + 1);
-    QVERIFY(fixture.find<QLabel>("labelFooter")
-                ->text()
-                .startsWith(QStringLiteral("0 instruments found on 1 network interface.")));
+    QCOMPARE(broadcasts(fixture.lab), before + 1);
+    QVERIFY(fixture.said().startsWith(QStringLiteral("0 instruments found on 1 network interface.")));
 }
 
 void TestWindowDialogs::helpTextsOpenEachTime()
@@ -212,12 +189,9 @@ void TestWindowDialogs::helpTextsOpenEachTime()
 void TestWindowDialogs::threeHundredInstrumentsMoveByFile()
 {
     constexpr int count = 300;
-    LabProcess lab;
-    QVERIFY2(lab.start(supplies(count)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
+    LabWindow fixture;
     fixture.writeSettings("[scan]\nscanTime=1000\n");
-    fixture.open();
-    QVERIFY(fixture.scan());
+    fixture.scanOf(supplies(count));
     QCOMPARE(fixture.table()->rowCount(), count);
 
     const QString path = fixture.homePath() + QLatin1String("/rack.csv");
@@ -240,53 +214,21 @@ void TestWindowDialogs::threeHundredInstrumentsMoveByFile()
     QTRY_VERIFY_WITH_TIMEOUT(!fixture.boxes().isEmpty(), 60000);
     QCOMPARE(fixture.boxes().last().title, QStringLiteral("Upload csv-file"));
     QCOMPARE(fixture.boxes().last().text, QStringLiteral("upload completed!"));
-    const auto *footer = fixture.find<QLabel>("labelFooter");
-    QTRY_VERIFY_WITH_TIMEOUT(footer->text().endsWith(QStringLiteral("answer at their new address.")), 60000);
-    QVERIFY2(footer->text().endsWith(
+    QTRY_VERIFY_WITH_TIMEOUT(fixture.said().endsWith(QStringLiteral("answer at their new address.")), 60000);
+    QVERIFY2(fixture.said().endsWith(
                  QStringLiteral("300 of 300 changed instruments answer at their new address.")),
-             qPrintable(footer->text()));
+             qPrintable(fixture.said()));
     QCOMPARE(fixture.table()->rowCount(), count);
     const QMap<QString, QString> wanted = addressesIn(text);
     QCOMPARE(wanted.size(), count);
     QMap<QString, QString> moved;
-    for (const QJsonObject &event : lab.events(QStringLiteral("addressChanged"))) {
+    for (const QJsonObject &event : fixture.lab.events(QStringLiteral("addressChanged"))) {
         moved.insert(event.value(QLatin1String("mac")).toString(),
                      event.value(QLatin1String("to")).toString());
     }
     QCOMPARE(moved, wanted);
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.1")) >= 0);
     QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.28.1")) < 0);
-}
-
-void TestWindowDialogs::tableSendsChangedRowsOnly()
-{
-    LabProcess lab;
-    QVERIFY2(lab.start(supplies(3)), qPrintable(lab.errorText()));
-    WindowFixture fixture;
-    fixture.open();
-    QVERIFY(fixture.scan());
-    fixture.find<QAction>("actionAdvanced_network_config")->trigger();
-    auto *dialog = fixture->findChild<NewNetwSettings *>();
-    auto *view = dialog->findChild<QTableView *>();
-    const QString mac = view->model()->index(1, 2).data().toString();
-    QVERIFY(mac.startsWith(QLatin1String("00:1A:2B:00:00:0")));
-    QVERIFY(view->model()->setData(view->model()->index(1, 3), QStringLiteral("10.20.50.77")));
-    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
-    const auto *footer = fixture.find<QLabel>("labelFooter");
-    QTRY_VERIFY_WITH_TIMEOUT(
-        footer->text().endsWith(QStringLiteral("The changed instrument answers at its new address.")), 30000);
-    QTRY_VERIFY(!fixture->findChild<NewNetwSettings *>());
-    const QVector<QJsonObject> sets = lab.events(QStringLiteral("set"));
-    QCOMPARE(sets.size(), 1);
-    QCOMPARE(sets.first().value(QLatin1String("mac")).toString(), mac);
-    const QByteArray bytes = QByteArray("Quorvex Set:").toHex() + mac.toLatin1().replace(':', "").toLower() +
-                             "2711"
-                             "0a14324d"
-                             "ffffff00"
-                             "0a141e01"
-                             "00000000";
-    QCOMPARE(sets.first().value(QLatin1String("bytes")).toString(), QString::fromLatin1(bytes));
-    QVERIFY(fixture.rowOf(DeviceTable::IpColumn, QStringLiteral("10.20.50.77")) >= 0);
 }
 
 QTEST_MAIN(TestWindowDialogs)

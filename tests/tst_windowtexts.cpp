@@ -1,12 +1,9 @@
-#include "labprocess.h"
-#include "windowfixture.h"
+#include "labwindow.h"
 
 #include <QAction>
 #include <QComboBox>
 #include <QDialog>
 #include <QHeaderView>
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
@@ -185,14 +182,8 @@ void TestWindowTexts::textsOfTheSettings()
 
 void TestWindowTexts::textsOfThePages()
 {
-    LabProcess lab;
-    QVERIFY2(lab.start({{QStringLiteral("instruments"),
-                         QJsonArray{QJsonObject{{QStringLiteral("kind"), QStringLiteral("beamline")},
-                                                {QStringLiteral("code"), QStringLiteral("2100")},
-                                                {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:0B")},
-                                                {QStringLiteral("ip"), QStringLiteral("192.168.0.11")}}}}}),
-             qPrintable(lab.errorText()));
-    WindowFixture fixture;
+    LabWindow fixture;
+    fixture.play({labInstrument("beamline", "2100", 11)});
     fixture.open();
     const QStringList parameters = list({"New IP Address:", "New Subnet Mask:", "New Gateway:", "DHCP:"});
     QCOMPARE(firstColumn(fixture.find<QTableWidget>("tableDeviceConfig")), parameters);

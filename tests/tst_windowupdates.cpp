@@ -19,8 +19,18 @@ private slots:
     void newReleaseWaitsForTheInstruments();
 
 private:
+    static QString play(const char *what, const WindowFixture &window);
     static QList<QByteArrayList> starts(const QString &log);
 };
+
+// What the tool does from now on; where it notes its starts.
+QString TestWindowUpdates::play(const char *what, const WindowFixture &window)
+{
+    const QString log = window.homePath() + QLatin1String("/log");
+    qputenv("TOOL_LOG", log.toLocal8Bit());
+    qputenv("TOOL_PLAYS", what);
+    return log;
+}
 
 // One list for each start of the tool: its process id and arguments.
 QList<QByteArrayList> TestWindowUpdates::starts(const QString &log)
@@ -38,9 +48,7 @@ QList<QByteArrayList> TestWindowUpdates::starts(const QString &log)
 void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
 {
     WindowFixture fixture;
-    const QString log = fixture.homePath() + QLatin1String("/log");
-    qputenv("TOOL_LOG", log.toLocal8Bit());
-    qputenv("TOOL_PLAYS", "silence");
+    const QString log = play("silence", fixture);
     fixture.open();
     fixture.find<QAction>("actionCheck_for_updates")->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(starts(log).size(), 1, 30000);
@@ -52,14 +60,17 @@ void TestWindowUpdates::staysUsableAndIgnoresASecondCheck()
     QTRY_VERIFY2(fixture->findChildren<QThread *>().isEmpty(), "a second check runs");
     QTRY_COMPARE(fixture.boxes().size(), 1);
     QCOMPARE(starts(log).size(), 1);
+
+    qputenv("TOOL_PLAYS", "no update");
+    fixture.find<QAction>("actionCheck_for_updates")->trigger(); // the next one is none of that
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.boxes().size(), 2, 30000);
+    QCOMPARE(fixture.boxes().last().text, QStringLiteral("No updates available."));
 }
 
 void TestWindowUpdates::closingEndsTheToolAtOnce()
 {
     WindowFixture fixture;
-    const QString log = fixture.homePath() + QLatin1String("/log");
-    qputenv("TOOL_LOG", log.toLocal8Bit());
-    qputenv("TOOL_PLAYS", "silence");
+    const QString log = play("silence", fixture);
     fixture.open();
     fixture.find<QAction>("actionCheck_for_updates")->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(starts(log).size(), 1, 30000);
@@ -74,9 +85,7 @@ void TestWindowUpdates::closingEndsTheToolAtOnce()
 void TestWindowUpdates::newReleaseWaitsForTheInstruments()
 {
     FirmwareRoom room;
-    const QString log = room.window.homePath() + QLatin1String("/log");
-    qputenv("TOOL_LOG", log.toLocal8Bit());
-    qputenv("TOOL_PLAYS", "update");
+    const QString log = play("update", room.window);
     room.openPage(
         {FirmwareRoom::instrument("powerSupply", "1100", 11, {{QStringLiteral("bytesPerSecond"), 20000}})});
     room.tick({11});

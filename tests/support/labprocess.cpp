@@ -66,7 +66,7 @@ bool LabProcess::run(const QStringList &arguments)
             return m_process.state() == QProcess::NotRunning || !events(QStringLiteral("ready")).isEmpty();
         },
         startTimeoutMs);
-    return ready && m_process.state() == QProcess::Running;
+    return ready && isRunning(); // its event can be read before the process is told of as started
 }
 
 bool LabProcess::stop()

@@ -2,6 +2,7 @@
 
 #include "networksettingsmodel.h"
 #include "newnetwsettings.h"
+#include "tildelanguage.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -13,7 +14,6 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTranslator>
 
 #include <memory>
 
@@ -26,18 +26,6 @@ QStringList row(int n, const char *ip, const char *mask = "255.0.0.0", const cha
 
 // Instruments 1 to 3 at 10.0.0.10, 10.0.0.9 and 2.0.0.1.
 Rows threeRows();
-
-// While it lives, a language in which every text begins with a tilde.
-class TildeLanguage : public QTranslator
-{
-public:
-    TildeLanguage() { QCoreApplication::installTranslator(this); }
-    bool isEmpty() const override { return false; }
-    QString translate(const char *, const char *source, const char *, int) const override
-    {
-        return QLatin1Char('~') + QString::fromUtf8(source);
-    }
-};
 
 // The real dialog on the offscreen platform, with an owner that takes its rows as the window does: hands
 // every row on and says how far it is. Base of the tests of the dialog.
@@ -53,6 +41,7 @@ protected:
     void paste(QWidget *target, const QString &clipboard);
     QString upload(const QByteArray &content);
     void click(const char *button) { QTest::mouseClick(find<QAbstractButton>(button), Qt::LeftButton); }
+    void acceptBox() { QTest::mouseClick(box()->button(QMessageBox::Ok), Qt::LeftButton); }
     QModelIndex cell(int shownRow, int column) const { return m_table->model()->index(shownRow, column); }
     QString shown(int shownRow, int column) const { return cell(shownRow, column).data().toString(); }
     QStringList column(int number) const;

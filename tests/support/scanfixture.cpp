@@ -1,6 +1,6 @@
 #include "scanfixture.h"
 
-#include "labprocess.h"
+#include "client.h"
 
 #include <QProcess>
 #include <QTest>
@@ -18,11 +18,6 @@ interfaces_t wst1()
     return {QStringLiteral("wst1"), QStringLiteral("10.20.30.100"), QStringLiteral("255.255.255.0"), true};
 }
 
-QHostAddress address(const char *text)
-{
-    return QHostAddress(QString::fromLatin1(text));
-}
-
 QJsonObject supply(int number, const QJsonObject &more)
 {
     QJsonObject instrument{
@@ -37,9 +32,16 @@ QJsonObject supply(int number, const QJsonObject &more)
     return instrument;
 }
 
-QJsonObject scenarioOf(const QJsonArray &instruments)
+ScanLab::ScanLab(const QJsonArray &instruments)
 {
-    return {{QStringLiteral("instruments"), instruments}};
+    QVERIFY2(start({{QStringLiteral("instruments"), instruments}}), qPrintable(errorText()));
+}
+
+void walk(Client &client, const char *first, const char *last)
+{
+    client.setSendUnicast(true);
+    client.setStartIp(QHostAddress(QString::fromLatin1(first)));
+    client.setEndIp(QHostAddress(QString::fromLatin1(last)));
 }
 
 bool ip(const char *arguments)

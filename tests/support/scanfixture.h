@@ -1,13 +1,13 @@
 #pragma once
 
 #include "interfaces.h"
+#include "labprocess.h"
 
-#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QStringList>
 
-class LabProcess;
+class Client;
 
 // What the tests of the scan share: the workstation's two interfaces, small scenarios for the lab,
 // and what the lab saw of a scan.
@@ -15,12 +15,17 @@ class LabProcess;
 interfaces_t wst0();
 interfaces_t wst1();
 
-QHostAddress address(const char *text);
-
 // A healthy power supply at 192.168.0.<number>, with keys added or replaced.
 QJsonObject supply(int number, const QJsonObject &more = {});
 
-QJsonObject scenarioOf(const QJsonArray &instruments);
+// The lab with these instruments; the test fails if it does not start.
+struct ScanLab : LabProcess
+{
+    explicit ScanLab(const QJsonArray &instruments);
+};
+
+// Makes the next scans ask these addresses, too.
+void walk(Client &client, const char *first, const char *last);
 
 // Changes the workstation's private network: ip("route add ..."). True when that worked.
 bool ip(const char *arguments);
