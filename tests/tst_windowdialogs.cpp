@@ -71,7 +71,8 @@ void TestWindowDialogs::changedSettingsAreStoredAndInForce()
     fixture.open();
     fixture.find<QAction>("actionSettings")->trigger();
     auto *dialog = fixture->findChild<Settings *>();
-    QVERIFY(dialog && dialog->isVisible());
+    QVERIFY(dialog);
+    QVERIFY(dialog->isVisible());
     const auto spin = [dialog](const char *name) {
         return dialog->findChild<QDoubleSpinBox *>(QLatin1String(name));
     };
