@@ -26,7 +26,7 @@ private:
 // What the tool does from now on; where it notes its starts.
 QString TestWindowUpdates::play(const char *what, const WindowFixture &window)
 {
-    const QString log = window.homePath() + QLatin1String("/log");
+    QString log = window.homePath() + QLatin1String("/log");
     qputenv("TOOL_LOG", log.toLocal8Bit());
     qputenv("TOOL_PLAYS", what);
     return log;
