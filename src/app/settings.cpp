@@ -2,11 +2,11 @@
 
 #include "ipv4address.h"
 #include "rangesummary.h"
+#include "styleproperty.h"
 #include "ui_settings.h"
 
 #include <QKeyEvent>
 #include <QSignalBlocker>
-#include <QStyle>
 
 namespace {
 
@@ -16,16 +16,6 @@ void showValue(QDoubleSpinBox *box, double value)
 {
     const QSignalBlocker blocker(box);
     box->setValue(value);
-}
-
-// Style sheets select on properties, but look at them only when a widget is polished.
-void setStyleProperty(QWidget *widget, const char *name, const QVariant &value)
-{
-    if (widget->property(name) != value) {
-        widget->setProperty(name, value);
-        widget->style()->unpolish(widget);
-        widget->style()->polish(widget);
-    }
 }
 
 bool isAddress(const QLineEdit *field)

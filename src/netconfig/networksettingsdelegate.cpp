@@ -3,13 +3,13 @@
 #include "cellmarks.h"
 #include "networksettingsmodel.h"
 #include "spreadsheettext.h"
+#include "styleproperty.h"
 #include "tabularfont.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QStyle>
 
 namespace {
 
@@ -79,11 +79,7 @@ void NetworkSettingsDelegate::setEditorData(QWidget *editor, const QModelIndex &
         lineEdit->setText(text);
     }
     const bool invalid = index.data(NetworkSettingsModel::MarkRole) == NetworkSettingsModel::InvalidMark;
-    if (editor->property("invalid").toBool() != invalid) {
-        editor->setProperty("invalid", invalid);
-        editor->style()->unpolish(editor);
-        editor->style()->polish(editor);
-    }
+    setStyleProperty(editor, "invalid", invalid);
 }
 
 bool NetworkSettingsDelegate::eventFilter(QObject *editor, QEvent *event)

@@ -2,6 +2,7 @@
 
 #include "changenetworkconfiguration.h"
 #include "networksettingsmodel.h"
+#include "styleproperty.h"
 #include "ui_newnetwsettings.h"
 #include "uploaddetails.h"
 
@@ -10,7 +11,6 @@
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QPointer>
-#include <QStyle>
 
 #include <utility>
 
@@ -288,13 +288,8 @@ void NewNetwSettings::onTableChanged()
 
 void NewNetwSettings::showReason(const QString &text, const char *role)
 {
-    QLabel *label = m_ui->labelReason;
-    label->setText(text);
-    if (label->property("role") != QLatin1String(role)) {
-        label->setProperty("role", QString(QLatin1String(role)));
-        label->style()->unpolish(label);
-        label->style()->polish(label);
-    }
+    m_ui->labelReason->setText(text);
+    setStyleProperty(m_ui->labelReason, "role", QString::fromLatin1(role));
 }
 
 void NewNetwSettings::showSending(bool sending)

@@ -4,8 +4,8 @@
 #include "devicecatalogue.h"
 #include "elidedtooltips.h"
 #include "ipv4address.h"
-#include "labelrole.h"
 #include "returnpresses.h"
+#include "styleproperty.h"
 #include "tabularfont.h"
 #include "ui_configurationpage.h"
 
@@ -256,7 +256,7 @@ void ConfigurationPage::checkTypedAddresses()
 void ConfigurationPage::sayHint(const QString &text, const char *role)
 {
     ui->labelConfigHint->setText(text);
-    setRole(ui->labelConfigHint, role);
+    setStyleProperty(ui->labelConfigHint, "role", QString::fromLatin1(role));
 }
 
 quint32 ConfigurationPage::typedAddress(int row) const

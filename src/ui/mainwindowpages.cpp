@@ -4,8 +4,8 @@
 #include "devicecatalogue.h"
 #include "dialog.h"
 #include "ipv4address.h"
-#include "labelrole.h"
 #include "mainwindow.h"
+#include "styleproperty.h"
 #include "ui_mainwindow.h"
 
 #include <QCheckBox>
@@ -147,7 +147,7 @@ void MainWindow::showScanResult()
 void MainWindow::sayInFooter(const QString &text, bool bad)
 {
     ui->labelFooter->setText(text);
-    setRole(ui->labelFooter, bad ? "error" : nullptr);
+    setStyleProperty(ui->labelFooter, "role", bad ? QStringLiteral("error") : QString());
 }
 
 void MainWindow::onShowMissingInstruments()
