@@ -1,7 +1,9 @@
 #include "device.h"
 #include "devicecatalogue.h"
 #include "devicetables.h"
+#include "instrumentrules.h"
 #include "ipv4address.h"
+#include "macaddress.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -9,7 +11,10 @@
 #include <QTest>
 #include <QXmlStreamReader>
 
-// The record, the shared tables and the catalogue: what every other room relies on.
+Q_DECLARE_METATYPE(instrumentrules::Procedure)
+Q_DECLARE_METATYPE(instrumentrules::NetworkFields)
+
+// The record, the shared tables, the catalogue and the rules: what every other room relies on.
 class TestDeviceModel : public QObject
 {
     Q_OBJECT
@@ -22,6 +27,11 @@ private slots:
     void onlyCode1900WearsAnOemDress();
     void addressesAreReadStrictly_data();
     void addressesAreReadStrictly();
+    void macTexts_data();
+    void macTexts();
+    void rulesFollowTheCode_data();
+    void rulesFollowTheCode();
+    void onlyOneCodeIsUpdatedTogether();
 };
 
 // The catalogue's own text, read without the code under test: one row of texts for each device.
@@ -179,6 +189,98 @@ void TestDeviceModel::addressesAreReadStrictly()
     const std::optional<quint32> address = parseIpv4Address(text);
     QCOMPARE(address ? qint64{*address} : qint64{-1}, number);
     QCOMPARE(isUsableIpv4Address(text), number > 0 && number < 0xFFFFFFFF);
+}
+
+void TestDeviceModel::macTexts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("good");
+
+    QTest::newRow("colons") << "00:1A:2B:3C:4D:5E" << true;
+    QTest::newRow("hyphens") << "00-1A-2B-3C-4D-5E" << true;
+    QTest::newRow("blanks") << "00 1a 2b 3c 4d 5e" << true;
+    QTest::newRow("more behind") << "00:1A:2B:3C:4D:5E eth0" << true;
+    QTest::newRow("without separators") << "001A2B3C4D5E" << false;
+    QTest::newRow("cut") << "00:1A:2B:3C:4D:5" << false;
+    QTest::newRow("not hexadecimal") << "00:1A:2B:3C:4D:5G" << false;
+    QTest::newRow("signs") << "00:1A:2B:3C:4D:+5" << false;
+    QTest::newRow("blank digit") << "00:1A:2B:3C:4D: 5" << false;
+    QTest::newRow("other digits") << QStringLiteral("00:1A:2B:3C:4D:٤٥") << false;
+    QTest::newRow("nothing") << "" << false;
+}
+
+void TestDeviceModel::macTexts()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, good);
+    QCOMPARE(macBytes(text).toHex(), good ? QByteArray("001a2b3c4d5e") : QByteArray());
+    QCOMPARE(plainMac(text), good ? QStringLiteral("00:1A:2B:3C:4D:5E") : text);
+}
+
+void TestDeviceModel::rulesFollowTheCode_data()
+{
+    using instrumentrules::NetworkFields;
+    using instrumentrules::Procedure;
+    QTest::addColumn<Procedure>("procedure");
+    QTest::addColumn<QString>("ending"); // of its firmware files
+    QTest::addColumn<NetworkFields>("fields");
+    QTest::addColumn<QString>("traits");
+
+    const auto row = [](const char *code, Procedure procedure, const char *ending, NetworkFields fields,
+                        const char *traits) {
+        QTest::newRow(code) << procedure << QString::fromLatin1(ending) << fields
+                            << QString::fromLatin1(traits);
+    };
+    row("1100", Procedure::PowerSupply, "updt", NetworkFields::All, "ticked dhcp web 8");
+    row("1900", Procedure::PowerSupply, "updt", NetworkFields::All, "ticked dhcp web 8");
+    row("1400", Procedure::PowerSupplyModular, "updt", NetworkFields::All, "ticked dhcp web 8");
+    row("1600", Procedure::Beamline, "flash", NetworkFields::All, "ticked dhcp 8");
+    row("1F80", Procedure::PowerSupply, "updt", NetworkFields::None, "ticked web 8");
+    row("1f80", Procedure::None, "", NetworkFields::All, "ticked 8");
+    row("2100", Procedure::Beamline, "flash", NetworkFields::All, "ticked 8");
+    row("2180", Procedure::Beamline, "flash", NetworkFields::None, "ticked 8");
+    row("3100", Procedure::None, "", NetworkFields::All, "8");
+    row("4100", Procedure::MotorDriver, "hex", NetworkFields::AddressOnly, "ticked second 20");
+    row("4200", Procedure::MotorDriver, "hex", NetworkFields::AddressOnly, "ticked second 20");
+    row("5100", Procedure::None, "", NetworkFields::All, "ticked 8");
+    row("6100", Procedure::None, "", NetworkFields::AddressOnly, "ticked reboot 8");
+    row("", Procedure::None, "", NetworkFields::All, "ticked 8");
+}
+
+void TestDeviceModel::rulesFollowTheCode()
+{
+    using namespace instrumentrules;
+    QFETCH(QString, ending);
+    const QString code = QString::fromLatin1(QTest::currentDataTag());
+    QTEST(procedure(code), "procedure");
+    const QString everything = QStringLiteral("All files (*.*)");
+    QCOMPARE(firmwareFilter(code), ending.isEmpty()
+                                       ? everything
+                                       : QStringLiteral("Firmware files (*.%1);;").arg(ending) + everything);
+    QTEST(networkFields(code), "fields");
+    QStringList traits;
+    const QVector<QPair<bool (*)(const QString &), const char *>> tests{{isSelectable, "ticked"},
+                                                                        {takesSecondFirmware, "second"},
+                                                                        {hasDhcpChoice, "dhcp"},
+                                                                        {needsRebootForAddress, "reboot"},
+                                                                        {hasWebPage, "web"}};
+    for (const auto &[holds, name] : tests) {
+        if (holds(code)) {
+            traits.append(QString::fromLatin1(name));
+        }
+    }
+    traits.append(QString::number(restartTime(code).count() / 1000));
+    QTEST(traits.join(QLatin1Char(' ')), "traits");
+}
+
+void TestDeviceModel::onlyOneCodeIsUpdatedTogether()
+{
+    const QString beamline = QStringLiteral("2100");
+    QVERIFY(instrumentrules::mayUpdateTogether(beamline, beamline));
+    QVERIFY(!instrumentrules::mayUpdateTogether(beamline, QStringLiteral("2110"))); // its own family
+    for (const char *motorDriver : {"4100", "4200"}) {                              // goes alone
+        QVERIFY(!instrumentrules::mayUpdateTogether(QLatin1String(motorDriver), QLatin1String(motorDriver)));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDeviceModel)

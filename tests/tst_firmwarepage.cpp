@@ -66,13 +66,8 @@ void TestFirmwarePage::refusesWithoutFileOrSelection()
 void TestFirmwarePage::labelsAndFiltersFollowTheInstrument()
 {
     room->openPage(
-        {FirmwareRoom::instrument("powerSupply", "1100", 11),
-         FirmwareRoom::instrument("beamline", "1600", 12), FirmwareRoom::instrument("beamline", "2100", 13),
-         FirmwareRoom::instrument("transducer", "3100", 14), FirmwareRoom::instrument("module", "", 15)});
-    const QHash<int, QString> kinds{{11, QStringLiteral("Firmware files (*.updt);;All files (*.*)")},
-                                    {12, QStringLiteral("Firmware files (*.flash);;All files (*.*)")},
-                                    {13, QStringLiteral("Firmware files (*.flash);;All files (*.*)")},
-                                    {14, QStringLiteral("All files (*.*)")},
+        {FirmwareRoom::instrument("beamline", "1600", 12), FirmwareRoom::instrument("module", "", 15)});
+    const QHash<int, QString> kinds{{12, QStringLiteral("Firmware files (*.flash);;All files (*.*)")},
                                     {15, QStringLiteral("Firmware files (*.hex);;All files (*.*)")}};
     for (auto kind = kinds.begin(); kind != kinds.end(); ++kind) {
         room->window.selectRow(

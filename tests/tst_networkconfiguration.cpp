@@ -1,4 +1,5 @@
 #include "changenetworkconfiguration.h"
+#include "macaddress.h"
 #include "networkconfigurationfile.h"
 #include "networksettingsrow.h"
 
@@ -78,8 +79,6 @@ class TestNetworkConfiguration : public QObject
 private slots:
     void datagrams();
     void datagramsNeedSixBytes();
-    void macTexts_data();
-    void macTexts();
     void writtenFile();
     void fieldsCannotAddLines();
     void failedWriteKeepsTheFile();
@@ -109,31 +108,6 @@ void TestNetworkConfiguration::datagramsNeedSixBytes()
     QVERIFY(changeNetworkConfiguration::setDatagram(QByteArray(5, 'm'), 10001, 1, 1, 1, 0).isEmpty());
     QVERIFY(changeNetworkConfiguration::serialServerDatagram(QByteArray(5, 'm'), 1).isEmpty());
     QCOMPARE(changeNetworkConfiguration::setDatagram(QByteArray(7, 'm'), 10001, 1, 1, 1, 0).size(), 36);
-}
-
-void TestNetworkConfiguration::macTexts_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("good");
-
-    QTest::newRow("colons") << "00:1A:2B:3C:4D:5E" << true;
-    QTest::newRow("hyphens") << "00-1A-2B-3C-4D-5E" << true;
-    QTest::newRow("blanks") << "00 1a 2b 3c 4d 5e" << true;
-    QTest::newRow("more behind") << "00:1A:2B:3C:4D:5E eth0" << true;
-    QTest::newRow("without separators") << "001A2B3C4D5E" << false;
-    QTest::newRow("cut") << "00:1A:2B:3C:4D:5" << false;
-    QTest::newRow("not hexadecimal") << "00:1A:2B:3C:4D:5G" << false;
-    QTest::newRow("signs") << "00:1A:2B:3C:4D:+5" << false;
-    QTest::newRow("blank digit") << "00:1A:2B:3C:4D: 5" << false;
-    QTest::newRow("other digits") << QStringLiteral("00:1A:2B:3C:4D:٤٥") << false;
-    QTest::newRow("nothing") << "" << false;
-}
-
-void TestNetworkConfiguration::macTexts()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, good);
-    QCOMPARE(macBytes(text).toHex(), good ? QByteArray("001a2b3c4d5e") : QByteArray());
 }
 
 void TestNetworkConfiguration::writtenFile()

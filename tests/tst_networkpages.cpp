@@ -67,18 +67,8 @@ void TestNetworkPages::followTheKindOfInstrument_data()
     const QJsonObject dhcpOn{{QStringLiteral("dhcp"), true}};
     QTest::newRow("power supply, DHCP on")
         << instrument("powerSupply", "1100", dhcpOn) << true << false << true << "ON" << true;
-    QTest::newRow("power supply, DHCP off")
-        << instrument("powerSupply", "1100") << true << false << true << "OFF" << true;
-    QTest::newRow("1600") << instrument("beamline", "1600") << true << false << true << "Not Available"
-                          << false;
     QTest::newRow("recovery supply") << instrument("json", "1F80") << false << false << false << "OFF"
                                      << true;
-    QTest::newRow("beamline") << instrument("beamline", "2100") << true << false << false << "Not Available"
-                              << false;
-    QTest::newRow("recovery beamline")
-        << instrument("beamline", "2180") << false << false << false << "Not Available" << false;
-    QTest::newRow("tool 6100") << instrument("tools", "6100") << true << true << false << "Not Available"
-                               << false;
     QTest::newRow("module") << instrument("module", "") << true << true << false << "Not Available" << false;
 }
 

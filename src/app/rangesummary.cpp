@@ -1,5 +1,7 @@
 #include "rangesummary.h"
 
+#include "ipv4address.h"
+
 #include <QHostAddress>
 #include <QLocale>
 
@@ -36,11 +38,10 @@ quint64 RangeSummary::addressCount(quint32 start, quint32 end)
     if (start > end) {
         return 0;
     }
-    const quint32 network = start & 0xFFFFFF00U;
-    const quint32 broadcast = start | 0x000000FFU;
     quint64 count = quint64(end) - start + 1;
-    count -= start == network ? 1 : 0;
-    count -= end >= broadcast ? 1 : 0;
+    for (const quint32 address : addressesNotAsked(start)) {
+        count -= address >= start && address <= end ? 1 : 0;
+    }
     return count;
 }
 

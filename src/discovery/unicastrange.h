@@ -1,12 +1,12 @@
 #pragma once
 
+#include "ipv4address.h"
+
 #include <QHostAddress>
 #include <QVector>
 
 // The addresses of a unicast scan. From `start` to `end` inclusive, ascending, in host byte order,
-// and none at all unless both are IPv4 and start <= end. Left out are the two addresses whose last
-// byte is 0 or 255 in the /24 network of `start`; those of other /24 networks are kept, because
-// whether they are hosts is known only to a wider netmask.
+// and none at all unless both are IPv4 and start <= end. Left out are those of addressesNotAsked().
 
 // Calls visit(quint32 address) for each; a visitor that returns false ends the walk. A range has no
 // upper bound (it may be all of IPv4), so nothing is collected on the way.
@@ -18,8 +18,7 @@ void visitUnicastAddresses(const QHostAddress &start, const QHostAddress &end, V
         return;
     }
     const quint32 first = start.toIPv4Address();
-    const quint32 network = first & 0xFFFFFF00U;
-    const quint32 broadcast = first | 0x000000FFU;
+    const auto [network, broadcast] = addressesNotAsked(first);
     const quint64 last = end.toIPv4Address(); // wider than an address, so that counting past it works
     for (quint64 next = first; next <= last; ++next) {
         const auto address = static_cast<quint32>(next);

@@ -1,6 +1,7 @@
 #include "changenetworkconfiguration.h"
 
 #include "ipv4address.h"
+#include "macaddress.h"
 #include "networkconfigurationfile.h"
 #include "networksettingsrow.h"
 

@@ -1,5 +1,6 @@
 #include "networkconfigurationfile.h"
 
+#include "macaddress.h"
 #include "networksettingsrow.h"
 
 #include <QCoreApplication>

@@ -1,6 +1,7 @@
 #include "networksettingsmodel.h"
 
 #include "ipv4address.h"
+#include "macaddress.h"
 #include "tabularfont.h"
 
 #include <algorithm>

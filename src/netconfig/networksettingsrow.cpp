@@ -1,6 +1,7 @@
 #include "networksettingsrow.h"
 
 #include "ipv4address.h"
+#include "macaddress.h"
 
 #include <QCoreApplication>
 
@@ -11,25 +12,7 @@ QString tr(const char *text)
     return QCoreApplication::translate("NetworkSettingsRow", text);
 }
 
-constexpr int macByteCount = 6;
-constexpr int macPairDistance = 3;
 constexpr int longestQuote = 40; // characters of a foreign text that are repeated in a message
-
-// The digit's value; -1 for anything else. QString::toInt would also take "+A" and " A" for a pair.
-int hexadecimalDigit(QChar character)
-{
-    const ushort code = character.unicode();
-    if (code >= '0' && code <= '9') {
-        return code - '0';
-    }
-    if (code >= 'A' && code <= 'F') {
-        return code - 'A' + 10;
-    }
-    if (code >= 'a' && code <= 'f') {
-        return code - 'a' + 10;
-    }
-    return -1;
-}
 
 constexpr NetworkSettingsColumn addressColumns[] = {IpColumn, NetmaskColumn, GatewayColumn};
 
@@ -38,24 +21,6 @@ constexpr NetworkSettingsColumn addressColumns[] = {IpColumn, NetmaskColumn, Gat
 QStringList networkSettingsRow(const Device_t &device)
 {
     return {device[Family], device[Sn], device[Mac], device[Ip], device[Netmask], device[Gateway]};
-}
-
-QByteArray macBytes(const QString &mac)
-{
-    QByteArray bytes;
-    for (int i = 0; i < macByteCount; ++i) {
-        const int position = i * macPairDistance;
-        if (position + 2 > mac.size()) {
-            return {};
-        }
-        const int high = hexadecimalDigit(mac.at(position));
-        const int low = hexadecimalDigit(mac.at(position + 1));
-        if (high < 0 || low < 0) {
-            return {};
-        }
-        bytes.append(static_cast<char>(high * 16 + low));
-    }
-    return bytes;
 }
 
 QString addressName(NetworkSettingsColumn column)

@@ -2,7 +2,6 @@
 
 #include "device.h"
 
-#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -20,10 +19,6 @@ enum NetworkSettingsColumn {
 constexpr int networkSettingsColumnCount = 6;
 
 QStringList networkSettingsRow(const Device_t &device);
-
-// The six bytes of a MAC text, in its order: the hexadecimal pairs at positions 0, 3, ... 15, whatever
-// stands between and behind them. Empty when any of them is not a pair of hexadecimal digits.
-QByteArray macBytes(const QString &mac);
 
 // What the user calls the address in a column, to stand within a sentence; empty for other columns.
 QString addressName(NetworkSettingsColumn column);

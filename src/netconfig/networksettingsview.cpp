@@ -1,5 +1,6 @@
 #include "networksettingsview.h"
 
+#include "macaddress.h"
 #include "networksettingsdelegate.h"
 #include "networksettingsmodel.h"
 #include "spreadsheettext.h"

@@ -1,6 +1,6 @@
 #include "changeproof.h"
 
-#include "networksettingsrow.h"
+#include "macaddress.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -10,14 +10,6 @@ namespace {
 QString tr(const char *text)
 {
     return QCoreApplication::translate("ChangeProof", text);
-}
-
-// One way to write it, whatever stands between and behind the pairs: the instrument that the sender
-// reaches by these bytes. A text that names none stays as it is.
-QString plainMac(const QString &mac)
-{
-    const QByteArray bytes = macBytes(mac);
-    return bytes.isEmpty() ? mac : QString::fromLatin1(bytes.toHex(':')).toUpper();
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "configurationpage.h"
 
 #include "cellmarks.h"
-#include "devicecatalogue.h"
 #include "elidedtooltips.h"
+#include "instrumentrules.h"
 #include "ipv4address.h"
 #include "returnpresses.h"
 #include "styleproperty.h"
@@ -30,9 +30,6 @@ constexpr int valueColumn = 1;
 constexpr int parameterWidth = 170;
 constexpr int WrongRole = Qt::UserRole; // true where a value cannot be set
 
-constexpr quint32 fixedNetmask = 0xFFFFFF00; // 255.255.255.0
-constexpr quint32 fixedGateway = 0xC0A80001; // 192.168.0.1
-
 struct Parameter
 {
     const char *caption;
@@ -48,17 +45,6 @@ constexpr std::array<Parameter, 4> parameters{{
 
 const QColor lockedColour(128, 128, 128);
 const QColor editableColour(0, 0, 0);
-
-// These take a new address only; mask and gateway are filled in when the settings are saved.
-bool takesAddressOnly(const QString &code)
-{
-    return devicecatalogue::isSerialServer(code) || devicecatalogue::is6100(code);
-}
-
-bool isLocked(const QString &code)
-{
-    return devicecatalogue::is1F80(code) || devicecatalogue::is2180(code);
-}
 
 class ValueDelegate : public QStyledItemDelegate
 {
@@ -205,19 +191,20 @@ void ConfigurationPage::showDevice(Device_t device)
     resetConfigurationTable();
     shown = device;
     const QString &code = device[Code];
+    const instrumentrules::NetworkFields fields = instrumentrules::networkFields(code);
     setPlainValue(ipRow, device[Ip]);
-    if (!takesAddressOnly(code)) {
+    if (fields != instrumentrules::NetworkFields::AddressOnly) {
         setPlainValue(netmaskRow, device[Netmask]);
         setPlainValue(gatewayRow, device[Gateway]);
-        if (devicecatalogue::isPowerSupply(code) && !devicecatalogue::is1F80(code)) {
-            QCheckBox *box = dhcpBox();
-            box->setEnabled(true);
-            box->setText(QString());
-            connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
-            box->setChecked(device[Dhcp] == QLatin1String("1"));
-        }
     }
-    if (isLocked(code)) {
+    if (instrumentrules::hasDhcpChoice(code)) {
+        QCheckBox *box = dhcpBox();
+        box->setEnabled(true);
+        box->setText(QString());
+        connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
+        box->setChecked(device[Dhcp] == QLatin1String("1"));
+    }
+    if (fields == instrumentrules::NetworkFields::None) {
         for (int row = ipRow; row <= gatewayRow; ++row) {
             setConfigValue(row, device[parameters[static_cast<std::size_t>(row)].field], true);
         }
@@ -271,10 +258,10 @@ std::optional<NetworkSettings> ConfigurationPage::settings() const
     }
     NetworkSettings settings{*shown, typedAddress(ipRow), typedAddress(netmaskRow), typedAddress(gatewayRow),
                              dhcpBox()->isChecked()};
-    if (takesAddressOnly((*shown)[Code])) {
+    if (instrumentrules::networkFields((*shown)[Code]) == instrumentrules::NetworkFields::AddressOnly) {
         // Whatever the table says: these keep their mask and gateway, and are told the usual ones.
-        settings.netmask = fixedNetmask;
-        settings.gateway = fixedGateway;
+        settings.netmask = instrumentrules::fixedNetmask;
+        settings.gateway = instrumentrules::fixedGateway;
     }
     return settings;
 }

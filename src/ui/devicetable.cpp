@@ -2,6 +2,7 @@
 
 #include "devicecatalogue.h"
 #include "devicetables.h"
+#include "instrumentrules.h"
 #include "iptablewidgetitem.h"
 #include "returnpresses.h"
 #include "tabularfont.h"
@@ -134,7 +135,7 @@ void DeviceTable::addSelectionBox(int row, const Device_t &device)
     box->setStyleSheet(QStringLiteral("padding-left: 33px;"));
     box->setProperty("deviceIndex", row);
     box->setAccessibleName(tr("Select for update"));
-    box->setEnabled(!devicecatalogue::isCurrentTransducer(device[Code]));
+    box->setEnabled(instrumentrules::isSelectable(device[Code]));
     connect(box.get(), &QCheckBox::stateChanged, this, &DeviceTable::selectionToggled);
     ReturnPresses::addTo(box.get());
     setCellWidget(row, SelectionColumn, box.release());
@@ -205,10 +206,10 @@ void DeviceTable::updateSelectableDevices(const QList<Device_t> &devices)
         }
         const QString code = codeOfRow(devices, row);
         if (chosen.isEmpty()) {
-            box->setEnabled(!devicecatalogue::isCurrentTransducer(code));
-        } else if (devicecatalogue::isSerialServer(chosen)) {
-            box->setEnabled(box->isEnabled() && box->isChecked());
-        } else if (code != chosen) {
+            box->setEnabled(instrumentrules::isSelectable(code));
+        } else if (instrumentrules::isUpdatedAlone(chosen)
+                       ? !box->isChecked()
+                       : !instrumentrules::mayUpdateTogether(code, chosen)) {
             box->setEnabled(false);
         }
     }

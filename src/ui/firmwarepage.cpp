@@ -1,6 +1,6 @@
 #include "firmwarepage.h"
 
-#include "devicecatalogue.h"
+#include "instrumentrules.h"
 #include "ui_firmwarepage.h"
 
 #include <algorithm>
@@ -8,20 +8,6 @@
 namespace {
 
 constexpr std::array<int, 6> progressPositions{0, 50, 70, 80, 95, 100};
-
-QString filterFor(const QString &code)
-{
-    if (devicecatalogue::isSerialServer(code)) {
-        return QStringLiteral("Firmware files (*.hex);;All files (*.*)");
-    }
-    if (devicecatalogue::isBeamline(code) || devicecatalogue::is1600(code)) {
-        return QStringLiteral("Firmware files (*.flash);;All files (*.*)");
-    }
-    if (devicecatalogue::isPowerSupply(code)) {
-        return QStringLiteral("Firmware files (*.updt);;All files (*.*)");
-    }
-    return QStringLiteral("All files (*.*)");
-}
 
 } // namespace
 
@@ -78,7 +64,7 @@ QString FirmwarePage::manualIp() const
 
 void FirmwarePage::updateFirmwareLabels(const Device_t *device)
 {
-    const bool motorDriver = device && devicecatalogue::isSerialServer((*device)[Code]);
+    const bool motorDriver = device && instrumentrules::takesSecondFirmware((*device)[Code]);
     ui->widgetFirmware2->setVisible(motorDriver);
     ui->selectFirmwareLabel_4->setText(motorDriver ? QStringLiteral("Communication Firmware")
                                                    : QStringLiteral("Select Firmware"));
@@ -90,7 +76,7 @@ void FirmwarePage::updateFirmwareLabels(const Device_t *device)
 void FirmwarePage::updateFirmwareFilter(const Device_t *device)
 {
     if (device) {
-        filter = filterFor((*device)[Code]);
+        filter = instrumentrules::firmwareFilter((*device)[Code]);
     }
 }
 
