@@ -1,6 +1,6 @@
 #pragma once
 
-#include "device.h"
+#include "networksettings.h"
 
 #include <QWidget>
 
@@ -12,17 +12,6 @@ class QCheckBox;
 namespace Ui {
 class ConfigurationPage;
 }
-
-// What the page wants sent, and to whom. Addresses are host-order numbers, 0 where the typed text is
-// no IPv4 address.
-struct NetworkSettings
-{
-    Device_t device; // the record that the page shows, as it was when the page was filled
-    quint32 ip = 0;
-    quint32 netmask = 0;
-    quint32 gateway = 0;
-    bool dhcp = false;
-};
 
 // The page on which a new address, mask, gateway and DHCP choice are typed for one instrument. It
 // keeps the record that it shows, so that nothing typed here can go to another instrument. It sends
