@@ -1,6 +1,8 @@
 #include "appsettings.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -28,6 +30,9 @@ const char *const freshFile = "[scan]\n"
                               "fwDefaultDir=%1\n"
                               "manualIp=false\n"
                               "timeout=120000\n";
+
+// A list that claims 2147483647 entries: reading it would end the program.
+const char *const damagedValue = "[scan]\nstartIp=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n";
 
 QString text(const char *latin1)
 {
@@ -87,6 +92,8 @@ private slots:
     void storesWhatTheRangeAllows_data();
     void storesWhatTheRangeAllows();
     void equalValuesWriteNothing();
+    void storedOptionsTouchNothing_data();
+    void storedOptionsTouchNothing();
     void survivesDamagedFiles_data();
     void survivesDamagedFiles();
 
@@ -259,6 +266,55 @@ void TestAppSettings::equalValuesWriteNothing()
     QCOMPARE(fileContent(), file);
 }
 
+void TestAppSettings::storedOptionsTouchNothing_data()
+{
+    QTest::addColumn<QByteArray>("content"); // of the settings file; null: there is not even its folder
+    QTest::addColumn<QString>("expected");
+    const QString defaults = text("200 0 192.168.0.1 192.168.0.254 10 1000 1000 1000 120000");
+    QTest::newRow("absent") << QByteArray() << defaults;
+    QTest::newRow("as written") << QByteArray(freshFile) << defaults;
+    QTest::newRow("changed") << QByteArray("[scan]\nscanTime=1\nsendUnicast=true\nstartIp=10.0.0.1\n"
+                                           "endIp=10.0.0.2\n[tcp]\nnThreads=2\nwaitWritten=3\nwaitRead=4\n"
+                                           "waitConnected=5\n[update]\ntimeout=6\n")
+                             << text("1 1 10.0.0.1 10.0.0.2 2 3 4 5 6");
+    QTest::newRow("nonsense") << QByteArray("[scan]\nscanTime=2147483648\nsendUnicast=a, b\nstartIp=abc\n"
+                                            "[tcp]\nnThreads=ten\nwaitRead=@Size(1 2)\n")
+                              << defaults;
+    QTest::newRow("damaged value") << QByteArray(damagedValue) << defaults;
+}
+
+void TestAppSettings::storedOptionsTouchNothing()
+{
+    QFETCH(QByteArray, content);
+    if (!content.isNull()) {
+        writeFile(content);
+    }
+    const QDateTime before = QFileInfo(path()).lastModified();
+    const Options options = storedOptions();
+    const QStringList values{QString::number(options.scanTime),
+                             QString::number(options.sendUnicast),
+                             options.startIp.toString(),
+                             options.endIp.toString(),
+                             QString::number(options.tcpThreads),
+                             QString::number(options.tcpWaitWritten),
+                             QString::number(options.tcpWaitRead),
+                             QString::number(options.tcpWaitConnected),
+                             QString::number(options.updateTimeout)};
+    QTEST(values.join(QLatin1Char(' ')), "expected");
+    QStringList entries;
+    QDirIterator all(m_home->path(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                     QDirIterator::Subdirectories);
+    while (all.hasNext()) {
+        if (QFileInfo(all.next()).isFile()) {
+            entries.append(all.filePath());
+        }
+    }
+    QCOMPARE(entries, content.isNull() ? QStringList() : QStringList(path()));
+    QCOMPARE(QFileInfo::exists(folder()), !content.isNull());
+    QCOMPARE(fileContent(), content);
+    QCOMPARE(QFileInfo(path()).lastModified(), before);
+}
+
 void TestAppSettings::survivesDamagedFiles_data()
 {
     QTest::addColumn<QString>("damage");
@@ -272,8 +328,7 @@ void TestAppSettings::survivesDamagedFiles_data()
     row("wrong types",
         "[scan]\nscanTime=abc\nstartIp=7, 8\nsendUnicast=a, b\n[update]\ntimeout=@Invalid()\n");
     row("no ini at all", QByteArray(300000, '['));
-    // A list that claims 2147483647 entries: reading it would end the program.
-    row("damaged value", "[scan]\nstartIp=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
+    row("damaged value", damagedValue);
     row("damaged date", "[scan]\nstartIp=@DateTime(\\0\\0\\0\\t\\0\\x7f\\xff\\xff\\xff)\n");
     row("100 MiB", "");
     row("pipe", "");

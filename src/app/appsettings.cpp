@@ -62,8 +62,7 @@ bool isReadable(const QString &path)
 // A file that cannot be read safely is set aside under another name, and the program starts afresh.
 QString settingsPath()
 {
-    QString path = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
-                   QStringLiteral("/deviceManagerConfig.ini");
+    QString path = AppSettings::defaultPath();
     if (!isReadable(path)) {
         const QString aside = path + QStringLiteral(".unreadable");
         QFile::remove(aside);
@@ -115,6 +114,21 @@ QHostAddress read(const QSettings &store, const AddressOption &option)
                : QHostAddress(QLatin1String(option.fallback));
 }
 
+Options readOptions(const QSettings &store)
+{
+    Options options;
+    options.scanTime = read(store, scanTimeOption);
+    options.sendUnicast = read(store, sendUnicastOption);
+    options.startIp = read(store, startIpOption);
+    options.endIp = read(store, endIpOption);
+    options.tcpThreads = read(store, threadsOption);
+    options.tcpWaitWritten = read(store, waitWrittenOption);
+    options.tcpWaitRead = read(store, waitReadOption);
+    options.tcpWaitConnected = read(store, waitConnectedOption);
+    options.updateTimeout = read(store, updateTimeoutOption);
+    return options;
+}
+
 void write(QSettings &store, const IntOption &option, int value)
 {
     // One comparison: zero and the negative numbers wrap to values above every bound.
@@ -142,6 +156,12 @@ void write(QSettings &store, const AddressOption &option, const QHostAddress &ad
 }
 
 } // namespace
+
+QString AppSettings::defaultPath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation) +
+           QStringLiteral("/deviceManagerConfig.ini");
+}
 
 AppSettings::AppSettings() : QSettings(settingsPath(), QSettings::IniFormat)
 {
@@ -209,6 +229,11 @@ QHostAddress AppSettings::endIp() const
     return read(*this, endIpOption);
 }
 
+Options AppSettings::options() const
+{
+    return readOptions(*this);
+}
+
 QString AppSettings::fwDefaultDir() const
 {
     const QString folder = value(QLatin1String(fwDefaultDirKey)).toString();
@@ -271,4 +296,10 @@ void AppSettings::setFwDefaultDir(const QString &filePath)
     if (!folder.isEmpty() && QDir(folder).exists() && folder != fwDefaultDir()) {
         setValue(QLatin1String(fwDefaultDirKey), folder);
     }
+}
+
+// QSettings makes folder and lock file only when it has something to write.
+Options storedOptions(const QString &path)
+{
+    return isReadable(path) ? readOptions(QSettings(path, QSettings::IniFormat)) : Options();
 }

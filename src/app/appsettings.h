@@ -1,5 +1,7 @@
 #pragma once
 
+#include "options.h"
+
 #include <QHostAddress>
 #include <QSettings>
 #include <QString>
@@ -14,6 +16,8 @@ class AppSettings : public QSettings
 public:
     // Organisation and application name must be set before: they decide the folder.
     AppSettings();
+
+    static QString defaultPath();
 
     // A number that cannot be read as an int gives the default. Whether it lies in the range that the
     // setter accepts is not asked: a number written into the file by hand is returned as it stands.
@@ -31,6 +35,9 @@ public:
     // Bounds of the unicast range. Whatever parses as an address is returned, IPv6 included.
     QHostAddress startIp() const;
     QHostAddress endIp() const;
+
+    // Those of the values above that a scan and an update need, as they stand now.
+    Options options() const;
 
     // Where the firmware chooser opens: an existing folder, the home folder if the stored one is gone.
     QString fwDefaultDir() const;
@@ -52,3 +59,7 @@ public:
     // Takes the path of a chosen firmware file and stores the folder that holds it.
     void setFwDefaultDir(const QString &filePath);
 };
+
+// The same options from a file as AppSettings would return them, for programs that must not touch it:
+// nothing is written, created, seeded or set aside. The defaults when there is no file that can be read.
+Options storedOptions(const QString &path = AppSettings::defaultPath());
