@@ -1,5 +1,7 @@
 #include "appsettings.h"
 
+#include "inivalues.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -55,8 +57,7 @@ bool isReadable(const QString &path)
     }
     QFile file(path);
     file.open(QIODevice::ReadOnly);
-    const QByteArray content = file.read(largestSaneFile);
-    return !content.contains("@Variant(") && !content.contains("@DateTime(");
+    return !holdsSerialisedValue(file.read(largestSaneFile));
 }
 
 // A file that cannot be read safely is set aside under another name, and the program starts afresh.
