@@ -239,8 +239,8 @@ void TestUpdates::withoutToolItSaysSoAtOnce()
     const QString tool = toolPath();
     QVERIFY(QFile::rename(tool, tool + text(".away")));
     Updates updates(m_window.get());
-    QVERIFY(QFile::rename(tool + text(".away"), tool));
     updates.checkUpdates();
+    QVERIFY(QFile::rename(tool + text(".away"), tool));
     QCOMPARE(m_answerer->boxes.size(), 1);
     const Box box = m_answerer->boxes.first();
     QCOMPARE(box.icon, QMessageBox::Critical);
@@ -251,6 +251,11 @@ void TestUpdates::withoutToolItSaysSoAtOnce()
     }
     QVERIFY(updates.findChildren<QThread *>().isEmpty());
     QVERIFY(starts().isEmpty());
+
+    play("no update"); // installed meanwhile, it is found
+    updates.checkUpdates();
+    QTRY_COMPARE_WITH_TIMEOUT(m_answerer->boxes.size(), 2, 60000);
+    QCOMPARE(m_answerer->boxes.last().words, text("No updates available."));
 }
 
 void TestUpdates::toolThatMayNotRun()

@@ -44,14 +44,22 @@ Updates::Updates(QObject *parent, int waitMs)
 {}
 
 Updates::Updates(const QString &tool, QObject *parent, int waitMs)
-    : QObject(parent), m_tool(QFileInfo(tool).canonicalFilePath()), m_waitMs(waitMs)
-{}
+    : QObject(parent), m_toolPath(tool), m_waitMs(waitMs)
+{
+    findTool();
+}
+
+void Updates::findTool()
+{
+    m_tool = QFileInfo(m_toolPath).canonicalFilePath();
+}
 
 void Updates::checkUpdates()
 {
     if (m_checking) {
         return;
     }
+    findTool(); // it may have been installed while the window was open
     if (m_tool.isEmpty()) {
         showBox(
             QMessageBox::Critical,

@@ -21,7 +21,8 @@ public:
     static constexpr const char *supportAddress = "support@quorvex.example";
     static constexpr const char *repositoryLink = "https://support.quorvex.example/device-manager/repository";
 
-    // The tool lies beside the executable; it may take waitMs milliseconds to answer.
+    // The tool lies beside the executable, and is looked for at each check; it may take waitMs milliseconds
+    // to answer.
     explicit Updates(QObject *parent = nullptr, int waitMs = CheckUpdatesThread::defaultWaitMs);
     // A tool elsewhere.
     Updates(const QString &tool, QObject *parent, int waitMs = CheckUpdatesThread::defaultWaitMs);
@@ -38,12 +39,14 @@ public slots:
     void onCheckResult(int error, const QByteArray &data);
 
 private:
+    void findTool();
     bool userAgrees() const;
     void startUpdater() const;
     void showBox(QMessageBox::Icon icon, const QString &text, Qt::TextFormat format = Qt::PlainText) const;
     QWidget *window() const;
 
-    const QString m_tool; // canonical path, empty when there is no tool
+    const QString m_toolPath;
+    QString m_tool; // canonical path, empty when there was no tool when it was last looked for
     const int m_waitMs;
     std::function<bool()> m_mayQuit = [] { return true; };
     bool m_checking = false;
