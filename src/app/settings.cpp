@@ -36,9 +36,9 @@ int roundedValue(const QDoubleSpinBox *box)
 
 } // namespace
 
-Settings::Settings(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui::Settings>())
+Settings::Settings(QWidget *parent) : QDialog(parent), m_ui(std::make_unique<Ui::Settings>())
 {
-    ui->setupUi(this);
+    m_ui->setupUi(this);
     setBroadcastTime(qRound(m_broadcastTime.current));
     setTimeout(qRound(m_timeout.current));
     setNumberOfThreads(m_threads.current);
@@ -58,77 +58,77 @@ Settings::~Settings() = default;
 void Settings::connectWidgets()
 {
     const auto changed = qOverload<double>(&QDoubleSpinBox::valueChanged);
-    connect(ui->doubleSpinBoxBroadcastTime, changed, this, &Settings::onChangeBroadcastTime);
-    connect(ui->doubleSpinBoxTimeout, changed, this, &Settings::onChangeTimeout);
-    connect(ui->checkBoxEnable, &QCheckBox::toggled, this, &Settings::onChangeChangeFlagManualIP);
-    connect(ui->checkBoxEnableUnicast, &QCheckBox::toggled, this, &Settings::onChangeChangeFlagUnicast);
-    connect(ui->lineEditStart, &QLineEdit::textChanged, this, &Settings::onIpLineEditTextChanged);
-    connect(ui->lineEditStop, &QLineEdit::textChanged, this, &Settings::onIpLineEditTextChanged);
-    connect(ui->doubleSpinBoxThreadsNumber, changed, this, &Settings::onChangeNumbeOfThreads);
-    connect(ui->doubleSpinBoxWaitForBytesWritten, changed, this, &Settings::onChangeWaitForBytesWritten);
-    connect(ui->doubleSpinBoxWaitForReadyRead, changed, this, &Settings::onChangeWaitForReadyRead);
-    connect(ui->doubleSpinBoxWaitForConnected, changed, this, &Settings::onChangeWaitForConnected);
-    connect(ui->applyBtn, &QPushButton::clicked, this, &Settings::onApply);
-    connect(ui->cancelBtn, &QPushButton::clicked, this, &Settings::onClose);
+    connect(m_ui->doubleSpinBoxBroadcastTime, changed, this, &Settings::onChangeBroadcastTime);
+    connect(m_ui->doubleSpinBoxTimeout, changed, this, &Settings::onChangeTimeout);
+    connect(m_ui->checkBoxEnable, &QCheckBox::toggled, this, &Settings::onChangeChangeFlagManualIP);
+    connect(m_ui->checkBoxEnableUnicast, &QCheckBox::toggled, this, &Settings::onChangeChangeFlagUnicast);
+    connect(m_ui->lineEditStart, &QLineEdit::textChanged, this, &Settings::onIpLineEditTextChanged);
+    connect(m_ui->lineEditStop, &QLineEdit::textChanged, this, &Settings::onIpLineEditTextChanged);
+    connect(m_ui->doubleSpinBoxThreadsNumber, changed, this, &Settings::onChangeNumbeOfThreads);
+    connect(m_ui->doubleSpinBoxWaitForBytesWritten, changed, this, &Settings::onChangeWaitForBytesWritten);
+    connect(m_ui->doubleSpinBoxWaitForReadyRead, changed, this, &Settings::onChangeWaitForReadyRead);
+    connect(m_ui->doubleSpinBoxWaitForConnected, changed, this, &Settings::onChangeWaitForConnected);
+    connect(m_ui->applyBtn, &QPushButton::clicked, this, &Settings::onApply);
+    connect(m_ui->cancelBtn, &QPushButton::clicked, this, &Settings::onClose);
 }
 
 void Settings::setBroadcastTime(int ms)
 {
     m_broadcastTime = {double(ms), double(ms)};
-    showValue(ui->doubleSpinBoxBroadcastTime, ms / 1000.0);
+    showValue(m_ui->doubleSpinBoxBroadcastTime, ms / 1000.0);
     showRange();
 }
 
 void Settings::setTimeout(int ms)
 {
     m_timeout = {double(ms), double(ms)};
-    showValue(ui->doubleSpinBoxTimeout, ms / 1000.0);
+    showValue(m_ui->doubleSpinBoxTimeout, ms / 1000.0);
 }
 
 void Settings::setFlagManualIp(bool on)
 {
     m_manualIp = {on, on};
-    ui->checkBoxEnable->setChecked(on);
+    m_ui->checkBoxEnable->setChecked(on);
 }
 
 void Settings::setFlagUnicast(bool on)
 {
-    ui->checkBoxEnableUnicast->setChecked(on);
-    ui->lineEditStart->setEnabled(on);
-    ui->lineEditStop->setEnabled(on);
-    ui->applyBtn->setEnabled(!on || hasRange());
+    m_ui->checkBoxEnableUnicast->setChecked(on);
+    m_ui->lineEditStart->setEnabled(on);
+    m_ui->lineEditStop->setEnabled(on);
+    m_ui->applyBtn->setEnabled(!on || hasRange());
     showRange();
 }
 
 void Settings::setStartIp(const QHostAddress &address)
 {
-    showAddress(ui->lineEditStart, address);
+    showAddress(m_ui->lineEditStart, address);
 }
 
 void Settings::setEndIp(const QHostAddress &address)
 {
-    showAddress(ui->lineEditStop, address);
+    showAddress(m_ui->lineEditStop, address);
 }
 
 void Settings::setNumberOfThreads(int threads)
 {
     m_threads = {threads, threads};
-    showValue(ui->doubleSpinBoxThreadsNumber, threads);
+    showValue(m_ui->doubleSpinBoxThreadsNumber, threads);
 }
 
 void Settings::setWaitForBytesWritten(int ms)
 {
-    setWait(m_waitForBytesWritten, ui->doubleSpinBoxWaitForBytesWritten, ms);
+    setWait(m_waitForBytesWritten, m_ui->doubleSpinBoxWaitForBytesWritten, ms);
 }
 
 void Settings::setWaitForReadyRead(int ms)
 {
-    setWait(m_waitForReadyRead, ui->doubleSpinBoxWaitForReadyRead, ms);
+    setWait(m_waitForReadyRead, m_ui->doubleSpinBoxWaitForReadyRead, ms);
 }
 
 void Settings::setWaitForConnected(int ms)
 {
-    setWait(m_waitForConnected, ui->doubleSpinBoxWaitForConnected, ms);
+    setWait(m_waitForConnected, m_ui->doubleSpinBoxWaitForConnected, ms);
 }
 
 void Settings::setWait(Option<int> &option, QDoubleSpinBox *box, int ms)
@@ -141,61 +141,61 @@ void Settings::showAddress(QLineEdit *field, const QHostAddress &address)
 {
     field->setText(address.toString());
     // A stored address that no scan can use stands in nobody's way while the range is switched off.
-    ui->applyBtn->setEnabled(!ui->checkBoxEnableUnicast->isChecked() || hasRange());
+    m_ui->applyBtn->setEnabled(!m_ui->checkBoxEnableUnicast->isChecked() || hasRange());
     showRange();
 }
 
 bool Settings::hasRange() const
 {
-    return isAddress(ui->lineEditStart) && isAddress(ui->lineEditStop);
+    return isAddress(m_ui->lineEditStart) && isAddress(m_ui->lineEditStop);
 }
 
 void Settings::showRange()
 {
-    const bool matters = ui->checkBoxEnableUnicast->isChecked() || !ui->applyBtn->isEnabled();
-    const bool startIsWrong = matters && !isAddress(ui->lineEditStart);
-    const bool endIsWrong = matters && !isAddress(ui->lineEditStop);
-    const quint32 start = addressOf(ui->lineEditStart).toIPv4Address();
-    const quint32 end = addressOf(ui->lineEditStop).toIPv4Address();
+    const bool matters = m_ui->checkBoxEnableUnicast->isChecked() || !m_ui->applyBtn->isEnabled();
+    const bool startIsWrong = matters && !isAddress(m_ui->lineEditStart);
+    const bool endIsWrong = matters && !isAddress(m_ui->lineEditStop);
+    const quint32 start = addressOf(m_ui->lineEditStart).toIPv4Address();
+    const quint32 end = addressOf(m_ui->lineEditStop).toIPv4Address();
     QString text;
     if (startIsWrong) {
-        text = RangeSummary::fault(tr("start"), ui->lineEditStart->text());
+        text = RangeSummary::fault(tr("start"), m_ui->lineEditStart->text());
     } else if (endIsWrong) {
-        text = RangeSummary::fault(tr("end"), ui->lineEditStop->text());
+        text = RangeSummary::fault(tr("end"), m_ui->lineEditStop->text());
     } else if (matters) {
         text = RangeSummary::text(start, end, m_broadcastTime.edited);
     }
     const bool isProblem = startIsWrong || endIsWrong || RangeSummary::addressCount(start, end) == 0;
-    ui->labelRange->setText(text);
-    ui->applyBtn->setToolTip(startIsWrong || endIsWrong ? text : QString());
-    setStyleProperty(ui->labelRange, "role", isProblem ? QStringLiteral("error") : QStringLiteral("hint"));
-    setStyleProperty(ui->lineEditStart, "invalid", startIsWrong);
-    setStyleProperty(ui->lineEditStop, "invalid", endIsWrong);
+    m_ui->labelRange->setText(text);
+    m_ui->applyBtn->setToolTip(startIsWrong || endIsWrong ? text : QString());
+    setStyleProperty(m_ui->labelRange, "role", isProblem ? QStringLiteral("error") : QStringLiteral("hint"));
+    setStyleProperty(m_ui->lineEditStart, "invalid", startIsWrong);
+    setStyleProperty(m_ui->lineEditStop, "invalid", endIsWrong);
 }
 
 void Settings::onChangeBroadcastTime()
 {
-    m_broadcastTime.edited = ui->doubleSpinBoxBroadcastTime->value() * 1000;
+    m_broadcastTime.edited = m_ui->doubleSpinBoxBroadcastTime->value() * 1000;
     showRange();
 }
 
 void Settings::onChangeTimeout()
 {
-    m_timeout.edited = ui->doubleSpinBoxTimeout->value() * 1000;
+    m_timeout.edited = m_ui->doubleSpinBoxTimeout->value() * 1000;
 }
 
 void Settings::onChangeChangeFlagManualIP()
 {
-    m_manualIp.edited = ui->checkBoxEnable->isChecked();
+    m_manualIp.edited = m_ui->checkBoxEnable->isChecked();
 }
 
 void Settings::onChangeChangeFlagUnicast()
 {
-    const bool on = ui->checkBoxEnableUnicast->isChecked();
-    ui->lineEditStart->setEnabled(on);
-    ui->lineEditStop->setEnabled(on);
+    const bool on = m_ui->checkBoxEnableUnicast->isChecked();
+    m_ui->lineEditStart->setEnabled(on);
+    m_ui->lineEditStop->setEnabled(on);
     if (!on) {
-        ui->applyBtn->setEnabled(true);
+        m_ui->applyBtn->setEnabled(true);
     }
     showRange();
 }
@@ -206,38 +206,38 @@ void Settings::onIpLineEditTextChanged(const QString &text)
     if (!field) {
         return;
     }
-    const QLineEdit *other = field == ui->lineEditStart ? ui->lineEditStop : ui->lineEditStart;
-    ui->applyBtn->setEnabled(parseIpv4Address(text) && isAddress(other));
+    const QLineEdit *other = field == m_ui->lineEditStart ? m_ui->lineEditStop : m_ui->lineEditStart;
+    m_ui->applyBtn->setEnabled(parseIpv4Address(text) && isAddress(other));
     showRange();
 }
 
 void Settings::onChangeNumbeOfThreads()
 {
-    m_threads.edited = roundedValue(ui->doubleSpinBoxThreadsNumber);
+    m_threads.edited = roundedValue(m_ui->doubleSpinBoxThreadsNumber);
 }
 
 void Settings::onChangeWaitForBytesWritten()
 {
-    m_waitForBytesWritten.edited = roundedValue(ui->doubleSpinBoxWaitForBytesWritten);
+    m_waitForBytesWritten.edited = roundedValue(m_ui->doubleSpinBoxWaitForBytesWritten);
 }
 
 void Settings::onChangeWaitForReadyRead()
 {
-    m_waitForReadyRead.edited = roundedValue(ui->doubleSpinBoxWaitForReadyRead);
+    m_waitForReadyRead.edited = roundedValue(m_ui->doubleSpinBoxWaitForReadyRead);
 }
 
 void Settings::onChangeWaitForConnected()
 {
-    m_waitForConnected.edited = roundedValue(ui->doubleSpinBoxWaitForConnected);
+    m_waitForConnected.edited = roundedValue(m_ui->doubleSpinBoxWaitForConnected);
 }
 
 void Settings::onApply()
 {
     // Switching the range off and on again leaves Apply enabled, whatever stands in the fields.
-    if (ui->checkBoxEnableUnicast->isChecked() && !hasRange()) {
-        ui->applyBtn->setEnabled(false);
+    if (m_ui->checkBoxEnableUnicast->isChecked() && !hasRange()) {
+        m_ui->applyBtn->setEnabled(false);
         showRange();
-        (isAddress(ui->lineEditStart) ? ui->lineEditStop : ui->lineEditStart)->setFocus();
+        (isAddress(m_ui->lineEditStart) ? m_ui->lineEditStop : m_ui->lineEditStart)->setFocus();
         return;
     }
     applyChanges();
@@ -267,10 +267,10 @@ void Settings::applyChanges()
     if (m_waitForConnected.isChanged()) {
         emit signalChangeWaitForConnected(m_waitForConnected.edited);
     }
-    emit signalChangeFlagUnicast(ui->checkBoxEnableUnicast->isChecked());
-    if (ui->checkBoxEnableUnicast->isChecked()) {
-        emit signalChangeStartIp(addressOf(ui->lineEditStart));
-        emit signalChangeEndIp(addressOf(ui->lineEditStop));
+    emit signalChangeFlagUnicast(m_ui->checkBoxEnableUnicast->isChecked());
+    if (m_ui->checkBoxEnableUnicast->isChecked()) {
+        emit signalChangeStartIp(addressOf(m_ui->lineEditStart));
+        emit signalChangeEndIp(addressOf(m_ui->lineEditStop));
     }
 }
 

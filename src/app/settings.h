@@ -87,7 +87,7 @@ private:
     void showRange();
     void applyChanges();
 
-    std::unique_ptr<Ui::Settings> ui;
+    std::unique_ptr<Ui::Settings> m_ui;
     Option<double> m_broadcastTime{200, 200}; // milliseconds
     Option<double> m_timeout{20000, 20000};   // milliseconds
     Option<bool> m_manualIp{false, false};

@@ -52,12 +52,12 @@ QTableWidgetItem *addressItem(const QString &text)
 } // namespace
 
 NetworkInterfaces::NetworkInterfaces(QWidget *parent)
-    : QDialog(parent), ui(std::make_unique<Ui::NetworkInterfaces>())
+    : QDialog(parent), m_ui(std::make_unique<Ui::NetworkInterfaces>())
 {
-    ui->setupUi(this);
+    m_ui->setupUi(this);
     setUpTable();
-    connect(ui->applyBtn, &QPushButton::released, this, &NetworkInterfaces::onApply);
-    connect(ui->cancelBtn, &QPushButton::released, this, &NetworkInterfaces::reject);
+    connect(m_ui->applyBtn, &QPushButton::released, this, &NetworkInterfaces::onApply);
+    connect(m_ui->cancelBtn, &QPushButton::released, this, &NetworkInterfaces::reject);
     fillTable();
 }
 
@@ -76,12 +76,12 @@ void NetworkInterfaces::refresh()
 
 void NetworkInterfaces::fillTable()
 {
-    ui->tableNetworks->setRowCount(0);
-    ui->tableNetworks->setRowCount(m_interfaces.size());
+    m_ui->tableNetworks->setRowCount(0);
+    m_ui->tableNetworks->setRowCount(m_interfaces.size());
     for (int row = 0; row < m_interfaces.size(); ++row) {
         addRow(row, m_interfaces.at(row));
     }
-    ui->labelNoNetwork->setVisible(m_interfaces.isEmpty());
+    m_ui->labelNoNetwork->setVisible(m_interfaces.isEmpty());
 }
 
 void NetworkInterfaces::reject()
@@ -99,7 +99,7 @@ void NetworkInterfaces::onApply()
 
 void NetworkInterfaces::setUpTable()
 {
-    QTableWidget *table = ui->tableNetworks;
+    QTableWidget *table = m_ui->tableNetworks;
     table->horizontalHeader()->setMinimumSectionSize(tickWidth);
     table->setColumnWidth(TickColumn, tickWidth);
     table->setColumnWidth(NameColumn, nameWidth);
@@ -116,13 +116,13 @@ void NetworkInterfaces::addRow(int row, const interfaces_t &interface)
     box->setChecked(interface.selected);
     box->setMinimumWidth(boxWidth);
     box->setAccessibleName(interface.name + QLatin1Char(' ') + interface.ip);
-    ui->tableNetworks->setCellWidget(row, TickColumn, box);
-    ui->tableNetworks->setItem(row, NameColumn, textItem(interface.name));
-    ui->tableNetworks->setItem(row, IpColumn, addressItem(interface.ip));
-    ui->tableNetworks->setItem(row, MaskColumn, addressItem(interface.netmask));
+    m_ui->tableNetworks->setCellWidget(row, TickColumn, box);
+    m_ui->tableNetworks->setItem(row, NameColumn, textItem(interface.name));
+    m_ui->tableNetworks->setItem(row, IpColumn, addressItem(interface.ip));
+    m_ui->tableNetworks->setItem(row, MaskColumn, addressItem(interface.netmask));
 }
 
 QCheckBox *NetworkInterfaces::tickBox(int row) const
 {
-    return qobject_cast<QCheckBox *>(ui->tableNetworks->cellWidget(row, TickColumn));
+    return qobject_cast<QCheckBox *>(m_ui->tableNetworks->cellWidget(row, TickColumn));
 }

@@ -54,6 +54,6 @@ private:
     void addRow(int row, const interfaces_t &interface);
     QCheckBox *tickBox(int row) const;
 
-    std::unique_ptr<Ui::NetworkInterfaces> ui;
+    std::unique_ptr<Ui::NetworkInterfaces> m_ui;
     QList<interfaces_t> m_interfaces;
 };

@@ -83,21 +83,23 @@ protected:
 } // namespace
 
 ConfigurationPage::ConfigurationPage(QWidget *parent)
-    : QWidget(parent), ui(std::make_unique<Ui::ConfigurationPage>())
+    : QWidget(parent), m_ui(std::make_unique<Ui::ConfigurationPage>())
 {
-    ui->setupUi(this);
+    m_ui->setupUi(this);
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
-    ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    ui->tableDeviceConfig->horizontalHeader()->setTextElideMode(Qt::ElideRight);
-    ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
-    ui->tableDeviceConfig->setItemDelegateForColumn(valueColumn, new ValueDelegate(ui->tableDeviceConfig));
-    new ElidedTooltips(ui->tableDeviceConfig);
-    connect(ui->saveConfBtn, &QPushButton::released, this, [this] {
-        ui->saveConfBtn->setFocus(); // takes over a value that is still being typed, also after Alt+S
-        emit saveRequested();
+    m_ui->tableDeviceConfig->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_ui->tableDeviceConfig->horizontalHeader()->setTextElideMode(Qt::ElideRight);
+    m_ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
+    m_ui->tableDeviceConfig->setItemDelegateForColumn(valueColumn,
+                                                      new ValueDelegate(m_ui->tableDeviceConfig));
+    new ElidedTooltips(m_ui->tableDeviceConfig);
+    connect(m_ui->saveConfBtn, &QPushButton::released, this, [this] {
+        m_ui->saveConfBtn->setFocus(); // takes over a value that is still being typed, also after Alt+S
+        emit signalSaveRequested();
     });
-    connect(ui->tableDeviceConfig, &QTableWidget::itemChanged, this, &ConfigurationPage::checkTypedAddresses);
+    connect(m_ui->tableDeviceConfig, &QTableWidget::itemChanged, this,
+            &ConfigurationPage::checkTypedAddresses);
     resetConfigurationTable();
 }
 
@@ -107,23 +109,23 @@ ConfigurationPage::~ConfigurationPage() = default;
 void ConfigurationPage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    if (fitted) {
+    if (m_fitted) {
         return;
     }
-    fitted = true;
-    const int before = ui->tableDeviceConfig->columnWidth(parameterColumn);
-    ui->tableDeviceConfig->resizeColumnToContents(parameterColumn);
-    const int needed = ui->tableDeviceConfig->columnWidth(parameterColumn);
-    ui->tableDeviceConfig->setColumnWidth(parameterColumn, std::max(before, needed));
+    m_fitted = true;
+    const int before = m_ui->tableDeviceConfig->columnWidth(parameterColumn);
+    m_ui->tableDeviceConfig->resizeColumnToContents(parameterColumn);
+    const int needed = m_ui->tableDeviceConfig->columnWidth(parameterColumn);
+    m_ui->tableDeviceConfig->setColumnWidth(parameterColumn, std::max(before, needed));
 }
 
 void ConfigurationPage::resetConfigurationTable()
 {
-    shown.reset();
+    m_shown.reset();
     {
-        const QSignalBlocker blocker(ui->tableDeviceConfig);
-        ui->tableDeviceConfig->setRowCount(0);
-        ui->tableDeviceConfig->setRowCount(static_cast<int>(parameters.size()));
+        const QSignalBlocker blocker(m_ui->tableDeviceConfig);
+        m_ui->tableDeviceConfig->setRowCount(0);
+        m_ui->tableDeviceConfig->setRowCount(static_cast<int>(parameters.size()));
         for (int row = ipRow; row <= dhcpRow; ++row) {
             insertRow(row);
         }
@@ -137,7 +139,7 @@ void ConfigurationPage::resetConfigurationTable()
 
 void ConfigurationPage::insertRow(int row)
 {
-    QTableWidget *table = ui->tableDeviceConfig;
+    QTableWidget *table = m_ui->tableDeviceConfig;
     const QString caption = QString::fromLatin1(parameters[static_cast<std::size_t>(row)].caption);
     table->setItem(row, parameterColumn, std::make_unique<QTableWidgetItem>(caption).release());
     if (row != dhcpRow) {
@@ -159,7 +161,7 @@ void ConfigurationPage::lockCells()
 {
     for (int row = ipRow; row <= dhcpRow; ++row) {
         for (const int column : {parameterColumn, valueColumn}) {
-            QTableWidgetItem *item = ui->tableDeviceConfig->item(row, column);
+            QTableWidgetItem *item = m_ui->tableDeviceConfig->item(row, column);
             if (item && (column == parameterColumn || row != dhcpRow)) {
                 item->setFlags(item->flags() & ~Qt::ItemIsEditable);
             }
@@ -172,7 +174,7 @@ void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked
     auto item = std::make_unique<QTableWidgetItem>(text);
     item->setFont(tabularFont());
     item->setForeground(locked ? lockedColour : editableColour);
-    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+    m_ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
     if (locked) {
         lockCells();
     }
@@ -182,14 +184,14 @@ void ConfigurationPage::setPlainValue(int row, const QString &text)
 {
     auto item = std::make_unique<QTableWidgetItem>(text);
     item->setFont(tabularFont());
-    ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+    m_ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
 }
 
 // By value: a timer's scan may replace the window's records while the cleared table is drawn.
 void ConfigurationPage::showDevice(Device_t device)
 {
     resetConfigurationTable();
-    shown = device;
+    m_shown = device;
     const QString &code = device[Code];
     const instrumentrules::NetworkFields fields = instrumentrules::networkFields(code);
     setPlainValue(ipRow, device[Ip]);
@@ -201,7 +203,7 @@ void ConfigurationPage::showDevice(Device_t device)
         QCheckBox *box = dhcpBox();
         box->setEnabled(true);
         box->setText(QString());
-        connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::dhcpToggled);
+        connect(box, &QCheckBox::stateChanged, this, &ConfigurationPage::signalDhcpToggled);
         box->setChecked(device[Dhcp] == QLatin1String("1"));
     }
     if (fields == instrumentrules::NetworkFields::None) {
@@ -216,10 +218,10 @@ void ConfigurationPage::showDevice(Device_t device)
 // read leads to is decided where it is sent.
 void ConfigurationPage::checkTypedAddresses()
 {
-    const QSignalBlocker marking(ui->tableDeviceConfig); // a mark is a change of the item as well
+    const QSignalBlocker marking(m_ui->tableDeviceConfig); // a mark is a change of the item as well
     QStringList wrong;
-    for (int row = ipRow; row <= gatewayRow && shown; ++row) {
-        QTableWidgetItem *item = ui->tableDeviceConfig->item(row, valueColumn);
+    for (int row = ipRow; row <= gatewayRow && m_shown; ++row) {
+        QTableWidgetItem *item = m_ui->tableDeviceConfig->item(row, valueColumn);
         if (!item) {
             continue;
         }
@@ -230,10 +232,10 @@ void ConfigurationPage::checkTypedAddresses()
         const bool usable = isUsableIpv4Address(item->text());
         item->setData(WrongRole, !usable);
         if (!usable) {
-            wrong.append(ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
+            wrong.append(m_ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
         }
     }
-    ui->tableDeviceConfig->viewport()->update();
+    m_ui->tableDeviceConfig->viewport()->update();
     sayHint(wrong.isEmpty()
                 ? QString()
                 : tr("%1: not an IPv4 address that can be set.").arg(wrong.join(QStringLiteral(", "))),
@@ -242,23 +244,23 @@ void ConfigurationPage::checkTypedAddresses()
 
 void ConfigurationPage::sayHint(const QString &text, const char *role)
 {
-    ui->labelConfigHint->setText(text);
-    setStyleProperty(ui->labelConfigHint, "role", QString::fromLatin1(role));
+    m_ui->labelConfigHint->setText(text);
+    setStyleProperty(m_ui->labelConfigHint, "role", QString::fromLatin1(role));
 }
 
 quint32 ConfigurationPage::typedAddress(int row) const
 {
-    return parseIpv4Address(ui->tableDeviceConfig->item(row, valueColumn)->text()).value_or(0);
+    return parseIpv4Address(m_ui->tableDeviceConfig->item(row, valueColumn)->text()).value_or(0);
 }
 
 std::optional<NetworkSettings> ConfigurationPage::settings() const
 {
-    if (!shown) {
+    if (!m_shown) {
         return {};
     }
-    NetworkSettings settings{*shown, typedAddress(ipRow), typedAddress(netmaskRow), typedAddress(gatewayRow),
-                             dhcpBox()->isChecked()};
-    if (instrumentrules::networkFields((*shown)[Code]) == instrumentrules::NetworkFields::AddressOnly) {
+    NetworkSettings settings{*m_shown, typedAddress(ipRow), typedAddress(netmaskRow),
+                             typedAddress(gatewayRow), dhcpBox()->isChecked()};
+    if (instrumentrules::networkFields((*m_shown)[Code]) == instrumentrules::NetworkFields::AddressOnly) {
         // Whatever the table says: these keep their mask and gateway, and are told the usual ones.
         settings.netmask = instrumentrules::fixedNetmask;
         settings.gateway = instrumentrules::fixedGateway;
@@ -268,16 +270,16 @@ std::optional<NetworkSettings> ConfigurationPage::settings() const
 
 void ConfigurationPage::setSaveEnabled(bool enabled)
 {
-    ui->saveConfBtn->setEnabled(enabled);
+    m_ui->saveConfBtn->setEnabled(enabled);
 }
 
 void ConfigurationPage::setControlsEnabled(bool enabled)
 {
-    ui->tableDeviceConfig->setEnabled(enabled);
-    ui->saveConfBtn->setEnabled(enabled);
+    m_ui->tableDeviceConfig->setEnabled(enabled);
+    m_ui->saveConfBtn->setEnabled(enabled);
 }
 
 QCheckBox *ConfigurationPage::dhcpBox() const
 {
-    return qobject_cast<QCheckBox *>(ui->tableDeviceConfig->cellWidget(dhcpRow, valueColumn));
+    return qobject_cast<QCheckBox *>(m_ui->tableDeviceConfig->cellWidget(dhcpRow, valueColumn));
 }

@@ -38,8 +38,8 @@ public:
     std::optional<NetworkSettings> settings() const;
 
 signals:
-    void saveRequested();
-    void dhcpToggled();
+    void signalSaveRequested();
+    void signalDhcpToggled();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -53,7 +53,7 @@ private:
     quint32 typedAddress(int row) const;
     QCheckBox *dhcpBox() const;
 
-    std::unique_ptr<Ui::ConfigurationPage> ui;
-    std::optional<Device_t> shown;
-    bool fitted = false; // the columns, to their texts
+    std::unique_ptr<Ui::ConfigurationPage> m_ui;
+    std::optional<Device_t> m_shown;
+    bool m_fitted = false; // the columns, to their texts
 };

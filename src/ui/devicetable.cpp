@@ -53,7 +53,7 @@ QPixmap loadPicture(const QString &path, qreal ratio)
 
 } // namespace
 
-DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent), numberFont(tabularFont())
+DeviceTable::DeviceTable(QWidget *parent) : QTableWidget(parent), m_numberFont(tabularFont())
 {
     setItemDelegate(new RowDelegate(this));
     setEditTriggers(NoEditTriggers);
@@ -124,7 +124,7 @@ void DeviceTable::addItem(int row, Column column, QTableWidgetItem *item)
     item->setData(Qt::UserRole, row); // rows go in in list order: the row is the device index
     item->setTextAlignment(Qt::AlignCenter);
     if (column == IpColumn || column == FirmwareColumn) {
-        item->setFont(numberFont);
+        item->setFont(m_numberFont);
     }
     setItem(row, column, item);
 }
@@ -136,7 +136,7 @@ void DeviceTable::addSelectionBox(int row, const Device_t &device)
     box->setProperty("deviceIndex", row);
     box->setAccessibleName(tr("Select for update"));
     box->setEnabled(instrumentrules::isSelectable(device[Code]));
-    connect(box.get(), &QCheckBox::stateChanged, this, &DeviceTable::selectionToggled);
+    connect(box.get(), &QCheckBox::stateChanged, this, &DeviceTable::signalSelectionToggled);
     ReturnPresses::addTo(box.get());
     setCellWidget(row, SelectionColumn, box.release());
 }
@@ -144,8 +144,8 @@ void DeviceTable::addSelectionBox(int row, const Device_t &device)
 QIcon DeviceTable::picture(const Device_t &device)
 {
     const QString path = devicecatalogue::deviceIconPath(device[Code], device[Brand]);
-    const auto known = pictures.constFind(path);
-    if (known != pictures.constEnd()) {
+    const auto known = m_pictures.constFind(path);
+    if (known != m_pictures.constEnd()) {
         return *known;
     }
     const qreal ratio = devicePixelRatioF();
@@ -158,7 +158,7 @@ QIcon DeviceTable::picture(const Device_t &device)
         icon.addPixmap(pixmap);
         icon.addPixmap(pixmap, QIcon::Selected); // else a selected row tints it
     }
-    pictures.insert(path, icon);
+    m_pictures.insert(path, icon);
     return icon;
 }
 
@@ -259,7 +259,7 @@ void DeviceTable::showFirstRows()
 
 void DeviceTable::setEmptyText(const QString &text)
 {
-    emptyText = text;
+    m_emptyText = text;
     viewport()->update();
 }
 
@@ -269,6 +269,6 @@ void DeviceTable::paintEvent(QPaintEvent *event)
     if (rowCount() == 0) {
         QPainter painter(viewport());
         painter.setPen(palette().color(QPalette::Disabled, QPalette::Text));
-        painter.drawText(viewport()->rect(), Qt::AlignCenter, emptyText);
+        painter.drawText(viewport()->rect(), Qt::AlignCenter, m_emptyText);
     }
 }

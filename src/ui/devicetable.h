@@ -50,7 +50,7 @@ public:
 
 signals:
     // A selection check box changed.
-    void selectionToggled();
+    void signalSelectionToggled();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -63,7 +63,7 @@ private:
     QString codeOfRow(const QList<Device_t> &devices, int row) const;
     QString chosenCode(const QList<Device_t> &devices) const;
 
-    QHash<QString, QIcon> pictures; // scaled, by resource path
-    QFont numberFont;
-    QString emptyText;
+    QHash<QString, QIcon> m_pictures; // scaled, by resource path
+    QFont m_numberFont;
+    QString m_emptyText;
 };

@@ -9,10 +9,10 @@ constexpr int logoHeight = 32; // it signs the text, it does not announce it
 
 } // namespace
 
-Dialog::Dialog(QWidget *parent) : QDialog(parent), ui(std::make_unique<Ui::Dialog>())
+Dialog::Dialog(QWidget *parent) : QDialog(parent), m_ui(std::make_unique<Ui::Dialog>())
 {
-    ui->setupUi(this);
-    ui->labelLogo->setPixmap(logo(logoHeight));
+    m_ui->setupUi(this);
+    m_ui->labelLogo->setPixmap(logo(logoHeight));
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
 }
 
@@ -20,5 +20,5 @@ Dialog::~Dialog() = default;
 
 void Dialog::setText(const QString &text)
 {
-    ui->textEdit->setPlainText(text);
+    m_ui->textEdit->setPlainText(text);
 }

@@ -21,5 +21,5 @@ public:
     void setText(const QString &text);
 
 private:
-    std::unique_ptr<Ui::Dialog> ui;
+    std::unique_ptr<Ui::Dialog> m_ui;
 };

@@ -11,17 +11,17 @@ constexpr std::array<int, 6> progressPositions{0, 50, 70, 80, 95, 100};
 
 } // namespace
 
-FirmwarePage::FirmwarePage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::FirmwarePage>())
+FirmwarePage::FirmwarePage(QWidget *parent) : QWidget(parent), m_ui(std::make_unique<Ui::FirmwarePage>())
 {
-    ui->setupUi(this);
-    QSizePolicy policy = ui->frameDevIP->sizePolicy();
+    m_ui->setupUi(this);
+    QSizePolicy policy = m_ui->frameDevIP->sizePolicy();
     policy.setRetainSizeWhenHidden(true); // so that nothing moves when the field is shown
-    ui->frameDevIP->setSizePolicy(policy);
+    m_ui->frameDevIP->setSizePolicy(policy);
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
-    rows = {{{ui->lineEditFirmware1, ui->chooseFirmwareBtn, ui->updateFwBtn},
-             {ui->lineEditFirmware2, ui->chooseFirmware2Btn, ui->updateFw2Btn}}};
-    ui->frameDevIP->hide();
+    m_rows = {{{m_ui->lineEditFirmware1, m_ui->chooseFirmwareBtn, m_ui->updateFwBtn},
+               {m_ui->lineEditFirmware2, m_ui->chooseFirmware2Btn, m_ui->updateFw2Btn}}};
+    m_ui->frameDevIP->hide();
     updateFirmwareLabels(nullptr);
 }
 
@@ -29,105 +29,106 @@ FirmwarePage::~FirmwarePage() = default;
 
 QPushButton *FirmwarePage::saveLogButton() const
 {
-    return ui->dowloadLog;
+    return m_ui->dowloadLog;
 }
 
 QCheckBox *FirmwarePage::manualIpBox() const
 {
-    return ui->checkBoxManualIP;
+    return m_ui->checkBoxManualIP;
 }
 
 void FirmwarePage::setManualIpOffered(bool offered)
 {
-    ui->frameManualIp->setVisible(offered);
+    m_ui->frameManualIp->setVisible(offered);
 }
 
 bool FirmwarePage::isManualIpTicked() const
 {
-    return ui->checkBoxManualIP->isChecked();
+    return m_ui->checkBoxManualIP->isChecked();
 }
 
 void FirmwarePage::untickManualIp()
 {
-    ui->checkBoxManualIP->setChecked(false);
+    m_ui->checkBoxManualIP->setChecked(false);
 }
 
 void FirmwarePage::showManualIpField()
 {
-    ui->frameDevIP->setVisible(isManualIpTicked());
+    m_ui->frameDevIP->setVisible(isManualIpTicked());
 }
 
 QString FirmwarePage::manualIp() const
 {
-    return isManualIpTicked() ? ui->lineEditSetManualIP->text() : QString();
+    return isManualIpTicked() ? m_ui->lineEditSetManualIP->text() : QString();
 }
 
 void FirmwarePage::updateFirmwareLabels(const Device_t *device)
 {
     const bool motorDriver = device && instrumentrules::takesSecondFirmware((*device)[Code]);
-    ui->widgetFirmware2->setVisible(motorDriver);
-    ui->selectFirmwareLabel_4->setText(motorDriver ? QStringLiteral("Communication Firmware")
-                                                   : QStringLiteral("Select Firmware"));
+    m_ui->widgetFirmware2->setVisible(motorDriver);
+    m_ui->selectFirmwareLabel_4->setText(motorDriver ? QStringLiteral("Communication Firmware")
+                                                     : QStringLiteral("Select Firmware"));
     if (motorDriver) {
-        ui->labelSelectFirmware2->setText(QStringLiteral("Control Firmware"));
+        m_ui->labelSelectFirmware2->setText(QStringLiteral("Control Firmware"));
     }
 }
 
 void FirmwarePage::updateFirmwareFilter(const Device_t *device)
 {
     if (device) {
-        filter = instrumentrules::firmwareFilter((*device)[Code]);
+        m_filter = instrumentrules::firmwareFilter((*device)[Code]);
     }
 }
 
 void FirmwarePage::resetProgress()
 {
-    ui->progressBarFirmware->setValue(0);
-    ui->plainTextEditFirmware->clear();
-    ui->labelElapsed->reset();
+    m_ui->progressBarFirmware->setValue(0);
+    m_ui->plainTextEditFirmware->clear();
+    m_ui->labelElapsed->reset();
 }
 
 void FirmwarePage::startClock()
 {
-    ui->labelElapsed->start();
+    m_ui->labelElapsed->start();
 }
 
 void FirmwarePage::stopClock()
 {
-    ui->labelElapsed->stop();
+    m_ui->labelElapsed->stop();
 }
 
 void FirmwarePage::changeProgress(int value)
 {
     const bool position =
         std::find(progressPositions.begin(), progressPositions.end(), value) != progressPositions.end();
-    ui->progressBarFirmware->setValue(position ? value : (ui->progressBarFirmware->value() + value) % 101);
+    m_ui->progressBarFirmware->setValue(position ? value
+                                                 : (m_ui->progressBarFirmware->value() + value) % 101);
 }
 
 void FirmwarePage::appendLog(const QString &message)
 {
-    ui->plainTextEditFirmware->appendPlainText(message);
+    m_ui->plainTextEditFirmware->appendPlainText(message);
 }
 
 QString FirmwarePage::log() const
 {
-    return ui->plainTextEditFirmware->toPlainText();
+    return m_ui->plainTextEditFirmware->toPlainText();
 }
 
 void FirmwarePage::setStartEnabled(bool enabled)
 {
-    for (const FirmwareSelector &row : rows) {
+    for (const FirmwareSelector &row : m_rows) {
         row.update->setEnabled(enabled);
     }
 }
 
 void FirmwarePage::setControlsEnabled(bool enabled)
 {
-    for (const FirmwareSelector &row : rows) {
+    for (const FirmwareSelector &row : m_rows) {
         row.path->setEnabled(enabled);
         row.choose->setEnabled(enabled);
         row.update->setEnabled(enabled);
     }
-    ui->checkBoxManualIP->setEnabled(enabled);
-    ui->lineEditSetManualIP->setEnabled(enabled);
+    m_ui->checkBoxManualIP->setEnabled(enabled);
+    m_ui->lineEditSetManualIP->setEnabled(enabled);
 }

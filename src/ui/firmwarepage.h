@@ -34,7 +34,7 @@ public:
     ~FirmwarePage() override;
 
     // The first selector serves every instrument, the second the motor driver's other processor.
-    const std::array<FirmwareSelector, 2> &selectors() const { return rows; }
+    const std::array<FirmwareSelector, 2> &selectors() const { return m_rows; }
     QPushButton *saveLogButton() const;
     QCheckBox *manualIpBox() const;
 
@@ -50,7 +50,7 @@ public:
     // none (null) the captions fall back and the filter stays.
     void updateFirmwareLabels(const Device_t *device);
     void updateFirmwareFilter(const Device_t *device);
-    QString fileFilter() const { return filter; }
+    QString fileFilter() const { return m_filter; }
 
     // Progress to 0, log empty.
     void resetProgress();
@@ -68,7 +68,7 @@ public:
     void setStartEnabled(bool enabled);
 
 private:
-    std::unique_ptr<Ui::FirmwarePage> ui;
-    std::array<FirmwareSelector, 2> rows;
-    QString filter = QStringLiteral("Firmware files (*.updt);;All files (*.*)");
+    std::unique_ptr<Ui::FirmwarePage> m_ui;
+    std::array<FirmwareSelector, 2> m_rows;
+    QString m_filter = QStringLiteral("Firmware files (*.updt);;All files (*.*)");
 };

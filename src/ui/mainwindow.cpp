@@ -168,15 +168,17 @@ void MainWindow::connectHeaderAndTable()
     connect(ui->comboBoxDeviceFilter, &QComboBox::currentTextChanged, this, &MainWindow::onHideDevice);
     connect(table, &DeviceTable::itemSelectionChanged, this, &MainWindow::onChangeFilterLabel);
     connect(ui->webBtn, &QPushButton::released, this, &MainWindow::onOpenWebInterface);
-    connect(table, &DeviceTable::selectionToggled, this, &MainWindow::onSelectedtoUpdate);
+    connect(table, &DeviceTable::signalSelectionToggled, this, &MainWindow::onSelectedtoUpdate);
     connect(table, &DeviceTable::itemSelectionChanged, this, &MainWindow::onShowWebInterface);
 }
 
 void MainWindow::connectPages()
 {
     connect(ui->footerDetailsBtn, &QPushButton::released, this, &MainWindow::onShowMissingInstruments);
-    connect(ui->pageConfigure, &ConfigurationPage::saveRequested, this, &MainWindow::onSaveNewConfiguration);
-    connect(ui->pageConfigure, &ConfigurationPage::dhcpToggled, this, &MainWindow::onChangeTableNetwSetState);
+    connect(ui->pageConfigure, &ConfigurationPage::signalSaveRequested, this,
+            &MainWindow::onSaveNewConfiguration);
+    connect(ui->pageConfigure, &ConfigurationPage::signalDhcpToggled, this,
+            &MainWindow::onChangeTableNetwSetState);
     for (const FirmwareSelector &row : ui->pageUpdate->selectors()) {
         connect(row.choose, &QPushButton::released, this, &MainWindow::onChooseFirmware);
         connect(row.path, &QLineEdit::textChanged, this, &MainWindow::onCheckFirmwarePath);
