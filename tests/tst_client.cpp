@@ -73,7 +73,7 @@ void TestClient::findsEverythingOnce()
     const QJsonArray instruments = LabProcess::scenario(file).value(QStringLiteral("instruments")).toArray();
     QHash<QString, int> fields;
     for (int field = 0; field < deviceFieldCount; ++field) {
-        fields.insert(fieldKey(field), field);
+        fields.insert(devicetables::fieldKey(field), field);
     }
     int expected = 0;
     for (const QJsonValue &value : instruments) {

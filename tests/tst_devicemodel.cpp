@@ -81,7 +81,7 @@ void TestDeviceModel::catalogueKeepsItsForm()
         QVERIFY2(code.match(id).hasMatch() && !codes.contains(id), qPrintable(id));
         codes.insert(id);
         const int family = familyOfDigit.value(id.at(0), -1);
-        QCOMPARE(row[devicecatalogue::FamilyEntry], familyName(family));
+        QCOMPARE(row[devicecatalogue::FamilyEntry], devicetables::familyName(family));
         QCOMPARE(devicecatalogue::isPowerSupply(id), family == 0);
         QCOMPARE(devicecatalogue::isBeamline(id), family == 1);
         QCOMPARE(devicecatalogue::isCurrentTransducer(id), family == 2);
@@ -135,7 +135,7 @@ void TestDeviceModel::supportedDevicesNameEveryCodeOnce()
                  qPrintable(line));
     }
     for (int family = 0; family < 4; ++family) {
-        QCOMPARE(text.count(QStringLiteral("\n%1\n").arg(familyName(family))), 1);
+        QCOMPARE(text.count(QStringLiteral("\n%1\n").arg(devicetables::familyName(family))), 1);
     }
 }
 

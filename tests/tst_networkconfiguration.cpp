@@ -10,6 +10,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+using namespace networkrow;
+
 namespace {
 
 const QString recoveryMac = QStringLiteral("00:1A:2B:3C:4D:5E");
@@ -272,7 +274,7 @@ void TestNetworkConfiguration::largeFiles()
     const NetworkConfiguration notes = parseNetworkConfiguration(text);
     QCOMPARE(notes.rows.size(), 1);
     QCOMPARE(notes.skippedCount, bound / 2 - good.size());
-    QCOMPARE(notes.skipped.size(), mostListedLines);
+    QCOMPARE(notes.skipped.size(), NetworkConfiguration::mostListedLines);
 }
 
 void TestNetworkConfiguration::unreadableFiles()
@@ -299,7 +301,7 @@ void TestNetworkConfiguration::writtenFilesAreRead()
                           .arg(i % 256, 2, 16, QLatin1Char('0'));
         device[Sn] = QStringLiteral("Größe %1").arg(i);
         rack.append(device);
-        rows.append(networkSettingsRow(device));
+        rows.append(fromDevice(device));
     }
     QVERIFY(changeNetworkConfiguration::writeFile(rack, path));
     QCOMPARE(changeNetworkConfiguration::readFile(path), rows);

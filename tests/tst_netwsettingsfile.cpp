@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+using namespace networkrow;
+
 // What "Save csv-file" writes, what "Upload csv-file" sends, and stopping either way of sending.
 class TestNetwSettingsFile : public NetwSettingsTest
 {
@@ -15,7 +17,7 @@ private slots:
     void uploads();
     void uploadKeepsTypedChanges();
     void uploadStopped();
-    void tellsInTheUsersLanguage();
+    void tellsWhichLinesReachNobody();
     void refusesIncorrectFiles_data();
     void refusesIncorrectFiles();
 };
@@ -136,19 +138,18 @@ void TestNetwSettingsFile::uploadStopped()
 }
 
 // Whoever supports the user knows the title and the first line, so these are the same everywhere.
-void TestNetwSettingsFile::tellsInTheUsersLanguage()
+void TestNetwSettingsFile::tellsWhichLinesReachNobody()
 {
-    const TildeLanguage language;
     open();
     QCOMPARE(upload("no, line\n1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n"),
              text("Upload csv-file|Error: incorrect file"));
     QCOMPARE(box()->informativeText(),
-             text("~Nothing was sent. ~Refused, and not sent: 1. The details say why."));
-    QCOMPARE(box()->detailedText(), text("~Lines that were refused: 1\n"
-                                         "~line 2: ~the ~IP address \"1.0.0\" ~is not an IPv4 address\n"
+             text("Nothing was sent. Refused, and not sent: 1. The details say why."));
+    QCOMPARE(box()->detailedText(), text("Lines that were refused: 1\n"
+                                         "line 2: the IP address \"1.0.0\" is not an IPv4 address\n"
                                          "    1,F,S,00:1A:2B:00:00:01,1.0.0,255.0.0.0,1.0.0.2\n\n"
-                                         "~Lines that were skipped: 1\n"
-                                         "~line 1: ~fewer than seven fields between commas\n    no, line"));
+                                         "Lines that were skipped: 1\n"
+                                         "line 1: fewer than seven fields between commas\n    no, line"));
     acceptBox();
     QTRY_VERIFY(!box());
     QCOMPARE(upload("1,F,S,00:1A:2B:00:00:01,1.0.0.1,255.0.0.0,1.0.0.2\n"),

@@ -6,6 +6,8 @@
 #include <QHeaderView>
 #include <QTextDocument>
 
+using namespace networkrow;
+
 // Typing, pasting, sorting and finding, and what is sent then.
 class TestNewNetwSettings : public NetwSettingsTest
 {
@@ -31,7 +33,6 @@ private slots:
     void copiesAndRestores();
     void finds();
     void foreignTextsStayLiteral();
-    void speaksTheUsersLanguage();
     void thousandsOfRows();
 };
 
@@ -354,40 +355,6 @@ void TestNewNetwSettings::foreignTextsStayLiteral()
     for (int i = 0; i < 6; ++i) {
         QVERIFY(!Qt::mightBeRichText(cell(0, i).data(Qt::ToolTipRole).toString()));
     }
-}
-
-void TestNewNetwSettings::speaksTheUsersLanguage()
-{
-    const TildeLanguage language;
-    Rows rows = threeRows();
-    rows[2][MacColumn] = text("Unknown");
-    open(rows);
-    QStringList said{reason(), cell(2, IpColumn).data(Qt::ToolTipRole).toString()};
-    for (const QAction *action : m_table->actions()) {
-        said += action->text();
-    }
-    for (int i = 0; i < 6; ++i) {
-        said += m_table->model()->headerData(i, Qt::Horizontal).toString();
-    }
-    select(2, IpColumn, 2, IpColumn);
-    for (const char *pasted : {"1", "1\n2\n", "1\t2\n"}) {
-        paste(m_table, text(pasted));
-        said += status();
-    }
-    select(0, MacColumn, 0, MacColumn);
-    paste(m_table, text("00:1A:2B:00:00:09\t10.0.0.9"));
-    said += status();
-    type(0, IpColumn, "10.0.0.9");
-    said +=
-        {reason(), cell(0, IpColumn).data(Qt::ToolTipRole).toString(), find<QLabel>("labelCount")->text()};
-    type(0, IpColumn, "");
-    said += {reason(), cell(0, IpColumn).data(Qt::ToolTipRole).toString()};
-    m_dialog->reject();
-    said += box()->text();
-    for (const QString &one : qAsConst(said)) {
-        QVERIFY2(one.startsWith(QLatin1Char('~')), qPrintable(one));
-    }
-    QVERIFY(reason().contains(text("~the ~IP address ~is missing")));
 }
 
 // If a keystroke or a pasted line cost more with every row, the test's time would run out.

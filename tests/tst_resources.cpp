@@ -38,8 +38,8 @@ static QSet<QString> devicePictures()
 {
     QSet<QString> paths;
     for (const QString &code : catalogueCodes()) {
-        for (int brand = 0; brand < brandCount; ++brand) {
-            paths.insert(devicecatalogue::deviceIconPath(code, brandName(brand)));
+        for (int brand = 0; brand < devicetables::brandCount; ++brand) {
+            paths.insert(devicecatalogue::deviceIconPath(code, devicetables::brandName(brand)));
         }
     }
     return paths;

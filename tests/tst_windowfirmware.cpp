@@ -390,9 +390,9 @@ void TestWindowFirmware::updateWaitsForNewAddresses()
     auto *dialog = room->window->findChild<NewNetwSettings *>();
     QAbstractItemModel *rows = dialog->findChild<QTableView *>()->model();
     for (int row = 0; row < 2; ++row) {
-        const bool first = rows->index(row, MacColumn).data() == FirmwareRoom::macOf(11);
+        const bool first = rows->index(row, networkrow::MacColumn).data() == FirmwareRoom::macOf(11);
         const QString other = first ? QStringLiteral("192.168.0.12") : QStringLiteral("192.168.0.11");
-        QVERIFY(rows->setData(rows->index(row, IpColumn), other));
+        QVERIFY(rows->setData(rows->index(row, networkrow::IpColumn), other));
     }
     QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
     QVERIFY(!room->window.find<QPushButton>("updateFwBtn")->isEnabled());

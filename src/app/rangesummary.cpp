@@ -59,28 +59,29 @@ double RangeSummary::localScanSeconds(quint64 addresses, double scanTime)
 QString RangeSummary::text(quint32 start, quint32 end, double scanTime)
 {
     if (start > end) {
-        return tr("The range is empty: the start address is above the end address.");
+        return QStringLiteral("The range is empty: the start address is above the end address.");
     }
     const quint64 count = addressCount(start, end);
     if (count == 0) {
-        return tr("The range is empty: a network's own and its broadcast address are not asked.");
+        return QStringLiteral("The range is empty: a network's own and its broadcast address are not asked.");
     }
     const QString addresses =
-        count == 1 ? tr("1 address") : tr("%1 addresses").arg(QLocale(QLocale::English).toString(count));
+        count == 1 ? QStringLiteral("1 address")
+                   : QStringLiteral("%1 addresses").arg(QLocale(QLocale::English).toString(count));
     const QString time = duration(scanSeconds(count, scanTime));
     const QString localTime = duration(localScanSeconds(count, scanTime));
-    return time == localTime ? tr("%1; a scan takes about %2.").arg(addresses, time)
-                             : tr("%1; a scan takes about %2, on the local network up to %3.")
+    return time == localTime ? QStringLiteral("%1; a scan takes about %2.").arg(addresses, time)
+                             : QStringLiteral("%1; a scan takes about %2, on the local network up to %3.")
                                    .arg(addresses, time, localTime);
 }
 
 QString RangeSummary::fault(const QString &which, const QString &text)
 {
     if (text.trimmed().isEmpty()) {
-        return tr("The %1 address is missing.").arg(which);
+        return QStringLiteral("The %1 address is missing.").arg(which);
     }
     if (QHostAddress(text.trimmed()).protocol() == QAbstractSocket::IPv6Protocol) {
-        return tr("The %1 address is an IPv6 address; instruments are asked by IPv4.").arg(which);
+        return QStringLiteral("The %1 address is an IPv6 address; instruments are asked by IPv4.").arg(which);
     }
-    return tr("The %1 address is not an IPv4 address; write it like 192.168.0.1.").arg(which);
+    return QStringLiteral("The %1 address is not an IPv4 address; write it like 192.168.0.1.").arg(which);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QCoreApplication>
 #include <QString>
 #include <QtGlobal>
 
@@ -8,8 +7,6 @@
 // range may hold four thousand million addresses and is only counted, never listed.
 class RangeSummary
 {
-    Q_DECLARE_TR_FUNCTIONS(RangeSummary)
-
 public:
     // How many addresses a scan asks, from start to end inclusive (host byte order): none when start
     // lies above end; the .0 and .255 of the start address's own /24 network are left out.

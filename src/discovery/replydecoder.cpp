@@ -78,7 +78,7 @@ InstrumentFamily familyOf(const QString &code)
     for (const InstrumentFamily family :
          {InstrumentFamily::PowerSupplySystems, InstrumentFamily::Beamline,
           InstrumentFamily::CurrentTransducers, InstrumentFamily::QuorvexTools}) {
-        if (name == familyName(static_cast<int>(family))) {
+        if (name == devicetables::familyName(static_cast<int>(family))) {
             return family;
         }
     }
@@ -240,7 +240,7 @@ Device_t decodeBinary(const Reply &reply)
 std::optional<DeviceField> fieldOf(const QString &key)
 {
     for (int field = 0; field < deviceFieldCount; ++field) {
-        if (key == fieldKey(field)) {
+        if (key == devicetables::fieldKey(field)) {
             return static_cast<DeviceField>(field);
         }
     }

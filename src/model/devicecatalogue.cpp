@@ -164,11 +164,12 @@ QString deviceIconPath(const QString &code, const QString &brand)
     if (!is1900(code)) {
         return path;
     }
-    const int key = brandKey(brand);
+    const int key = devicetables::brandKey(brand);
     if (key < 1) {
         return path; // the maker's own dress, or a brand nobody knows
     }
-    return path.section(QLatin1Char('.'), 0, 0, QString::SectionSkipEmpty) + brandIconSuffix(key);
+    return path.section(QLatin1Char('.'), 0, 0, QString::SectionSkipEmpty) +
+           devicetables::brandIconSuffix(key);
 }
 
 } // namespace devicecatalogue

@@ -29,9 +29,10 @@ constexpr std::array<Texts, deviceFieldCount> fieldLabels{
 constexpr std::array<Texts, 4> families{"Power Supply Systems", "Beamline", "Current Transducers",
                                         "Quorvex Tools"};
 
-constexpr std::array<Texts, brandCount> brands{"", "HALVERN", "DOSSIK", "PYRENTA", "LUMIVAST"};
+constexpr std::array<Texts, devicetables::brandCount> brands{"", "HALVERN", "DOSSIK", "PYRENTA", "LUMIVAST"};
 
-constexpr std::array<Texts, brandCount> iconSuffixes{".png", "_ha.png", "_do.png", "_py.png", "_lu.png"};
+constexpr std::array<Texts, devicetables::brandCount> iconSuffixes{".png", "_ha.png", "_do.png", "_py.png",
+                                                                   "_lu.png"};
 
 template <std::size_t size>
 QString entry(const std::array<Texts, size> &table, int key)
@@ -44,32 +45,32 @@ QString entry(const std::array<Texts, size> &table, int key)
 
 } // namespace
 
-QString fieldKey(int field)
+QString devicetables::fieldKey(int field)
 {
     return entry(fieldKeys, field);
 }
 
-QString fieldLabel(int field)
+QString devicetables::fieldLabel(int field)
 {
     return entry(fieldLabels, field);
 }
 
-QString familyName(int family)
+QString devicetables::familyName(int family)
 {
     return entry(families, family);
 }
 
-QString brandName(int brand)
+QString devicetables::brandName(int brand)
 {
     return entry(brands, brand);
 }
 
-QString brandIconSuffix(int brand)
+QString devicetables::brandIconSuffix(int brand)
 {
     return entry(iconSuffixes, brand);
 }
 
-int brandKey(const QString &name)
+int devicetables::brandKey(const QString &name)
 {
     for (int key = 0; key < brandCount; ++key) {
         if (brandName(key) == name) {

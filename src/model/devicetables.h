@@ -4,6 +4,7 @@
 
 // The small tables that every room shares, keyed by small integers. A key that a table does not
 // have gives the empty text.
+namespace devicetables {
 
 constexpr int brandCount = 5;
 
@@ -25,3 +26,5 @@ QString brandIconSuffix(int brand);
 
 // The key of a brand name, -1 when there is none of that name.
 int brandKey(const QString &name);
+
+} // namespace devicetables

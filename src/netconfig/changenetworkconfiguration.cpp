@@ -2,10 +2,10 @@
 
 #include "ipv4address.h"
 #include "macaddress.h"
+#include "netconfiglog.h"
 #include "networkconfigurationfile.h"
 #include "networksettingsrow.h"
 
-#include <QLoggingCategory>
 #include <QNetworkProxy>
 #include <QSaveFile>
 #include <QThread>
@@ -13,8 +13,6 @@
 #include <QtEndian>
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcNetconfig, "devicemanager.netconfig")
 
 constexpr int macSize = 6;
 constexpr qint32 dhcpOff = 0;
@@ -61,7 +59,7 @@ bool changeNetworkConfiguration::setConfiguration(const QList<interfaces_t> &int
     QUdpSocket socket;
     socket.setProxy(QNetworkProxy::NoProxy); // no proxy knows the way to an instrument
     socket.writeDatagram(set, target, setPort);
-    qCDebug(lcNetconfig) << "set" << mac << "to" << QHostAddress(ip) << "at" << target << set.toHex();
+    qCDebug(netconfigLog) << "set" << mac << "to" << QHostAddress(ip) << "at" << target << set.toHex();
     broadcast(set, serialServerDatagram(macInOrder, ip));
     return true;
 }
@@ -76,7 +74,7 @@ void changeNetworkConfiguration::broadcast(const QByteArray &set, const QByteArr
         QUdpSocket socket;
         socket.setProxy(QNetworkProxy::NoProxy);
         if (!socket.bind(QHostAddress(local.ip), setPort, QAbstractSocket::ShareAddress)) {
-            qCWarning(lcNetconfig) << "passed over" << local.name << local.ip << socket.errorString();
+            qCWarning(netconfigLog) << "passed over" << local.name << local.ip << socket.errorString();
             continue;
         }
         socket.writeDatagram(set, QHostAddress(QHostAddress::Broadcast), setPort);
@@ -96,12 +94,13 @@ bool changeNetworkConfiguration::applyList(const QList<interfaces_t> &interfaces
     bool sent = false;
     for (int i = 0; i < rows.size(); ++i) {
         const QStringList &row = rows.at(i);
-        if (row.size() < networkSettingsColumnCount || (beforeRow && !beforeRow(i))) {
+        if (row.size() < networkrow::rowLength || (beforeRow && !beforeRow(i))) {
             break;
         }
-        sent = setConfiguration(interfaces, row.at(MacColumn), devicePort, addressOrZero(row.at(IpColumn)),
-                                addressOrZero(row.at(NetmaskColumn)), addressOrZero(row.at(GatewayColumn)),
-                                dhcpOff, nowhere);
+        sent = setConfiguration(interfaces, row.at(networkrow::MacColumn), devicePort,
+                                addressOrZero(row.at(networkrow::IpColumn)),
+                                addressOrZero(row.at(networkrow::NetmaskColumn)),
+                                addressOrZero(row.at(networkrow::GatewayColumn)), dhcpOff, nowhere);
     }
     return sent;
 }

@@ -3,17 +3,11 @@
 #include "macaddress.h"
 #include "networksettingsrow.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QTextCodec>
 
 namespace {
-
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("NetworkConfigurationFile", text);
-}
 
 constexpr int longestListedText = 120; // characters of a line that are repeated to the user
 
@@ -32,7 +26,7 @@ const char *const titles = "Key,Family,Serial Number,MAC Address,IP Address,Subn
 constexpr DeviceField lineFields[] = {Code, Family, Sn, Mac, Ip, Netmask, Gateway};
 constexpr int lineFieldCount = sizeof lineFields / sizeof lineFields[0];
 constexpr int macField = 3;
-static_assert(lineFieldCount == networkSettingsColumnCount + 1, "a row is a line without its code");
+static_assert(lineFieldCount == networkrow::rowLength + 1, "a row is a line without its code");
 
 NetworkConfiguration notAConfiguration(const QString &reason)
 {
@@ -50,10 +44,10 @@ bool isHeading(const QString &line)
 QString skipReason(const QString &line, const QStringList &fields)
 {
     if (isHeading(line)) {
-        return tr("heading of the file");
+        return QStringLiteral("heading of the file");
     }
-    return fields.size() < lineFieldCount ? tr("fewer than seven fields between commas")
-                                          : tr("the fourth field is not a MAC address");
+    return fields.size() < lineFieldCount ? QStringLiteral("fewer than seven fields between commas")
+                                          : QStringLiteral("the fourth field is not a MAC address");
 }
 
 NetworkConfigurationLine quote(int number, const QString &line, const QString &reason)
@@ -65,17 +59,17 @@ void takeLine(NetworkConfiguration &configuration, int number, const QString &li
 {
     const QStringList fields = line.split(QLatin1Char(','));
     if (fields.size() < lineFieldCount || macBytes(fields.at(macField)).isEmpty()) {
-        if (configuration.skippedCount++ < mostListedLines) {
+        if (configuration.skippedCount++ < NetworkConfiguration::mostListedLines) {
             configuration.skipped.append(quote(number, line, skipReason(line, fields)));
         }
         return;
     }
-    const QStringList row = fields.mid(1, networkSettingsColumnCount);
+    const QStringList row = fields.mid(1, networkrow::rowLength);
     configuration.rows.append(row);
-    const QString problem = rowProblem(row);
+    const QString problem = networkrow::rowProblem(row);
     if (problem.isEmpty()) {
         configuration.sendableRows.append(row);
-    } else if (configuration.refusedCount++ < mostListedLines) {
+    } else if (configuration.refusedCount++ < NetworkConfiguration::mostListedLines) {
         configuration.refused.append(quote(number, line, problem));
     }
 }
@@ -93,14 +87,14 @@ QString withoutTrailingBlanks(const QStringRef &line)
 
 NetworkConfiguration parseNetworkConfiguration(const QByteArray &text)
 {
-    if (text.size() > largestConfigurationFile) {
-        return notAConfiguration(tr("The file is larger than 16 MiB."));
+    if (text.size() > NetworkConfiguration::largestFile) {
+        return notAConfiguration(QStringLiteral("The file is larger than 16 MiB."));
     }
     QTextCodec::ConverterState state; // it also drops a byte-order mark
     const QString decoded =
         QTextCodec::codecForName("UTF-8")->toUnicode(text.constData(), text.size(), &state);
     if (text.contains('\0') || state.invalidChars > 0 || state.remainingChars > 0) {
-        return notAConfiguration(tr("The file is not UTF-8 text."));
+        return notAConfiguration(QStringLiteral("The file is not UTF-8 text."));
     }
 
     NetworkConfiguration configuration;
@@ -121,15 +115,15 @@ NetworkConfiguration readNetworkConfiguration(const QString &path)
 {
     // Opening a pipe would wait for somebody who writes into it.
     if (!QFileInfo(path).isFile()) {
-        return notAConfiguration(tr("There is no such file."));
+        return notAConfiguration(QStringLiteral("There is no such file."));
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return notAConfiguration(tr("The file cannot be opened: %1.").arg(file.errorString()));
+        return notAConfiguration(QStringLiteral("The file cannot be opened: %1.").arg(file.errorString()));
     }
-    const QByteArray text = file.read(largestConfigurationFile + 1);
+    const QByteArray text = file.read(NetworkConfiguration::largestFile + 1);
     if (file.error() != QFileDevice::NoError) {
-        return notAConfiguration(tr("The file cannot be read: %1.").arg(file.errorString()));
+        return notAConfiguration(QStringLiteral("The file cannot be read: %1.").arg(file.errorString()));
     }
     return parseNetworkConfiguration(text);
 }

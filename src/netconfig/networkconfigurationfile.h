@@ -14,9 +14,6 @@
 // instrument: CODE,FAMILY,SN,MAC,IP,NETMASK,GATEWAY, without quotes, so a field that holds a comma
 // moves the ones behind it.
 
-constexpr int largestConfigurationFile = 16 * 1024 * 1024; // bytes; more is no configuration file
-constexpr int mostListedLines = 200;                       // of a file that is mostly something else
-
 // A line that reaches no instrument.
 struct NetworkConfigurationLine
 {
@@ -27,6 +24,9 @@ struct NetworkConfigurationLine
 
 struct NetworkConfiguration
 {
+    static constexpr int largestFile = 16 * 1024 * 1024; // bytes; more is no configuration file
+    static constexpr int mostListedLines = 200;          // of a file that is mostly something else
+
     QList<QStringList> rows;                   // the device rows (networksettingsrow.h), in the file's order
     QList<QStringList> sendableRows;           // those of them whose addresses can be sent
     QVector<NetworkConfigurationLine> refused; // the others; the first mostListedLines of them

@@ -5,19 +5,17 @@
 #include "tabularfont.h"
 
 #include <algorithm>
+#include <array>
+
+using namespace networkrow; // this file is about its columns
 
 namespace {
 
 constexpr int firstAddressColumn = IpColumn;
 constexpr int longestSerialNumber = 24; // characters of it that are repeated in a message
 
-const char *const headers[] = {QT_TRANSLATE_NOOP("NetworkSettingsModel", "Family"),
-                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Serial Number"),
-                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "MAC Address"),
-                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "IP Address"),
-                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Subnet Mask"),
-                               QT_TRANSLATE_NOOP("NetworkSettingsModel", "Gateway")};
-static_assert(sizeof headers / sizeof headers[0] == networkSettingsColumnCount, "one title for each column");
+constexpr std::array<const char *, rowLength> headers{"Family",     "Serial Number", "MAC Address",
+                                                      "IP Address", "Subnet Mask",   "Gateway"};
 
 // Addresses first, by number, then other texts: one kind of value, so that any two can be compared.
 QString sortKey(const QString &text, int column)
@@ -38,8 +36,8 @@ NetworkSettingsModel::NetworkSettingsModel(const QList<QStringList> &rows, QObje
     m_rows.reserve(rows.size());
     for (const QStringList &given : rows) {
         Row row;
-        row.texts = given.mid(0, networkSettingsColumnCount);
-        while (row.texts.size() < networkSettingsColumnCount) {
+        row.texts = given.mid(0, rowLength);
+        while (row.texts.size() < rowLength) {
             row.texts.append(QString());
         }
         row.reported = row.texts;
@@ -56,7 +54,7 @@ int NetworkSettingsModel::rowCount(const QModelIndex &parent) const
 
 int NetworkSettingsModel::columnCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : networkSettingsColumnCount;
+    return parent.isValid() ? 0 : rowLength;
 }
 
 QVariant NetworkSettingsModel::data(const QModelIndex &index, int role) const
@@ -94,11 +92,11 @@ QVariant NetworkSettingsModel::data(const QModelIndex &index, int role) const
 
 QVariant NetworkSettingsModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
-    if (orientation != Qt::Horizontal || section < 0 || section >= networkSettingsColumnCount) {
+    if (orientation != Qt::Horizontal || section < 0 || section >= rowLength) {
         return {};
     }
     if (role == Qt::DisplayRole) {
-        return tr(headers[section]);
+        return QString::fromLatin1(headers.at(static_cast<std::size_t>(section)));
     }
     return role == Qt::TextAlignmentRole ? QVariant(Qt::AlignLeft | Qt::AlignVCenter) : QVariant();
 }
@@ -143,14 +141,14 @@ void NetworkSettingsModel::setCells(const QVector<CellEdit> &edits)
     // A row far away may have gained or lost the mark of a shared address.
     const bool marksMoved = sharedBefore != m_sharedAddresses || m_sharedAddresses > 0;
     emit dataChanged(index(marksMoved ? 0 : first, firstAddressColumn),
-                     index(marksMoved ? m_rows.size() - 1 : last, networkSettingsColumnCount - 1));
+                     index(marksMoved ? m_rows.size() - 1 : last, rowLength - 1));
     emit signalChanged();
 }
 
 bool NetworkSettingsModel::isEditable(int row, int column) const
 {
-    return row >= 0 && row < m_rows.size() && column >= firstAddressColumn &&
-           column < networkSettingsColumnCount && m_rows.at(row).named;
+    return row >= 0 && row < m_rows.size() && column >= firstAddressColumn && column < rowLength &&
+           m_rows.at(row).named;
 }
 
 QList<QStringList> NetworkSettingsModel::rows() const
@@ -206,7 +204,7 @@ void NetworkSettingsModel::acceptFirstChanged(int count)
             --count;
         }
     }
-    emit dataChanged(index(0, 0), index(m_rows.size() - 1, networkSettingsColumnCount - 1));
+    emit dataChanged(index(0, 0), index(m_rows.size() - 1, rowLength - 1));
     emit signalChanged();
 }
 
@@ -223,7 +221,7 @@ void NetworkSettingsModel::acceptSent(const QList<QStringList> &sent)
         if (!row.named || found == settings.constEnd()) {
             continue;
         }
-        for (int column = firstAddressColumn; column < networkSettingsColumnCount; ++column) {
+        for (int column = firstAddressColumn; column < rowLength; ++column) {
             const QString now = found->at(column).trimmed();
             edits.append({i, column, isCellChanged(row, column) ? row.texts.at(column) : now});
             row.reported[column] = now;
@@ -254,7 +252,7 @@ QString NetworkSettingsModel::toolTip(int row, int column) const
     switch (mark(row, column)) {
     case InvalidMark:
         return tr("This %1 %2.")
-            .arg(addressName(static_cast<NetworkSettingsColumn>(column)),
+            .arg(addressName(static_cast<networkrow::Column>(column)),
                  addressProblem(m_rows.at(row).texts.at(column)));
     case SharedMark:
         return tr("Another instrument of the list has the same IP address.");
@@ -272,7 +270,7 @@ bool NetworkSettingsModel::isCellChanged(const Row &row, int column) const
 QStringList NetworkSettingsModel::trimmed(const QStringList &texts) const
 {
     QStringList result = texts;
-    for (int column = firstAddressColumn; column < networkSettingsColumnCount; ++column) {
+    for (int column = firstAddressColumn; column < rowLength; ++column) {
         result[column] = texts.at(column).trimmed();
     }
     return result;

@@ -3,68 +3,65 @@
 #include "ipv4address.h"
 #include "macaddress.h"
 
-#include <QCoreApplication>
+#include <array>
 
 namespace {
 
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("NetworkSettingsRow", text);
-}
-
 constexpr int longestQuote = 40; // characters of a foreign text that are repeated in a message
 
-constexpr NetworkSettingsColumn addressColumns[] = {IpColumn, NetmaskColumn, GatewayColumn};
+constexpr std::array<networkrow::Column, 3> addressColumns{networkrow::IpColumn, networkrow::NetmaskColumn,
+                                                           networkrow::GatewayColumn};
 
 } // namespace
 
-QStringList networkSettingsRow(const Device_t &device)
+QStringList networkrow::fromDevice(const Device_t &device)
 {
     return {device[Family], device[Sn], device[Mac], device[Ip], device[Netmask], device[Gateway]};
 }
 
-QString addressName(NetworkSettingsColumn column)
+QString networkrow::addressName(Column column)
 {
     switch (column) {
     case IpColumn:
-        return tr("IP address");
+        return QStringLiteral("IP address");
     case NetmaskColumn:
-        return tr("subnet mask");
+        return QStringLiteral("subnet mask");
     case GatewayColumn:
-        return tr("gateway");
+        return QStringLiteral("gateway");
     default:
         return {};
     }
 }
 
-QString addressProblem(const QString &address)
+QString networkrow::addressProblem(const QString &address)
 {
     if (isUsableIpv4Address(address)) {
         return {};
     }
     if (address.trimmed().isEmpty()) {
-        return tr("is missing");
+        return QStringLiteral("is missing");
     }
-    return parseIpv4Address(address) ? tr("cannot be given to an instrument") : tr("is not an IPv4 address");
+    return parseIpv4Address(address) ? QStringLiteral("cannot be given to an instrument")
+                                     : QStringLiteral("is not an IPv4 address");
 }
 
-QString rowProblem(const QStringList &row)
+QString networkrow::rowProblem(const QStringList &row)
 {
-    if (row.size() < networkSettingsColumnCount) {
-        return tr("the row has fewer than six columns");
+    if (row.size() < rowLength) {
+        return QStringLiteral("the row has fewer than six columns");
     }
     if (macBytes(row.at(MacColumn)).isEmpty()) {
-        return tr("there is no MAC address that names the instrument");
+        return QStringLiteral("there is no MAC address that names the instrument");
     }
-    for (const NetworkSettingsColumn column : addressColumns) {
+    for (const Column column : addressColumns) {
         const QString text = row.at(column).trimmed();
         const QString problem = addressProblem(text);
         if (problem.isEmpty()) {
             continue;
         }
-        return text.isEmpty()
-                   ? tr("the %1 %2").arg(addressName(column), problem)
-                   : tr("the %1 \"%2\" %3").arg(addressName(column), text.left(longestQuote), problem);
+        return text.isEmpty() ? QStringLiteral("the %1 %2").arg(addressName(column), problem)
+                              : QStringLiteral("the %1 \"%2\" %3")
+                                    .arg(addressName(column), text.left(longestQuote), problem);
     }
     return {};
 }

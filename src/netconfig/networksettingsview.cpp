@@ -14,13 +14,15 @@
 
 #include <algorithm>
 
+using namespace networkrow; // this file is about its columns
+
 namespace {
 
 constexpr int rowPadding = 19;    // pixels above and below a cell's text, together
 constexpr int columnPadding = 20; // pixels beside it
 
 // What the columns behind the first have room for, changed cells being bold; the first takes the rest.
-const char *const widestTexts[networkSettingsColumnCount] = {
+const char *const widestTexts[rowLength] = {
     "", "00Y00W0000000", "DD:DD:DD:DD:DD:DD", "255.255.255.255", "255.255.255.255", "255.255.255.255"};
 
 QString pasteMessage(int rows, bool linesLeft)
@@ -103,7 +105,7 @@ void NetworkSettingsView::fitColumns()
     bold.setBold(true);
     const QFontMetrics metrics(bold);
     horizontalHeader()->setSectionResizeMode(FamilyColumn, QHeaderView::Stretch);
-    for (int column = SerialNumberColumn; column < networkSettingsColumnCount; ++column) {
+    for (int column = SerialNumberColumn; column < rowLength; ++column) {
         const int widest = metrics.horizontalAdvance(QLatin1String(widestTexts[column])) + columnPadding;
         setColumnWidth(column, std::max(widest, horizontalHeader()->sectionSizeHint(column)));
     }

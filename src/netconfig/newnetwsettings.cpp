@@ -201,13 +201,13 @@ QList<Device_t> NewNetwSettings::devicesAsShown() const
     const QList<QStringList> rows = m_model->rows();
     for (const QStringList &row : rows) {
         Device_t device;
-        device[Code] = m_codes.value(row.at(MacColumn));
-        device[Family] = row.at(FamilyColumn);
-        device[Sn] = row.at(SerialNumberColumn);
-        device[Mac] = row.at(MacColumn);
-        device[Ip] = row.at(IpColumn);
-        device[Netmask] = row.at(NetmaskColumn);
-        device[Gateway] = row.at(GatewayColumn);
+        device[Code] = m_codes.value(row.at(networkrow::MacColumn));
+        device[Family] = row.at(networkrow::FamilyColumn);
+        device[Sn] = row.at(networkrow::SerialNumberColumn);
+        device[Mac] = row.at(networkrow::MacColumn);
+        device[Ip] = row.at(networkrow::IpColumn);
+        device[Netmask] = row.at(networkrow::NetmaskColumn);
+        device[Gateway] = row.at(networkrow::GatewayColumn);
         devices.append(device);
     }
     return devices;

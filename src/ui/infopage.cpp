@@ -36,15 +36,15 @@ QString shownValue(const Device_t &device, DeviceField field)
 
 } // namespace
 
-InfoPage::InfoPage(QWidget *parent) : QWidget(parent), ui(std::make_unique<Ui::InfoPage>())
+InfoPage::InfoPage(QWidget *parent) : QWidget(parent), m_ui(std::make_unique<Ui::InfoPage>())
 {
-    ui->setupUi(this);
+    m_ui->setupUi(this);
     setAttribute(
         Qt::WA_StyledBackground); // else a widget of our own class takes no ground from the style sheet
-    ui->tableInfo->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    ui->tableInfo->horizontalHeader()->setTextElideMode(Qt::ElideRight);
-    ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
-    ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
+    m_ui->tableInfo->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_ui->tableInfo->horizontalHeader()->setTextElideMode(Qt::ElideRight);
+    m_ui->tableInfo->setColumnWidth(propertyColumn, propertyWidth);
+    m_ui->tableInfo->setColumnWidth(valueColumn, valueWidth);
 }
 
 InfoPage::~InfoPage() = default;
@@ -53,25 +53,25 @@ InfoPage::~InfoPage() = default;
 void InfoPage::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    ui->tableInfo->horizontalHeader()->setSectionResizeMode(valueColumn, QHeaderView::Stretch);
+    m_ui->tableInfo->horizontalHeader()->setSectionResizeMode(valueColumn, QHeaderView::Stretch);
 }
 
 void InfoPage::clear()
 {
-    ui->tableInfo->setRowCount(0);
-    ui->labelInfoHint->show();
+    m_ui->tableInfo->setRowCount(0);
+    m_ui->labelInfoHint->show();
 }
 
 void InfoPage::showDevice(const Device_t &device)
 {
-    ui->labelInfoHint->hide();
+    m_ui->labelInfoHint->hide();
     const int fieldRows = static_cast<int>(shownFields.size());
-    ui->tableInfo->setRowCount(fieldRows + device.extra.size());
+    m_ui->tableInfo->setRowCount(fieldRows + device.extra.size());
     int row = 0;
     for (const DeviceField field : shownFields) {
-        setRow(row, fieldLabel(field), shownValue(device, field));
+        setRow(row, devicetables::fieldLabel(field), shownValue(device, field));
         if (std::find(numberFields.begin(), numberFields.end(), field) != numberFields.end()) {
-            ui->tableInfo->item(row, valueColumn)->setFont(tabularFont());
+            m_ui->tableInfo->item(row, valueColumn)->setFont(tabularFont());
         }
         ++row;
     }
@@ -86,6 +86,6 @@ void InfoPage::setRow(int row, const QString &property, const QString &value)
     for (const QString &text : {property, value}) {
         auto item = std::make_unique<QTableWidgetItem>(text);
         item->setToolTip(text.isEmpty() ? QString() : literalText(text));
-        ui->tableInfo->setItem(row, column++, item.release()); // the table owns its items
+        m_ui->tableInfo->setItem(row, column++, item.release()); // the table owns its items
     }
 }

@@ -29,5 +29,5 @@ protected:
 private:
     void setRow(int row, const QString &property, const QString &value);
 
-    std::unique_ptr<Ui::InfoPage> ui;
+    std::unique_ptr<Ui::InfoPage> m_ui;
 };

@@ -115,7 +115,7 @@ void MainWindow::onShowAdvancedNetwConf()
     configPageActive = true;
     QList<QStringList> rows;
     for (const Device_t &device : qAsConst(devices)) {
-        rows.append(networkSettingsRow(device));
+        rows.append(networkrow::fromDevice(device));
     }
     auto *dialog = new NewNetwSettings(rows, this);
     dialog->setDevices(devices);
@@ -146,7 +146,8 @@ void MainWindow::applyNetworkSettings(NewNetwSettings *dialog, const QList<QStri
     changeNetworkConfiguration().applyList(interfaces->interfaces(), rows, [this, &asked, &rows](int row) {
         const bool goOn = asked && asked->onProgress(row, rows.size());
         if (goOn) {
-            proof.expect(rows.at(row).at(MacColumn), rows.at(row).at(IpColumn).trimmed());
+            proof.expect(rows.at(row).at(networkrow::MacColumn),
+                         rows.at(row).at(networkrow::IpColumn).trimmed());
         }
         return goOn;
     });

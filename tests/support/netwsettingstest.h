@@ -2,7 +2,6 @@
 
 #include "networksettingsmodel.h"
 #include "newnetwsettings.h"
-#include "tildelanguage.h"
 
 #include <QAbstractButton>
 #include <QApplication>

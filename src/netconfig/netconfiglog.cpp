@@ -1,0 +1,3 @@
+#include "netconfiglog.h"
+
+Q_LOGGING_CATEGORY(netconfigLog, "devicemanager.netconfig", QtInfoMsg)
