@@ -1,10 +1,10 @@
 #include "beamlineupdate.h"
 #include "imagesender.h"
+#include "lineconversation.h"
 #include "parsehex.h"
 #include "powersupplyupdate.h"
 #include "quickpacing.h"
 #include "scriptedpeer.h"
-#include "updatelink.h"
 #include "updateroom.h"
 
 #include <QFile>
@@ -172,7 +172,7 @@ void TestImagePeer::lateLineIsNoAnswer()
         connection.send("second\r\n");
     });
     const Pacing pacing = peerPacing();
-    UpdateLink link(pacing);
+    LineConversation link('\n', pacing.written);
     QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
     QCOMPARE(link.ask("one\r", pacing.tunnelConnect, Interruption::Ignored), QStringLiteral("first"));
     QThread::msleep(3UL * moment);
@@ -401,7 +401,7 @@ void TestImagePeer::consentBeforeTheLastPieceIsEarly()
         connection.send("#NAK\r\n");
     });
     const Pacing pacing = peerPacing();
-    UpdateLink link(pacing);
+    LineConversation link('\n', pacing.written);
     QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
     const auto meaning = [](const QByteArray &line) {
         return line.contains("NAK") ? ImageSender::Said::Refusal : ImageSender::Said::Consent;
@@ -416,7 +416,7 @@ void TestImagePeer::imageIsARegularFile()
     const QString pipe = folder.filePath(QStringLiteral("pipe.hex"));
     QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     for (const QString &odd : {pipe, QStringLiteral("/dev/zero"), folder.path()}) {
-        QVERIFY2(!UpdateLink::readImage(odd), qPrintable(odd));
+        QVERIFY2(!ImageSender::readImage(odd), qPrintable(odd));
         QCOMPARE(ParseHex().readFile(odd), ParseHex::badRecord);
     }
 }

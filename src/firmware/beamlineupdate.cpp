@@ -1,6 +1,7 @@
 #include "beamlineupdate.h"
 
 #include "imagesender.h"
+#include "updatetexts.h"
 
 namespace {
 
@@ -18,19 +19,18 @@ ImageSender::Said meaningOf(const QByteArray &line)
 } // namespace
 
 BeamlineUpdate::BeamlineUpdate(QObject *parent, const Pacing &pacing, const XPortPorts &ports)
-    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link(pacing)
+    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link('\n', pacing.written)
 {}
 
 bool BeamlineUpdate::program(const QString &host, const QString &filePath)
 {
-    const std::optional<QByteArray> image = UpdateLink::readImage(filePath);
+    const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(QStringLiteral("ERROR: Please select a valid firmware!"));
+        return fail(updatetexts::invalidFirmware());
     }
     if (!m_link.open(host, m_ports.tunnel, m_pacing.tunnelConnect, Interruption::Honoured)) {
-        return fail(waits::interrupted(Interruption::Honoured)
-                        ? waits::timedOutText()
-                        : QStringLiteral("ERROR: Connection Failed!!"));
+        return fail(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut()
+                                                               : updatetexts::connectionFailed());
     }
     const bool done = erase(image->size()) && write(*image);
     m_link.close();
@@ -48,12 +48,12 @@ bool BeamlineUpdate::erase(int imageBytes)
 {
     emit signalPrintMessage(QStringLiteral("Erasing Strimo memory..."));
     if (waits::interrupted(Interruption::Honoured)) {
-        return fail(waits::timedOutText());
+        return fail(updatetexts::timedOut());
     }
     const int sectors = (imageBytes + sectorBytes - 1) / sectorBytes;
     for (int sector = 0; sector < sectors; ++sector) {
         if (!isTaken("EPCSER:" + QByteArray::number(sector) + '\r')) {
-            return fail(QStringLiteral("ERROR: Flash Erase failed!"));
+            return fail(updatetexts::eraseFailed());
         }
     }
     return true;
@@ -75,11 +75,10 @@ bool BeamlineUpdate::isTaken(const QByteArray &command)
 bool BeamlineUpdate::write(const QByteArray &image)
 {
     if (!isTaken(QByteArrayLiteral("EPCSWR\r"))) {
-        return fail(QStringLiteral("ERROR: writing failed!"));
+        return fail(updatetexts::writingFailed());
     }
     ImageSender sender(m_link, m_pacing,
                        {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
                         [this] { emit signalIncreaseProgressBar(); }});
-    return sender.send(image) == ImageSender::Outcome::Consent ||
-           fail(QStringLiteral("ERROR: writing failed!"));
+    return sender.send(image) == ImageSender::Outcome::Consent || fail(updatetexts::writingFailed());
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "lineconversation.h"
 #include "pacing.h"
-#include "updatelink.h"
 #include "xportports.h"
 
 #include <QObject>
@@ -42,5 +42,5 @@ private:
 
     Pacing m_pacing;
     XPortPorts m_ports;
-    UpdateLink m_link;
+    LineConversation m_link;
 };

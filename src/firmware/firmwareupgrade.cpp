@@ -2,6 +2,7 @@
 
 #include "dspprogmode.h"
 #include "sendfirmware.h"
+#include "updatetexts.h"
 #include "xportconfiguration.h"
 
 #include <QCoreApplication>
@@ -211,7 +212,7 @@ bool firmwareUpgrade::setBaudrate(int baud, Interruption interruption)
         !(baud == normalBaudrate && configuration.rateRefused())) {
         return true;
     }
-    onErrorDetected(waits::interrupted(interruption) ? waits::timedOutText()
+    onErrorDetected(waits::interrupted(interruption) ? updatetexts::timedOut()
                                                      : QStringLiteral("ERROR: Set Baudrate failed!"));
     return false;
 }
@@ -227,7 +228,7 @@ bool firmwareUpgrade::waitForChannel(Interruption interruption)
         onLantronixTimeout();
     }
     if (waits::interrupted(interruption)) {
-        onErrorDetected(waits::timedOutText());
+        onErrorDetected(updatetexts::timedOut());
         return false;
     }
     return true;

@@ -1,5 +1,7 @@
 #include "powersupplyupdate.h"
 
+#include "updatetexts.h"
+
 #include <QRegularExpression>
 
 namespace {
@@ -9,14 +11,14 @@ constexpr int pieceBytes = 1024;
 } // namespace
 
 PowerSupplyUpdate::PowerSupplyUpdate(QObject *parent, const Pacing &pacing, const XPortPorts &ports)
-    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link(pacing)
+    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link('\n', pacing.written)
 {}
 
 bool PowerSupplyUpdate::program(const QString &host, const QString &filePath, Variant variant)
 {
-    const std::optional<QByteArray> image = UpdateLink::readImage(filePath);
+    const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(QStringLiteral("ERROR: Please select a valid firmware!"));
+        return fail(updatetexts::invalidFirmware());
     }
     if (!prepare(host, variant) || !sendImage(*image)) {
         m_link.close();
@@ -37,7 +39,7 @@ bool PowerSupplyUpdate::fail(const QString &error)
 // A step before the point of no return has failed, or was broken off.
 bool PowerSupplyUpdate::failBefore(const QString &error)
 {
-    return fail(waits::interrupted(Interruption::Honoured) ? waits::timedOutText() : error);
+    return fail(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut() : error);
 }
 
 // Nothing is lost in the instrument up to the end of this.
@@ -45,7 +47,7 @@ bool PowerSupplyUpdate::prepare(const QString &host, Variant variant)
 {
     constexpr auto rule = Interruption::Honoured;
     if (!m_link.open(host, m_ports.tunnel, m_pacing.tunnelConnect, rule)) {
-        return failBefore(QStringLiteral("ERROR: Connection Failed!!"));
+        return failBefore(updatetexts::connectionFailed());
     }
     const QString status = m_link.ask(QByteArrayLiteral("MST\r\n"), m_pacing.commandAnswer, rule);
     if (!status.startsWith(QLatin1String("#MST:"))) {
@@ -59,7 +61,7 @@ bool PowerSupplyUpdate::prepare(const QString &host, Variant variant)
         return failBefore(QStringLiteral("ERROR: DC-Link check failed!"));
     }
     emit signalPrintMessage(QStringLiteral("DC-Link: ") + dcLink);
-    return !waits::interrupted(rule) || fail(waits::timedOutText());
+    return !waits::interrupted(rule) || fail(updatetexts::timedOut());
 }
 
 // From the first byte on nothing but the instrument itself ends this.
@@ -76,7 +78,7 @@ bool PowerSupplyUpdate::sendImage(const QByteArray &image)
     case ImageSender::Outcome::Refusal:
         return fail(QStringLiteral("ERROR: ") + m_reason);
     case ImageSender::Outcome::Lost:
-        return fail(QStringLiteral("ERROR: writing failed!"));
+        return fail(updatetexts::writingFailed());
     case ImageSender::Outcome::Silence:
         break;
     }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "imagesender.h"
+#include "lineconversation.h"
 #include "pacing.h"
-#include "updatelink.h"
 #include "xportports.h"
 
 #include <QObject>
@@ -49,6 +49,6 @@ private:
 
     Pacing m_pacing;
     XPortPorts m_ports;
-    UpdateLink m_link;
+    LineConversation m_link;
     QString m_reason; // for a refusal of the image
 };

@@ -2,6 +2,7 @@
 
 #include "firmwarelog.h"
 #include "parsehex.h"
+#include "updatetexts.h"
 #include "waits.h"
 
 #include <QDeadlineTimer>
@@ -103,7 +104,7 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
         return;
     }
     if (eraseFlash(allSectors, &socket) != positiveAnswer()) {
-        emit signalErrorDetected(QStringLiteral("ERROR: Flash Erase failed!"));
+        emit signalErrorDetected(updatetexts::eraseFailed());
         return;
     }
     emit signalPrintMessage(QStringLiteral("Memory erased!"));
@@ -137,11 +138,11 @@ bool SendFirmware::openTunnel(const QString &host, QTcpSocket *socket)
         waits::pause(pacing.tunnelSettle, rule);
     }
     if (waits::interrupted(rule)) {
-        emit signalErrorDetected(waits::timedOutText());
+        emit signalErrorDetected(updatetexts::timedOut());
         return false;
     }
     if (!connected) {
-        emit signalErrorDetected(QStringLiteral("ERROR: Connection Failed!!"));
+        emit signalErrorDetected(updatetexts::connectionFailed());
     }
     return connected;
 }
@@ -236,7 +237,7 @@ bool SendFirmware::endPage(bool delivered, bool writeMode, QTcpSocket *socket)
     }
     if (writeMode && !(waits::stillConnected(*socket) && delivers(*socket) && delivered)) {
         connectionLost = true;
-        emit signalErrorDetected(QStringLiteral("ERROR: writing failed!"));
+        emit signalErrorDetected(updatetexts::writingFailed());
         return false;
     }
     return true;

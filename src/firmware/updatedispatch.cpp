@@ -3,8 +3,9 @@
 #include "beamlineupdate.h"
 #include "devicecatalogue.h"
 #include "firmwareupgrade.h"
+#include "lineconversation.h"
 #include "powersupplyupdate.h"
-#include "updatelink.h"
+#include "updatetexts.h"
 
 namespace {
 
@@ -45,10 +46,10 @@ bool firmwareUpgrade::checkVersion()
 {
     connected = false;
     onPrintMessage(QStringLiteral("Try to connect..."));
-    UpdateLink link(pacing);
+    LineConversation link('\n', pacing.written);
     if (!link.open(currentIp, ports.tunnel, pacing.versionConnect, Interruption::Honoured)) {
         onErrorDetected(waits::interrupted(Interruption::Honoured)
-                            ? waits::timedOutText()
+                            ? updatetexts::timedOut()
                             : QStringLiteral("Device Unconnected! exit..."));
         return false;
     }
@@ -61,11 +62,11 @@ bool firmwareUpgrade::checkVersion()
         return false;
     }
     const QString answer =
-        link.ask(query, pacing.versionAnswer, Interruption::Honoured, UpdateLink::Unfinished::IsAnswer);
+        link.ask(query, pacing.versionAnswer, Interruption::Honoured, LineConversation::Answer::Line);
     onPrintMessage(link.close() ? QStringLiteral("Socket closed, continue...")
                                 : QStringLiteral("ERROR: Device still connected"));
     if (waits::interrupted(Interruption::Honoured)) {
-        onErrorDetected(waits::timedOutText());
+        onErrorDetected(updatetexts::timedOut());
         return false;
     }
     if (answer.isEmpty() || answer.contains(QLatin1String("NAK"))) {
