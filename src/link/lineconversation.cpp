@@ -1,7 +1,5 @@
 #include "lineconversation.h"
 
-#include <QNetworkProxy>
-
 #include <algorithm>
 
 namespace {
@@ -25,7 +23,6 @@ LineConversation::LineConversation(char lineEnd, milliseconds written)
 bool LineConversation::open(const QString &host, quint16 port, milliseconds bound, const StopCondition &stop,
                             Refusal refusal)
 {
-    m_socket.setProxy(QNetworkProxy::NoProxy);
     m_received.clear();
     if (!waits::forConnection(m_socket, host, port, bound, stop, refusal)) {
         return false;

@@ -2,6 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QEventLoop>
+#include <QNetworkProxy>
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
@@ -68,6 +69,7 @@ bool waits::forConnection(QTcpSocket &socket, const QString &host, quint16 port,
                           const StopCondition &stop, Refusal refusal)
 {
     const QDeadlineTimer deadline(bound);
+    socket.setProxy(QNetworkProxy::NoProxy); // a desktop's proxy leads elsewhere
     socket.connectToHost(host, port);
     while (!settles(socket, deadline, stop)) {
         const bool refused = socket.error() == QAbstractSocket::ConnectionRefusedError;

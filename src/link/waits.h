@@ -41,7 +41,8 @@ using milliseconds = std::chrono::milliseconds;
 // Was the running thread asked to stop, and does that count at this point?
 bool interrupted(Interruption rule);
 
-// True when the connection stands. A socket that did not connect is unconnected afterwards.
+// The one place where the program opens a TCP connection: always to the instrument itself, past any proxy
+// of the desktop. True when the connection stands. A socket that did not connect is unconnected afterwards.
 bool forConnection(QTcpSocket &socket, const QString &host, quint16 port, milliseconds bound,
                    const StopCondition &stop, Refusal refusal = Refusal::IsNoAnswer);
 
