@@ -151,12 +151,12 @@ TestImagePeer::Report TestImagePeer::update(const ScriptedPeer &peer, const Paci
                                             const More &...more)
 {
     Report report;
-    Procedure procedure(nullptr, pacing, tunnelPort(peer));
+    Procedure procedure(pacing, tunnelPort(peer), more...);
     connect(&procedure, &Procedure::signalErrorDetected, this,
             [&report](const QString &error) { report.errors << error; });
     connect(&procedure, &Procedure::signalPrintMessage, this,
             [&report](const QString &message) { report.messages << message; });
-    report.updated = procedure.program(loopback, path, more...);
+    report.updated = procedure.program(loopback, path);
     return report;
 }
 

@@ -18,8 +18,8 @@ ImageSender::Said meaningOf(const QByteArray &line)
 
 } // namespace
 
-BeamlineUpdate::BeamlineUpdate(QObject *parent, const Pacing &pacing, const XPortPorts &ports)
-    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link('\n', pacing.written)
+BeamlineUpdate::BeamlineUpdate(const Pacing &pacing, const XPortPorts &ports)
+    : UpdateProcedure(pacing, ports), m_link('\n', pacing.written)
 {}
 
 bool BeamlineUpdate::program(const QString &host, const QString &filePath)
@@ -28,25 +28,18 @@ bool BeamlineUpdate::program(const QString &host, const QString &filePath)
     if (!image) {
         return fail(updatetexts::invalidFirmware());
     }
-    if (!m_link.open(host, m_ports.tunnel, m_pacing.tunnelConnect, Interruption::Honoured)) {
-        return fail(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut()
-                                                               : updatetexts::connectionFailed());
+    if (!m_link.open(host, ports().tunnel, pacing().tunnelConnect, Interruption::Honoured)) {
+        return failBefore(updatetexts::connectionFailed());
     }
-    const bool done = erase(image->size()) && write(*image);
+    const bool written = erase(image->size()) && write(*image);
     m_link.close();
-    return done;
-}
-
-bool BeamlineUpdate::fail(const QString &error)
-{
-    emit signalErrorDetected(error);
-    return false;
+    return written && done();
 }
 
 // From the first command on the old image is gone, so nobody's impatience ends this any more.
 bool BeamlineUpdate::erase(int imageBytes)
 {
-    emit signalPrintMessage(QStringLiteral("Erasing Strimo memory..."));
+    print(QStringLiteral("Erasing Strimo memory..."));
     if (waits::interrupted(Interruption::Honoured)) {
         return fail(updatetexts::timedOut());
     }
@@ -68,7 +61,7 @@ bool BeamlineUpdate::isTaken(const QByteArray &command)
             return false;
         }
     }
-    const QString answer = m_link.ask(command, m_pacing.eraseAnswer, Interruption::Ignored);
+    const QString answer = m_link.ask(command, pacing().eraseAnswer, Interruption::Ignored);
     return meaningOf(answer.toLatin1()) == ImageSender::Said::Consent;
 }
 
@@ -77,8 +70,8 @@ bool BeamlineUpdate::write(const QByteArray &image)
     if (!isTaken(QByteArrayLiteral("EPCSWR\r"))) {
         return fail(updatetexts::writingFailed());
     }
-    ImageSender sender(m_link, m_pacing,
-                       {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
+    ImageSender sender(m_link, pacing(),
+                       {pieceBytes, pacing().imageAnswer, pacing().imageAnswer, meaningOf,
                         [this] { emit signalIncreaseProgressBar(); }});
     return sender.send(image) == ImageSender::Outcome::Consent || fail(updatetexts::writingFailed());
 }

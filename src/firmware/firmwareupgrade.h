@@ -2,20 +2,18 @@
 
 #include "device.h"
 #include "pacing.h"
-#include "waits.h"
 #include "xportports.h"
 
 #include <QList>
 #include <QString>
 #include <QThread>
 
-class dspProgMode;
-class SendFirmware;
-class xPortConfiguration;
+class UpdateProcedure;
 
-// The thread that updates one instrument. The firmware page makes one for each instrument, starts it
-// and follows its signals; it works on copies and shares nothing with the page afterwards. A request
-// to interrupt it is honoured while nothing is lost by stopping (see Interruption).
+// The thread that updates one instrument: it finds out which procedure the instrument needs and hands over
+// to it. The firmware page makes one for each instrument, starts it and follows its signals; it works on
+// copies and shares nothing with the page afterwards. A request to interrupt it is honoured while nothing is
+// lost by stopping (see Interruption).
 //
 // Every run that had something to do ends with exactly one of signalProcedureCompleted() and
 // signalErrorDetected(), as its last word.
@@ -42,10 +40,11 @@ signals:
     void signalRemoveSelectedDevice(int index);
 
 public slots:
-    // Called by the helpers of a run, on the run's own thread.
+    // Called by the procedure of a run, on the run's own thread.
     void onIncreaseProgressBar();
     void onErrorDetected(const QString &errorMessage);
     void onPrintMessage(const QString &message);
+    // While a module restarts its serial line: counted for the debug log alone.
     void onLantronixTimeout();
     void onLantronixTimeoutReset();
 
@@ -69,38 +68,21 @@ private:
     bool dispatch();
     bool updatePowerSupply(int variant);
     bool updateBeamline();
-    template <typename Procedure>
-    void followImage(const Procedure &procedure);
-    void onImageStep();
-    bool imageDone();
-
     bool updateRovanFirmware();
-    bool programDsp(const QString &host, const QString &filePath, int target);
-    bool restartDsps();
-    bool setBaudrate(int baud, Interruption interruption);
-    bool waitForChannel(Interruption interruption);
-    bool stageDone();
-    void setProgress(int value);
-    void spreadProgress(const QString &filePath);
+    bool carryOut(UpdateProcedure &procedure);
+    void setProgress(int position);
 
-    void follow(const xPortConfiguration &configuration);
-    void follow(const dspProgMode &dsp);
-    void follow(const SendFirmware &sender);
+    QString m_firmwareFile;
+    int m_rowCount;
+    QList<bool> m_selection;
+    QList<Device_t> m_devices;
+    QString m_manualIp;
+    QString m_currentIp;
+    QString m_currentCode;
+    bool m_connected = false;
 
-    QString firmwareFile;
-    int rowCount;
-    QList<bool> selection;
-    QList<Device_t> deviceList;
-    QString manualAddress;
-    QString currentIp;
-    QString currentCode;
-    bool connected = false;
-
-    bool errorFlag = false; // some helper has reported an error
-    int progress = 0;       // where the progress bar stands
-    int stepsPerMove = 1;   // steps of a long file that move it by one
-    int pendingSteps = 0;
-    int channelWaits = 0; // for the XPort, since it was given a new speed
-    Pacing pacing;
-    XPortPorts ports;
+    int m_progress = 0;     // where the progress bar stands
+    int m_channelWaits = 0; // for the module, since it was given a new speed
+    Pacing m_pacing;
+    XPortPorts m_ports;
 };
