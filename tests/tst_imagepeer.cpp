@@ -151,7 +151,8 @@ TestImagePeer::Report TestImagePeer::update(const ScriptedPeer &peer, const Paci
                                             const More &...more)
 {
     Report report;
-    Procedure procedure(pacing, tunnelPort(peer), more...);
+    PointOfNoReturn noReturn;
+    Procedure procedure(noReturn, pacing, tunnelPort(peer), more...);
     connect(&procedure, &Procedure::signalErrorDetected, this,
             [&report](const QString &error) { report.errors << error; });
     connect(&procedure, &Procedure::signalPrintMessage, this,

@@ -154,6 +154,7 @@ void TestRovanUpdate::eachDspIsProgrammed()
         QStringLiteral("Process completed! wait for restart..."),
     };
     QVERIFY2(record.log == expected, qPrintable(record.log.join(QLatin1Char(10))));
+    QCOMPARE(record.lastStoppable, QStringLiteral("Program..."));
     QCOMPARE(record.completed, 1);
     QCOMPARE(record.failed, 0);
     QCOMPARE(record.last, QStringLiteral("completed"));
@@ -341,6 +342,7 @@ void TestRovanUpdate::interruptionBeforeTheEraseIsHonoured()
     const UpdateRecord record = run(pacing, line);
     verifyFailed(record, {timedOut});
     QCOMPARE(record.log.last(), timedOut);
+    QVERIFY(record.wasStopped);
     QVERIFY(driver->dump(control) == before);
 }
 

@@ -18,15 +18,15 @@ ImageSender::Said meaningOf(const QByteArray &line)
 
 } // namespace
 
-BeamlineUpdate::BeamlineUpdate(const Pacing &pacing, const XPortPorts &ports)
-    : UpdateProcedure(pacing, ports), m_link('\n', pacing.written)
+BeamlineUpdate::BeamlineUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports)
+    : UpdateProcedure(noReturn, pacing, ports), m_link('\n', pacing.written)
 {}
 
 bool BeamlineUpdate::program(const QString &host, const QString &filePath)
 {
     const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(updatetexts::invalidFirmware());
+        return failBefore(updatetexts::invalidFirmware());
     }
     if (!m_link.open(host, ports().tunnel, pacing().tunnelConnect, Interruption::Honoured)) {
         return failBefore(updatetexts::connectionFailed());
@@ -40,8 +40,8 @@ bool BeamlineUpdate::program(const QString &host, const QString &filePath)
 bool BeamlineUpdate::erase(int imageBytes)
 {
     print(QStringLiteral("Erasing Strimo memory..."));
-    if (waits::interrupted(Interruption::Honoured)) {
-        return fail(updatetexts::timedOut());
+    if (!passNoReturn()) {
+        return false;
     }
     const int sectors = (imageBytes + sectorBytes - 1) / sectorBytes;
     for (int sector = 0; sector < sectors; ++sector) {

@@ -18,7 +18,7 @@ class BeamlineUpdate : public UpdateProcedure
     Q_OBJECT
 
 public:
-    BeamlineUpdate(const Pacing &pacing, const XPortPorts &ports);
+    BeamlineUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports);
 
     bool program(const QString &host, const QString &filePath) override;
 

@@ -54,11 +54,12 @@ firmwareUpgrade::~firmwareUpgrade()
 // it is, or a request to stop, ends the run.
 void firmwareUpgrade::run()
 {
-    const Outcome selected = updateSelected();
+    m_wasStopped = false;
+    const Outcome selected = ended(updateSelected());
     Outcome outcome = selected;
     const bool stopped = selected == Outcome::Failed && waits::interrupted(Interruption::Honoured);
     if (selected != Outcome::Unanswered && !stopped && !m_manualIp.isEmpty()) {
-        const Outcome manual = updateManual();
+        const Outcome manual = ended(updateManual());
         outcome = selected == Outcome::Failed ? selected : manual;
     }
     if (outcome == Outcome::Completed) {
@@ -102,6 +103,7 @@ int firmwareUpgrade::firstSelected() const
 // The bar tells nothing of the instrument before, whatever becomes of this one.
 void firmwareUpgrade::begin()
 {
+    m_noReturn.reset();
     setProgress(0);
     onPrintMessage(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ==="));
     onPrintMessage(QStringLiteral("Device IP: ") + m_currentIp);
@@ -112,14 +114,14 @@ void firmwareUpgrade::begin()
 // before anything is sent to them.
 firmwareUpgrade::Outcome firmwareUpgrade::updateByCode()
 {
-    const auto ended = [](bool completed) { return completed ? Outcome::Completed : Outcome::Failed; };
+    const auto outcome = [](bool completed) { return completed ? Outcome::Completed : Outcome::Failed; };
     if (devicecatalogue::is4100(m_currentCode)) {
-        return ended(updateRovanFirmware());
+        return outcome(updateRovanFirmware());
     }
     if (devicecatalogue::is1F80(m_currentCode)) {
-        return ended(updatePowerSupply(0));
+        return outcome(updatePowerSupply(0));
     }
-    return checkVersion() ? ended(dispatch()) : Outcome::Unanswered;
+    return checkVersion() ? outcome(dispatch()) : Outcome::Unanswered;
 }
 
 bool firmwareUpgrade::checkVersion()
@@ -128,33 +130,32 @@ bool firmwareUpgrade::checkVersion()
     onPrintMessage(QStringLiteral("Try to connect..."));
     LineConversation link('\n', m_pacing.written);
     if (!link.open(m_currentIp, m_ports.tunnel, m_pacing.versionConnect, Interruption::Honoured)) {
-        onErrorDetected(waits::interrupted(Interruption::Honoured)
-                            ? updatetexts::timedOut()
-                            : QStringLiteral("Device Unconnected! exit..."));
-        return false;
+        return failBefore(QStringLiteral("Device Unconnected! exit..."));
     }
     onPrintMessage(QStringLiteral("Device Connected!"));
     m_connected = true;
     onPrintMessage(QStringLiteral("Check version..."));
     const QByteArray query = versionQuery(m_currentCode);
     if (query.isEmpty()) {
-        onErrorDetected(unsupportedText(m_currentCode));
-        return false;
+        return failBefore(unsupportedText(m_currentCode));
     }
     const QString answer =
         link.ask(query, m_pacing.versionAnswer, Interruption::Honoured, LineConversation::Answer::Line);
     onPrintMessage(link.close() ? QStringLiteral("Socket closed, continue...")
                                 : QStringLiteral("ERROR: Device still connected"));
-    if (waits::interrupted(Interruption::Honoured)) {
-        onErrorDetected(updatetexts::timedOut());
-        return false;
-    }
-    if (answer.isEmpty() || answer.contains(QLatin1String("NAK"))) {
-        onErrorDetected(QStringLiteral("No response from device"));
-        return false;
+    const bool stopped = waits::interrupted(Interruption::Honoured);
+    if (stopped || answer.isEmpty() || answer.contains(QLatin1String("NAK"))) {
+        return failBefore(QStringLiteral("No response from device"));
     }
     onPrintMessage(QStringLiteral("Device name: ") + answer);
     return true;
+}
+
+// Before the point of no return: it may have failed because it was asked to stop.
+bool firmwareUpgrade::failBefore(const QString &error)
+{
+    onErrorDetected(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut() : error);
+    return false;
 }
 
 // The first that matches.
@@ -175,25 +176,24 @@ bool firmwareUpgrade::dispatch()
     if (devicecatalogue::isBeamline(m_currentCode)) {
         return updateBeamline();
     }
-    onErrorDetected(unsupportedText(m_currentCode));
-    return false;
+    return failBefore(unsupportedText(m_currentCode));
 }
 
 bool firmwareUpgrade::updatePowerSupply(int variant)
 {
-    PowerSupplyUpdate update(m_pacing, m_ports, static_cast<PowerSupplyUpdate::Variant>(variant));
+    PowerSupplyUpdate update(m_noReturn, m_pacing, m_ports, static_cast<PowerSupplyUpdate::Variant>(variant));
     return carryOut(update);
 }
 
 bool firmwareUpgrade::updateBeamline()
 {
-    BeamlineUpdate update(m_pacing, m_ports);
+    BeamlineUpdate update(m_noReturn, m_pacing, m_ports);
     return carryOut(update);
 }
 
 bool firmwareUpgrade::updateRovanFirmware()
 {
-    MotorDriverUpdate update(m_pacing, m_ports);
+    MotorDriverUpdate update(m_noReturn, m_pacing, m_ports);
     connect(&update, &MotorDriverUpdate::signalProgressReached, this, &firmwareUpgrade::setProgress,
             Qt::DirectConnection);
     connect(&update, &MotorDriverUpdate::signalLantronixTimeout, this, &firmwareUpgrade::onLantronixTimeout,
@@ -214,6 +214,16 @@ bool firmwareUpgrade::carryOut(UpdateProcedure &procedure)
     connect(&procedure, &UpdateProcedure::signalPrintMessage, this, &firmwareUpgrade::onPrintMessage,
             Qt::DirectConnection);
     return procedure.program(m_currentIp, m_firmwareFile);
+}
+
+// Every step before the point of no return looks for a request to stop as soon as it fails.
+firmwareUpgrade::Outcome firmwareUpgrade::ended(Outcome outcome)
+{
+    const bool failed = outcome == Outcome::Failed || outcome == Outcome::Unanswered;
+    if (failed && canBeStopped() && waits::interrupted(Interruption::Honoured)) {
+        m_wasStopped = true;
+    }
+    return outcome;
 }
 
 void firmwareUpgrade::setProgress(int position)

@@ -2,18 +2,21 @@
 
 #include "device.h"
 #include "pacing.h"
+#include "pointofnoreturn.h"
 #include "xportports.h"
 
 #include <QList>
 #include <QString>
 #include <QThread>
 
+#include <atomic>
+
 class UpdateProcedure;
 
 // The thread that updates one instrument: it finds out which procedure the instrument needs and hands over
 // to it. The firmware page makes one for each instrument, starts it and follows its signals; it works on
 // copies and shares nothing with the page afterwards. A request to interrupt it is honoured while nothing is
-// lost by stopping (see Interruption).
+// lost by stopping (see canBeStopped).
 //
 // Every run that had something to do ends with exactly one of signalProcedureCompleted() and
 // signalErrorDetected(), as its last word.
@@ -30,6 +33,12 @@ public:
 
     // Asks a run to stop and waits until it has come to a place where it may.
     ~firmwareUpgrade() override;
+
+    // Both for any thread. True until the instrument at hand is about to lose its old firmware; a request to
+    // interrupt that comes later changes nothing for this instrument.
+    bool canBeStopped() const { return !m_noReturn.isPassed(); }
+    // The run has failed because it was asked to stop, and for no other reason.
+    bool wasStopped() const { return m_wasStopped; }
 
 signals:
     void signalPrintMessage(QString message, bool append);
@@ -65,12 +74,14 @@ private:
     void begin();
     Outcome updateByCode();
     bool checkVersion();
+    bool failBefore(const QString &error);
     bool dispatch();
     bool updatePowerSupply(int variant);
     bool updateBeamline();
     bool updateRovanFirmware();
     bool carryOut(UpdateProcedure &procedure);
     void setProgress(int position);
+    Outcome ended(Outcome outcome);
 
     QString m_firmwareFile;
     int m_rowCount;
@@ -81,6 +92,8 @@ private:
     QString m_currentCode;
     bool m_connected = false;
 
+    PointOfNoReturn m_noReturn;
+    std::atomic_bool m_wasStopped{false};
     int m_progress = 0;     // where the progress bar stands
     int m_channelWaits = 0; // for the module, since it was given a new speed
     Pacing m_pacing;

@@ -55,20 +55,20 @@ bool MotorDriverUpdate::program(const QString &host, const QString &filePath)
     print(QStringLiteral("Update Rovan-Motor Firmware:"));
     const Target *target = targetOf(filePath);
     if (target == nullptr) {
-        return fail(QStringLiteral("ERROR: wrong Firmware!"));
+        return failBefore(QStringLiteral("ERROR: wrong Firmware!"));
     }
     print(QStringLiteral("The '%1' will be programmed...").arg(QLatin1String(target->description)));
     // Asked now, while the instrument still runs its old firmware undisturbed.
     const QString objection = SendFirmware::objectionTo(filePath);
     if (!objection.isEmpty()) {
-        return fail(objection);
+        return failBefore(objection);
     }
     if (!setBaudrate(programmingBaudrate, Interruption::Honoured) ||
         !waitForChannel(Interruption::Honoured)) {
         return false;
     }
     done();
-    SendFirmware sender(nullptr, pacing(), ports());
+    SendFirmware sender(nullptr, pacing(), ports(), &noReturn());
     if (!programDsp(sender, target->state)) {
         return false;
     }

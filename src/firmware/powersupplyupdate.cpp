@@ -10,15 +10,16 @@ constexpr int pieceBytes = 1024;
 
 } // namespace
 
-PowerSupplyUpdate::PowerSupplyUpdate(const Pacing &pacing, const XPortPorts &ports, Variant variant)
-    : UpdateProcedure(pacing, ports), m_variant(variant), m_link('\n', pacing.written)
+PowerSupplyUpdate::PowerSupplyUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports,
+                                     Variant variant)
+    : UpdateProcedure(noReturn, pacing, ports), m_variant(variant), m_link('\n', pacing.written)
 {}
 
 bool PowerSupplyUpdate::program(const QString &host, const QString &filePath)
 {
     const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(updatetexts::invalidFirmware());
+        return failBefore(updatetexts::invalidFirmware());
     }
     if (!prepare(host) || !sendImage(*image)) {
         m_link.close();
@@ -49,7 +50,7 @@ bool PowerSupplyUpdate::prepare(const QString &host)
         return failBefore(QStringLiteral("ERROR: DC-Link check failed!"));
     }
     print(QStringLiteral("DC-Link: ") + dcLink);
-    return !waits::interrupted(rule) || fail(updatetexts::timedOut());
+    return passNoReturn();
 }
 
 // From the first byte on nothing but the instrument itself ends this.

@@ -26,7 +26,8 @@ public:
     // Which register holds the DC link.
     enum class Variant { Standard = 0, Modular = 1 };
 
-    PowerSupplyUpdate(const Pacing &pacing, const XPortPorts &ports, Variant variant);
+    PowerSupplyUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports,
+                      Variant variant);
 
     bool program(const QString &host, const QString &filePath) override;
 

@@ -2,6 +2,7 @@
 
 #include "firmwarelog.h"
 #include "parsehex.h"
+#include "pointofnoreturn.h"
 #include "updatetexts.h"
 #include "waits.h"
 
@@ -70,8 +71,9 @@ bool fits(unsigned address, const QByteArray &data)
 
 } // namespace
 
-SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts)
-    : QObject(parent), pacing(times), ports(tcpPorts)
+SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts,
+                           PointOfNoReturn *pointOfNoReturn)
+    : QObject(parent), pacing(times), ports(tcpPorts), noReturn(pointOfNoReturn)
 {}
 
 SendFirmware::~SendFirmware() = default;
@@ -101,6 +103,10 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
     }
     QTcpSocket socket;
     if (!openTunnel(host, &socket)) {
+        return;
+    }
+    if (noReturn != nullptr && !noReturn->pass()) {
+        emit signalErrorDetected(updatetexts::timedOut());
         return;
     }
     if (eraseFlash(allSectors, &socket) != positiveAnswer()) {

@@ -3,8 +3,8 @@
 #include "updatetexts.h"
 #include "waits.h"
 
-UpdateProcedure::UpdateProcedure(const Pacing &pacing, const XPortPorts &ports)
-    : m_pacing(pacing), m_ports(ports)
+UpdateProcedure::UpdateProcedure(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports)
+    : m_noReturn(noReturn), m_pacing(pacing), m_ports(ports)
 {}
 
 bool UpdateProcedure::done()
@@ -22,4 +22,9 @@ bool UpdateProcedure::fail(const QString &error)
 bool UpdateProcedure::failBefore(const QString &error)
 {
     return fail(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut() : error);
+}
+
+bool UpdateProcedure::passNoReturn()
+{
+    return m_noReturn.pass() || fail(updatetexts::timedOut());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pacing.h"
+#include "pointofnoreturn.h"
 #include "xportports.h"
 
 #include <QObject>
@@ -14,10 +15,10 @@ class UpdateProcedure : public QObject
     Q_OBJECT
 
 public:
-    UpdateProcedure(const Pacing &pacing, const XPortPorts &ports);
+    UpdateProcedure(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports);
 
     // The whole update of the instrument at this address. False after signalErrorDetected(). A request to
-    // interrupt the thread is honoured while nothing is lost by stopping.
+    // interrupt the thread is honoured up to the point of no return.
     virtual bool program(const QString &host, const QString &filePath) = 0;
 
 signals:
@@ -28,13 +29,16 @@ signals:
 protected:
     const Pacing &pacing() const { return m_pacing; }
     const XPortPorts &ports() const { return m_ports; }
+    PointOfNoReturn &noReturn() { return m_noReturn; }
 
     void print(const QString &message) { emit signalPrintMessage(message); }
     bool done();                           // true, and says so
     bool fail(const QString &error);       // false, and says why
     bool failBefore(const QString &error); // the same for a step that a request to stop may have ended
+    bool passNoReturn();                   // true, or fails because it was asked to stop
 
 private:
+    PointOfNoReturn &m_noReturn;
     Pacing m_pacing;
     XPortPorts m_ports;
 };
