@@ -1,7 +1,8 @@
 #include "imagesender.h"
+#include "lineconversation.h"
+#include "pacing.h"
 #include "ratioreporter.h"
 #include "scriptedpeer.h"
-#include "updatelink.h"
 
 #include <QCoreApplication>
 #include <QTcpSocket>
@@ -38,7 +39,7 @@ void sendInPieces(benchmark::State &state, int pieceBytes)
     while (state.KeepRunning()) {
         state.PauseTiming();
         const ScriptedPeer peer(instrument());
-        UpdateLink link(pacing);
+        LineConversation link('\n', pacing.written);
         const bool open =
             link.open(QStringLiteral("127.0.0.1"), peer.port(), pacing.tunnelConnect, Interruption::Ignored);
         state.ResumeTiming();

@@ -37,7 +37,6 @@ private slots:
 
     void interruptionEndsEachWait_data();
     void interruptionEndsEachWait();
-    void interruptionCanBeIgnored();
 
 private:
     struct Report
@@ -369,21 +368,6 @@ void TestDspProgMode::interruptionEndsEachWait()
     run.interrupt();
     QVERIFY(run.wait(20000));
     QCOMPARE(report.errors, timedOut);
-}
-
-void TestDspProgMode::interruptionCanBeIgnored()
-{
-    const ScriptedPeer module(obey);
-    Report report;
-    ThreadRun run([&] {
-        QThread::currentThread()->requestInterruption();
-        dspProgMode mode(nullptr, Interruption::Ignored, quickPacing(), portsOf(module.port(), 1));
-        follow(mode, &report);
-        mode.setState(0, loopback);
-    });
-    QVERIFY(run.wait(20000));
-    QCOMPARE(report.errors, QStringList());
-    QTRY_COMPARE(module.received().toHex(), commands("07").join().toHex());
 }
 
 QTEST_GUILESS_MAIN(TestDspProgMode)

@@ -1,10 +1,10 @@
 #include "beamlineupdate.h"
 #include "imagesender.h"
+#include "lineconversation.h"
 #include "parsehex.h"
 #include "powersupplyupdate.h"
 #include "quickpacing.h"
 #include "scriptedpeer.h"
-#include "updatelink.h"
 #include "updateroom.h"
 
 #include <QFile>
@@ -151,12 +151,13 @@ TestImagePeer::Report TestImagePeer::update(const ScriptedPeer &peer, const Paci
                                             const More &...more)
 {
     Report report;
-    Procedure procedure(nullptr, pacing, tunnelPort(peer));
+    PointOfNoReturn noReturn;
+    Procedure procedure(noReturn, pacing, tunnelPort(peer), more...);
     connect(&procedure, &Procedure::signalErrorDetected, this,
             [&report](const QString &error) { report.errors << error; });
     connect(&procedure, &Procedure::signalPrintMessage, this,
             [&report](const QString &message) { report.messages << message; });
-    report.updated = procedure.program(loopback, path, more...);
+    report.updated = procedure.program(loopback, path);
     return report;
 }
 
@@ -172,7 +173,7 @@ void TestImagePeer::lateLineIsNoAnswer()
         connection.send("second\r\n");
     });
     const Pacing pacing = peerPacing();
-    UpdateLink link(pacing);
+    LineConversation link('\n', pacing.written);
     QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
     QCOMPARE(link.ask("one\r", pacing.tunnelConnect, Interruption::Ignored), QStringLiteral("first"));
     QThread::msleep(3UL * moment);
@@ -401,7 +402,7 @@ void TestImagePeer::consentBeforeTheLastPieceIsEarly()
         connection.send("#NAK\r\n");
     });
     const Pacing pacing = peerPacing();
-    UpdateLink link(pacing);
+    LineConversation link('\n', pacing.written);
     QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
     const auto meaning = [](const QByteArray &line) {
         return line.contains("NAK") ? ImageSender::Said::Refusal : ImageSender::Said::Consent;
@@ -416,7 +417,7 @@ void TestImagePeer::imageIsARegularFile()
     const QString pipe = folder.filePath(QStringLiteral("pipe.hex"));
     QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     for (const QString &odd : {pipe, QStringLiteral("/dev/zero"), folder.path()}) {
-        QVERIFY2(!UpdateLink::readImage(odd), qPrintable(odd));
+        QVERIFY2(!ImageSender::readImage(odd), qPrintable(odd));
         QCOMPARE(ParseHex().readFile(odd), ParseHex::badRecord);
     }
 }

@@ -95,6 +95,8 @@ void TestImageUpdate::writesTheImage()
 
     // What a power supply says about it is told.
     const bool talks = question.startsWith(QLatin1String("MR"));
+    QVERIFY2(seen.lastStoppable.startsWith(talks ? QLatin1String("DC-Link: ") : QLatin1String("Erasing")),
+             qPrintable(seen.lastStoppable));
     QCOMPARE(!seen.log.filter(QStringLiteral("DC-Link: ")).isEmpty(), talks);
     QCOMPARE(seen.log.contains(QStringLiteral("Receiving firmware")), talks);
     QCOMPARE(seen.log.filter(QStringLiteral(" bytes received")).size(), talks ? 2 : 0);
@@ -166,7 +168,7 @@ void TestImageUpdate::faultsEndTheRun()
     const QByteArray before = updateroom::imageIn(lab);
     QVERIFY(before != image);
     const Run seen = this->update(codeOf(played));
-    QVERIFY(seen.ended);
+    QVERIFY(seen.ended && !seen.wasStopped);
     QVERIFY2(seen.completed == 0 && seen.failed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(seen.log.last(), error);
     QCOMPARE(seen.progress.value(0, -1), 0);
@@ -256,6 +258,7 @@ void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
     const Run seen = update(codeOf(played), stopAt);
     QVERIFY2(seen.failed == 1 && seen.completed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Update timed out!"));
+    QVERIFY(seen.wasStopped);
     QVERIFY(imagerun::linesOf(lab).filter(QStringLiteral("EPCS")).isEmpty());
     QCOMPARE(updateroom::imageIn(lab), before);
 }
@@ -267,7 +270,7 @@ void TestImageUpdate::stopBehindTheFirstEraseIsNot()
     const auto erased = [&lab] { return !lab.events(QStringLiteral("sectorErased")).isEmpty(); };
     const Run seen =
         imagerun::run({{true}, {imagerun::device(QStringLiteral("2100"))}, path, {}, {}, -1, erased});
-    QVERIFY(seen.stopRequested);
+    QVERIFY(seen.stopRequested && !seen.wasStopped);
     QVERIFY2(seen.failed == 0 && seen.completed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
     QVERIFY(updateroom::storedIs(lab, image));
 }

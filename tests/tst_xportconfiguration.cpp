@@ -28,7 +28,6 @@ private slots:
     void unreachableModuleFails();
     void interruptionEndsTheDialogueSoon_data();
     void interruptionEndsTheDialogueSoon();
-    void interruptionCanBeIgnored();
     void bannerWordIsTheMac();
 
 private:
@@ -59,9 +58,8 @@ XPortPorts setupPort(quint16 port)
 // The code under test at the setup port of this module.
 struct Configuration : xPortConfiguration
 {
-    explicit Configuration(const ScriptedPeer &module, const Pacing &waits = quickPacing(),
-                           Interruption manner = Interruption::Honoured)
-        : xPortConfiguration(nullptr, manner, waits, setupPort(module.port()))
+    explicit Configuration(const ScriptedPeer &module, const Pacing &waits = quickPacing())
+        : xPortConfiguration(nullptr, Interruption::Honoured, waits, setupPort(module.port()))
     {}
 };
 
@@ -266,20 +264,6 @@ void TestXPortConfiguration::interruptionEndsTheDialogueSoon()
     QVERIFY(run.wait(20000));
     QVERIFY(!result);
     QVERIFY(module.received().count("\r\n") <= lines + 1); // no Enter after Enter
-}
-
-void TestXPortConfiguration::interruptionCanBeIgnored()
-{
-    const ScriptedPeer module([](Connection &connection) { wholeMenu(connection, 1); });
-    bool result = false;
-    ThreadRun run([&] {
-        QThread::currentThread()->requestInterruption();
-        Configuration configuration(module, quickPacing(), Interruption::Ignored);
-        result = configuration.setBaudrate(loopback, 921600);
-    });
-    QVERIFY(run.wait(20000));
-    QVERIFY(result);
-    QTRY_VERIFY(module.received().endsWith("9\r\n"));
 }
 
 void TestXPortConfiguration::bannerWordIsTheMac()

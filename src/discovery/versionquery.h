@@ -16,9 +16,6 @@ struct TcpWaits
 // after this many read waits, so that a module which trickles bytes cannot hold a scan up.
 constexpr int lineWaits = 3;
 
-// A reply line collects no more than this; what follows is not read.
-constexpr int maxLineSize = 64 * 1024;
-
 // The XPort module's TCP port to the serial line behind it.
 constexpr quint16 serialTunnelPort = 10001;
 

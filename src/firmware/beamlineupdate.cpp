@@ -1,6 +1,7 @@
 #include "beamlineupdate.h"
 
 #include "imagesender.h"
+#include "updatetexts.h"
 
 namespace {
 
@@ -17,43 +18,35 @@ ImageSender::Said meaningOf(const QByteArray &line)
 
 } // namespace
 
-BeamlineUpdate::BeamlineUpdate(QObject *parent, const Pacing &pacing, const XPortPorts &ports)
-    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link(pacing)
+BeamlineUpdate::BeamlineUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports)
+    : UpdateProcedure(noReturn, pacing, ports), m_link('\n', pacing.written)
 {}
 
 bool BeamlineUpdate::program(const QString &host, const QString &filePath)
 {
-    const std::optional<QByteArray> image = UpdateLink::readImage(filePath);
+    const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(QStringLiteral("ERROR: Please select a valid firmware!"));
+        return failBefore(updatetexts::invalidFirmware());
     }
-    if (!m_link.open(host, m_ports.tunnel, m_pacing.tunnelConnect, Interruption::Honoured)) {
-        return fail(waits::interrupted(Interruption::Honoured)
-                        ? waits::timedOutText()
-                        : QStringLiteral("ERROR: Connection Failed!!"));
+    if (!m_link.open(host, ports().tunnel, pacing().tunnelConnect, Interruption::Honoured)) {
+        return failBefore(updatetexts::connectionFailed());
     }
-    const bool done = erase(image->size()) && write(*image);
+    const bool written = erase(image->size()) && write(*image);
     m_link.close();
-    return done;
-}
-
-bool BeamlineUpdate::fail(const QString &error)
-{
-    emit signalErrorDetected(error);
-    return false;
+    return written && done();
 }
 
 // From the first command on the old image is gone, so nobody's impatience ends this any more.
 bool BeamlineUpdate::erase(int imageBytes)
 {
-    emit signalPrintMessage(QStringLiteral("Erasing Strimo memory..."));
-    if (waits::interrupted(Interruption::Honoured)) {
-        return fail(waits::timedOutText());
+    print(QStringLiteral("Erasing Strimo memory..."));
+    if (!passNoReturn()) {
+        return false;
     }
     const int sectors = (imageBytes + sectorBytes - 1) / sectorBytes;
     for (int sector = 0; sector < sectors; ++sector) {
         if (!isTaken("EPCSER:" + QByteArray::number(sector) + '\r')) {
-            return fail(QStringLiteral("ERROR: Flash Erase failed!"));
+            return fail(updatetexts::eraseFailed());
         }
     }
     return true;
@@ -68,18 +61,17 @@ bool BeamlineUpdate::isTaken(const QByteArray &command)
             return false;
         }
     }
-    const QString answer = m_link.ask(command, m_pacing.eraseAnswer, Interruption::Ignored);
+    const QString answer = m_link.ask(command, pacing().eraseAnswer, Interruption::Ignored);
     return meaningOf(answer.toLatin1()) == ImageSender::Said::Consent;
 }
 
 bool BeamlineUpdate::write(const QByteArray &image)
 {
     if (!isTaken(QByteArrayLiteral("EPCSWR\r"))) {
-        return fail(QStringLiteral("ERROR: writing failed!"));
+        return fail(updatetexts::writingFailed());
     }
-    ImageSender sender(m_link, m_pacing,
-                       {pieceBytes, m_pacing.imageAnswer, m_pacing.imageAnswer, meaningOf,
+    ImageSender sender(m_link, pacing(),
+                       {pieceBytes, pacing().imageAnswer, pacing().imageAnswer, meaningOf,
                         [this] { emit signalIncreaseProgressBar(); }});
-    return sender.send(image) == ImageSender::Outcome::Consent ||
-           fail(QStringLiteral("ERROR: writing failed!"));
+    return sender.send(image) == ImageSender::Outcome::Consent || fail(updatetexts::writingFailed());
 }

@@ -1,6 +1,7 @@
 #include "dspprogmode.h"
 
 #include "firmwarelog.h"
+#include "updatetexts.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -105,7 +106,7 @@ void dspProgMode::loadBootloader()
 {
     if (!waits::forConnection(socket, address, ports.tunnel, pacing.tunnelConnect, interruption)) {
         if (!stopped()) {
-            fail(QStringLiteral("ERROR: Connection Failed!!"));
+            fail(updatetexts::connectionFailed());
         }
         return;
     }
@@ -188,7 +189,7 @@ bool dspProgMode::stopped()
     if (!waits::interrupted(interruption)) {
         return false;
     }
-    fail(waits::timedOutText());
+    fail(updatetexts::timedOut());
     return true;
 }
 

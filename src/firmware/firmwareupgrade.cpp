@@ -1,64 +1,47 @@
 #include "firmwareupgrade.h"
 
-#include "dspprogmode.h"
-#include "sendfirmware.h"
-#include "xportconfiguration.h"
-
-#include <QCoreApplication>
-#include <QFileInfo>
-
-#include <algorithm>
-#include <array>
+#include "beamlineupdate.h"
+#include "devicecatalogue.h"
+#include "firmwarelog.h"
+#include "lineconversation.h"
+#include "motordriverupdate.h"
+#include "powersupplyupdate.h"
+#include "updatetexts.h"
 
 namespace {
 
-// Bits a second on the XPort's serial line: what the DSPs run at, and what their boot loaders need.
-constexpr int normalBaudrate = 921600;
-constexpr int programmingBaudrate = 38400;
+constexpr int allDone = 100; // of the progress bar
 
-// Positions of the progress bar that stages end at. Steps never reach the next one by themselves.
-constexpr int flashWritten = 70;
-constexpr int allDone = 100;
-
-// A file of 16 bytes a line spends 44 characters on them; the sender reports a step for each 51
-// packets of 32 bytes.
-constexpr qint64 fileBytesPerStep = 51 * 32 * 44 / 16;
-
-// Which DSP a firmware file is for follows from its name; empty when it is for none.
-struct Target
+QString unsupportedText(const QString &code)
 {
-    const char *fileName;
-    const char *description;
-    dspProgMode::State state;
-};
+    return devicecatalogue::isCurrentTransducer(code)
+               ? QStringLiteral("ERROR: Current Transdurers are not supported!")
+               : QStringLiteral("ERROR: Unrecognized device family!");
+}
 
-constexpr std::array<Target, 2> targets{{
-    {"Rovan_Motor_Communication_DSP", "Communication DSP", dspProgMode::ProgramCommunication},
-    {"Rovan_Motor_Control_DSP", "Control DSP", dspProgMode::ProgramControl},
-}};
-
-const Target *targetOf(const QString &firmwareFile)
+// Empty for an instrument that cannot be asked.
+QByteArray versionQuery(const QString &code)
 {
-    const QString name = QFileInfo(firmwareFile).fileName();
-    const auto found = std::find_if(targets.cbegin(), targets.cend(), [&name](const Target &target) {
-        return name.contains(QLatin1String(target.fileName));
-    });
-    return found == targets.cend() ? nullptr : &*found;
+    if (devicecatalogue::isSerialServer(code)) {
+        return QByteArrayLiteral("MVER\r\n");
+    }
+    const bool known = devicecatalogue::isPowerSupply(code) || devicecatalogue::isBeamline(code);
+    return known ? QByteArrayLiteral("VER\r\n") : QByteArray();
 }
 
 } // namespace
 
 firmwareUpgrade::firmwareUpgrade(const QString &firmwarePath, int rows, const QList<bool> &selected,
                                  const QList<Device_t> &devices, const QString &manualIp, QObject *parent,
-                                 const Pacing &times, const XPortPorts &tcpPorts)
+                                 const Pacing &pacing, const XPortPorts &ports)
     : QThread(parent),
-      firmwareFile(firmwarePath),
-      rowCount(rows),
-      selection(selected),
-      deviceList(devices),
-      manualAddress(manualIp),
-      pacing(times),
-      ports(tcpPorts)
+      m_firmwareFile(firmwarePath),
+      m_rowCount(rows),
+      m_selection(selected),
+      m_devices(devices),
+      m_manualIp(manualIp),
+      m_pacing(pacing),
+      m_ports(ports)
 {}
 
 firmwareUpgrade::~firmwareUpgrade()
@@ -71,17 +54,17 @@ firmwareUpgrade::~firmwareUpgrade()
 // it is, or a request to stop, ends the run.
 void firmwareUpgrade::run()
 {
-    errorFlag = false;
-    const Outcome selected = updateSelected();
+    m_wasStopped = false;
+    const Outcome selected = ended(updateSelected());
     Outcome outcome = selected;
     const bool stopped = selected == Outcome::Failed && waits::interrupted(Interruption::Honoured);
-    if (selected != Outcome::Unanswered && !stopped && !manualAddress.isEmpty()) {
-        const Outcome manual = updateManual();
+    if (selected != Outcome::Unanswered && !stopped && !m_manualIp.isEmpty()) {
+        const Outcome manual = ended(updateManual());
         outcome = selected == Outcome::Failed ? selected : manual;
     }
     if (outcome == Outcome::Completed) {
         // All of a run is done at once: the bar has not been there yet, save for a motor driver.
-        if (progress != allDone) {
+        if (m_progress != allDone) {
             setProgress(allDone);
         }
         emit signalProcedureCompleted();
@@ -96,8 +79,8 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
     if (index < 0) {
         return Outcome::NothingToDo;
     }
-    currentCode = deviceList[index][DeviceField::Code];
-    currentIp = deviceList[index][DeviceField::Ip];
+    m_currentCode = m_devices[index][DeviceField::Code];
+    m_currentIp = m_devices[index][DeviceField::Ip];
     begin();
     emit signalRemoveSelectedDevice(index);
     return updateByCode();
@@ -105,184 +88,158 @@ firmwareUpgrade::Outcome firmwareUpgrade::updateSelected()
 
 firmwareUpgrade::Outcome firmwareUpgrade::updateManual()
 {
-    currentIp = manualAddress;
+    m_currentIp = m_manualIp;
     begin();
     return updatePowerSupply(0) ? Outcome::Completed : Outcome::Failed;
 }
 
 int firmwareUpgrade::firstSelected() const
 {
-    const int known = qMin(rowCount, qMin(selection.size(), deviceList.size()));
-    const int index = selection.indexOf(true);
+    const int known = qMin(m_rowCount, qMin(m_selection.size(), m_devices.size()));
+    const int index = m_selection.indexOf(true);
     return index < known ? index : -1;
 }
 
 // The bar tells nothing of the instrument before, whatever becomes of this one.
 void firmwareUpgrade::begin()
 {
+    m_noReturn.reset();
     setProgress(0);
     onPrintMessage(QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ==="));
-    onPrintMessage(QStringLiteral("Device IP: ") + currentIp);
-    onPrintMessage(QStringLiteral("Firmware : ") + firmwareFile);
+    onPrintMessage(QStringLiteral("Device IP: ") + m_currentIp);
+    onPrintMessage(QStringLiteral("Firmware : ") + m_firmwareFile);
 }
 
-// Programs one DSP of a motor driver. A failure on the way leaves the XPort's channel and the DSP as
-// they are then: nothing here could tell a state that is better.
-bool firmwareUpgrade::updateRovanFirmware()
+// The serial server and a power supply in recovery mode cannot say what they are; all others are asked
+// before anything is sent to them.
+firmwareUpgrade::Outcome firmwareUpgrade::updateByCode()
 {
-    onPrintMessage(QStringLiteral("Update Rovan-Motor Firmware:"));
-    const Target *target = targetOf(firmwareFile);
-    if (target == nullptr) {
-        onErrorDetected(QStringLiteral("ERROR: wrong Firmware!"));
-        return false;
+    const auto outcome = [](bool completed) { return completed ? Outcome::Completed : Outcome::Failed; };
+    if (devicecatalogue::is4100(m_currentCode)) {
+        return outcome(updateRovanFirmware());
     }
-    onPrintMessage(QStringLiteral("The '%1' will be programmed...").arg(QLatin1String(target->description)));
-    // Asked now, while the instrument still runs its old firmware undisturbed.
-    const QString objection = SendFirmware::objectionTo(firmwareFile);
-    if (!objection.isEmpty()) {
-        onErrorDetected(objection);
-        return false;
+    if (devicecatalogue::is1F80(m_currentCode)) {
+        return outcome(updatePowerSupply(0));
     }
-    if (!setBaudrate(programmingBaudrate, Interruption::Honoured) ||
-        !waitForChannel(Interruption::Honoured)) {
-        return false;
-    }
-    onPrintMessage(QStringLiteral("Done!"));
-    return programDsp(currentIp, firmwareFile, target->state);
+    return checkVersion() ? outcome(dispatch()) : Outcome::Unanswered;
 }
 
-bool firmwareUpgrade::programDsp(const QString &host, const QString &filePath, int target)
+bool firmwareUpgrade::checkVersion()
 {
-    {
-        dspProgMode dsp(nullptr, Interruption::Honoured, pacing, ports);
-        SendFirmware sender(nullptr, pacing, ports);
-        follow(dsp);
-        follow(sender);
-
-        onPrintMessage(QStringLiteral("Set GPIO..."));
-        dsp.setState(target, host);
-        if (!stageDone()) {
-            return false;
-        }
-        onPrintMessage(QStringLiteral("Load Bootloader..."));
-        dsp.loadBootloader();
-        if (!stageDone()) {
-            return false;
-        }
-        onPrintMessage(QStringLiteral("Program..."));
-        spreadProgress(filePath);
-        sender.program(filePath, host);
-        if (!stageDone()) {
-            return false;
-        }
+    m_connected = false;
+    onPrintMessage(QStringLiteral("Try to connect..."));
+    LineConversation link('\n', m_pacing.written);
+    if (!link.open(m_currentIp, m_ports.tunnel, m_pacing.versionConnect, Interruption::Honoured)) {
+        return failBefore(QStringLiteral("Device Unconnected! exit..."));
     }
-    // The flash is written: what is left is finished whoever asks us to stop, else a healthy DSP
-    // would be left at the wrong speed.
-    setProgress(flashWritten);
-    if (!setBaudrate(normalBaudrate, Interruption::Ignored) || !stageDone()) {
-        return false;
+    onPrintMessage(QStringLiteral("Device Connected!"));
+    m_connected = true;
+    onPrintMessage(QStringLiteral("Check version..."));
+    const QByteArray query = versionQuery(m_currentCode);
+    if (query.isEmpty()) {
+        return failBefore(unsupportedText(m_currentCode));
     }
-    return waitForChannel(Interruption::Ignored) && restartDsps();
-}
-
-bool firmwareUpgrade::restartDsps()
-{
-    onPrintMessage(QStringLiteral("Lantronix Ready!"));
-    onPrintMessage(QStringLiteral("Reset DSP..."));
-    dspProgMode dsp(nullptr, Interruption::Ignored, pacing, ports);
-    follow(dsp);
-    dsp.setState(dspProgMode::Normal, currentIp);
-    if (errorFlag) {
-        return false;
+    const QString answer =
+        link.ask(query, m_pacing.versionAnswer, Interruption::Honoured, LineConversation::Answer::Line);
+    onPrintMessage(link.close() ? QStringLiteral("Socket closed, continue...")
+                                : QStringLiteral("ERROR: Device still connected"));
+    const bool stopped = waits::interrupted(Interruption::Honoured);
+    if (stopped || answer.isEmpty() || answer.contains(QLatin1String("NAK"))) {
+        return failBefore(QStringLiteral("No response from device"));
     }
-    setProgress(allDone);
-    onPrintMessage(QStringLiteral("Process completed! wait for restart..."));
+    onPrintMessage(QStringLiteral("Device name: ") + answer);
     return true;
 }
 
-bool firmwareUpgrade::setBaudrate(int baud, Interruption interruption)
+// Before the point of no return: it may have failed because it was asked to stop.
+bool firmwareUpgrade::failBefore(const QString &error)
 {
-    xPortConfiguration configuration(nullptr, interruption, pacing, ports);
-    follow(configuration);
-    onPrintMessage(QStringLiteral("Set Baudrate to %1...").arg(baud));
-    // Whether the slow rate was taken shows at the boot loader, before anything is erased. Nothing is asked
-    // of the DSP after the way back, which would end in success with a DSP that nobody can reach.
-    if (configuration.setBaudrate(currentIp, baud) &&
-        !(baud == normalBaudrate && configuration.rateRefused())) {
-        return true;
-    }
-    onErrorDetected(waits::interrupted(interruption) ? waits::timedOutText()
-                                                     : QStringLiteral("ERROR: Set Baudrate failed!"));
+    onErrorDetected(waits::interrupted(Interruption::Honoured) ? updatetexts::timedOut() : error);
     return false;
 }
 
-// The XPort restarts its serial channel with the new speed and is not asked anything meanwhile.
-bool firmwareUpgrade::waitForChannel(Interruption interruption)
+// The first that matches.
+bool firmwareUpgrade::dispatch()
 {
-    onLantronixTimeoutReset();
-    while (channelWaits < pacing.channelRestarts && !waits::interrupted(interruption)) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents,
-                                        static_cast<int>(pacing.channelEvents.count()));
-        waits::pause(pacing.channelRestart, interruption);
-        onLantronixTimeout();
+    if (devicecatalogue::is1600(m_currentCode)) {
+        return updateBeamline();
     }
-    if (waits::interrupted(interruption)) {
-        onErrorDetected(waits::timedOutText());
-        return false;
+    if (devicecatalogue::isSerialServer(m_currentCode)) {
+        return updateRovanFirmware();
     }
-    return true;
+    if (devicecatalogue::is1400(m_currentCode)) {
+        return updatePowerSupply(1);
+    }
+    if (devicecatalogue::isPowerSupply(m_currentCode)) {
+        return updatePowerSupply(0);
+    }
+    if (devicecatalogue::isBeamline(m_currentCode)) {
+        return updateBeamline();
+    }
+    return failBefore(unsupportedText(m_currentCode));
 }
 
-// After each stage: has some helper reported an error meanwhile?
-bool firmwareUpgrade::stageDone()
+bool firmwareUpgrade::updatePowerSupply(int variant)
 {
-    if (!errorFlag) {
-        onPrintMessage(QStringLiteral("Done!"));
+    PowerSupplyUpdate update(m_noReturn, m_pacing, m_ports, static_cast<PowerSupplyUpdate::Variant>(variant));
+    return carryOut(update);
+}
+
+bool firmwareUpgrade::updateBeamline()
+{
+    BeamlineUpdate update(m_noReturn, m_pacing, m_ports);
+    return carryOut(update);
+}
+
+bool firmwareUpgrade::updateRovanFirmware()
+{
+    MotorDriverUpdate update(m_noReturn, m_pacing, m_ports);
+    connect(&update, &MotorDriverUpdate::signalProgressReached, this, &firmwareUpgrade::setProgress,
+            Qt::DirectConnection);
+    connect(&update, &MotorDriverUpdate::signalLantronixTimeout, this, &firmwareUpgrade::onLantronixTimeout,
+            Qt::DirectConnection);
+    connect(&update, &MotorDriverUpdate::signalLantronixTimeoutReset, this,
+            &firmwareUpgrade::onLantronixTimeoutReset, Qt::DirectConnection);
+    return carryOut(update);
+}
+
+// The procedure lives on the run's thread while this object belongs to the thread that made it: a queued
+// call would come when the run is over, so these are direct.
+bool firmwareUpgrade::carryOut(UpdateProcedure &procedure)
+{
+    connect(&procedure, &UpdateProcedure::signalIncreaseProgressBar, this,
+            &firmwareUpgrade::onIncreaseProgressBar, Qt::DirectConnection);
+    connect(&procedure, &UpdateProcedure::signalErrorDetected, this, &firmwareUpgrade::onErrorDetected,
+            Qt::DirectConnection);
+    connect(&procedure, &UpdateProcedure::signalPrintMessage, this, &firmwareUpgrade::onPrintMessage,
+            Qt::DirectConnection);
+    return procedure.program(m_currentIp, m_firmwareFile);
+}
+
+// Every step before the point of no return looks for a request to stop as soon as it fails.
+firmwareUpgrade::Outcome firmwareUpgrade::ended(Outcome outcome)
+{
+    const bool failed = outcome == Outcome::Failed || outcome == Outcome::Unanswered;
+    if (failed && canBeStopped() && waits::interrupted(Interruption::Honoured)) {
+        m_wasStopped = true;
     }
-    return !errorFlag;
+    return outcome;
 }
 
-void firmwareUpgrade::setProgress(int value)
+void firmwareUpgrade::setProgress(int position)
 {
-    progress = value;
-    stepsPerMove = 1;
-    emit signalProgressBarUpdate(value);
-}
-
-// A long file has more steps than the bar has room for: several of them move it by one.
-void firmwareUpgrade::spreadProgress(const QString &filePath)
-{
-    const qint64 steps = QFileInfo(filePath).size() / fileBytesPerStep;
-    const int room = qMax(1, flashWritten - 1 - progress);
-    stepsPerMove = 1 + static_cast<int>(steps / room);
-    pendingSteps = 0;
+    m_progress = position;
+    emit signalProgressBarUpdate(position);
 }
 
 void firmwareUpgrade::onIncreaseProgressBar()
 {
-    const int limit = progress < flashWritten ? flashWritten : allDone;
-    if (++pendingSteps >= stepsPerMove && progress + 1 < limit) {
-        pendingSteps = 0;
-        ++progress;
-        emit signalProgressBarUpdate(1);
-    }
-}
-
-// The XPort has been left alone for one more time ...
-void firmwareUpgrade::onLantronixTimeout()
-{
-    ++channelWaits;
-}
-
-// ... since it was given a new speed.
-void firmwareUpgrade::onLantronixTimeoutReset()
-{
-    channelWaits = 0;
+    ++m_progress;
+    emit signalProgressBarUpdate(1);
 }
 
 void firmwareUpgrade::onErrorDetected(const QString &errorMessage)
 {
-    errorFlag = true;
     onPrintMessage(errorMessage);
 }
 
@@ -291,29 +248,13 @@ void firmwareUpgrade::onPrintMessage(const QString &message)
     emit signalPrintMessage(message, true);
 }
 
-// The helpers live on the run's thread while this object belongs to the thread that made it: a queued
-// call would come when the run is over, so these are direct.
-void firmwareUpgrade::follow(const xPortConfiguration &configuration)
+void firmwareUpgrade::onLantronixTimeout()
 {
-    connect(&configuration, &xPortConfiguration::signalIncreaseProgressBar, this,
-            &firmwareUpgrade::onIncreaseProgressBar, Qt::DirectConnection);
-    connect(&configuration, &xPortConfiguration::signalPrintMessage, this, &firmwareUpgrade::onPrintMessage,
-            Qt::DirectConnection);
+    ++m_channelWaits;
+    qCDebug(lcFirmware) << "the module was left alone" << m_channelWaits << "times";
 }
 
-void firmwareUpgrade::follow(const dspProgMode &dsp)
+void firmwareUpgrade::onLantronixTimeoutReset()
 {
-    connect(&dsp, &dspProgMode::signalIncreaseProgressBar, this, &firmwareUpgrade::onIncreaseProgressBar,
-            Qt::DirectConnection);
-    connect(&dsp, &dspProgMode::signalError, this, &firmwareUpgrade::onErrorDetected, Qt::DirectConnection);
-}
-
-void firmwareUpgrade::follow(const SendFirmware &sender)
-{
-    connect(&sender, &SendFirmware::signalIncreaseProgressBar, this, &firmwareUpgrade::onIncreaseProgressBar,
-            Qt::DirectConnection);
-    connect(&sender, &SendFirmware::signalErrorDetected, this, &firmwareUpgrade::onErrorDetected,
-            Qt::DirectConnection);
-    connect(&sender, &SendFirmware::signalPrintMessage, this, &firmwareUpgrade::onPrintMessage,
-            Qt::DirectConnection);
+    m_channelWaits = 0;
 }

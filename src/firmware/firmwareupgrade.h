@@ -2,20 +2,21 @@
 
 #include "device.h"
 #include "pacing.h"
-#include "waits.h"
+#include "pointofnoreturn.h"
 #include "xportports.h"
 
 #include <QList>
 #include <QString>
 #include <QThread>
 
-class dspProgMode;
-class SendFirmware;
-class xPortConfiguration;
+#include <atomic>
 
-// The thread that updates one instrument. The firmware page makes one for each instrument, starts it
-// and follows its signals; it works on copies and shares nothing with the page afterwards. A request
-// to interrupt it is honoured while nothing is lost by stopping (see Interruption).
+class UpdateProcedure;
+
+// The thread that updates one instrument: it finds out which procedure the instrument needs and hands over
+// to it. The firmware page makes one for each instrument, starts it and follows its signals; it works on
+// copies and shares nothing with the page afterwards. A request to interrupt it is honoured while nothing is
+// lost by stopping (see canBeStopped).
 //
 // Every run that had something to do ends with exactly one of signalProcedureCompleted() and
 // signalErrorDetected(), as its last word.
@@ -33,6 +34,12 @@ public:
     // Asks a run to stop and waits until it has come to a place where it may.
     ~firmwareUpgrade() override;
 
+    // Both for any thread. True until the instrument at hand is about to lose its old firmware; a request to
+    // interrupt that comes later changes nothing for this instrument.
+    bool canBeStopped() const { return !m_noReturn.isPassed(); }
+    // The run has failed because it was asked to stop, and for no other reason.
+    bool wasStopped() const { return m_wasStopped; }
+
 signals:
     void signalPrintMessage(QString message, bool append);
     // 0, 50, 70, 80, 95 and 100 are positions of the progress bar, any other value is a step.
@@ -42,10 +49,11 @@ signals:
     void signalRemoveSelectedDevice(int index);
 
 public slots:
-    // Called by the helpers of a run, on the run's own thread.
+    // Called by the procedure of a run, on the run's own thread.
     void onIncreaseProgressBar();
     void onErrorDetected(const QString &errorMessage);
     void onPrintMessage(const QString &message);
+    // While a module restarts its serial line: counted for the debug log alone.
     void onLantronixTimeout();
     void onLantronixTimeoutReset();
 
@@ -66,41 +74,28 @@ private:
     void begin();
     Outcome updateByCode();
     bool checkVersion();
+    bool failBefore(const QString &error);
     bool dispatch();
     bool updatePowerSupply(int variant);
     bool updateBeamline();
-    template <typename Procedure>
-    void followImage(const Procedure &procedure);
-    void onImageStep();
-    bool imageDone();
-
     bool updateRovanFirmware();
-    bool programDsp(const QString &host, const QString &filePath, int target);
-    bool restartDsps();
-    bool setBaudrate(int baud, Interruption interruption);
-    bool waitForChannel(Interruption interruption);
-    bool stageDone();
-    void setProgress(int value);
-    void spreadProgress(const QString &filePath);
+    bool carryOut(UpdateProcedure &procedure);
+    void setProgress(int position);
+    Outcome ended(Outcome outcome);
 
-    void follow(const xPortConfiguration &configuration);
-    void follow(const dspProgMode &dsp);
-    void follow(const SendFirmware &sender);
+    QString m_firmwareFile;
+    int m_rowCount;
+    QList<bool> m_selection;
+    QList<Device_t> m_devices;
+    QString m_manualIp;
+    QString m_currentIp;
+    QString m_currentCode;
+    bool m_connected = false;
 
-    QString firmwareFile;
-    int rowCount;
-    QList<bool> selection;
-    QList<Device_t> deviceList;
-    QString manualAddress;
-    QString currentIp;
-    QString currentCode;
-    bool connected = false;
-
-    bool errorFlag = false; // some helper has reported an error
-    int progress = 0;       // where the progress bar stands
-    int stepsPerMove = 1;   // steps of a long file that move it by one
-    int pendingSteps = 0;
-    int channelWaits = 0; // for the XPort, since it was given a new speed
-    Pacing pacing;
-    XPortPorts ports;
+    PointOfNoReturn m_noReturn;
+    std::atomic_bool m_wasStopped{false};
+    int m_progress = 0;     // where the progress bar stands
+    int m_channelWaits = 0; // for the module, since it was given a new speed
+    Pacing m_pacing;
+    XPortPorts m_ports;
 };

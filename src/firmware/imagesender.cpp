@@ -1,6 +1,8 @@
 #include "imagesender.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <utility>
@@ -11,12 +13,22 @@ constexpr int lastStep = 95; // of the progress bar
 
 } // namespace
 
-ImageSender::ImageSender(UpdateLink &link, const Pacing &pacing, Dialogue dialogue)
+ImageSender::ImageSender(LineConversation &link, const Pacing &pacing, Dialogue dialogue)
     : m_link(link),
       m_grace(pacing.sendingGrace),
       m_slowest(pacing.slowestBytesPerSecond),
       m_dialogue(std::move(dialogue))
 {}
+
+std::optional<QByteArray> ImageSender::readImage(const QString &path)
+{
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.size() > largestImage) {
+        return {};
+    }
+    const QByteArray image = file.readAll();
+    return image.isEmpty() || file.error() != QFile::NoError ? std::nullopt : std::optional(image);
+}
 
 ImageSender::Outcome ImageSender::send(const QByteArray &image)
 {
@@ -69,7 +81,7 @@ ImageSender::Outcome ImageSender::listen()
 {
     const QDeadlineTimer bound(m_dialogue.bound);
     while (!bound.hasExpired()) {
-        const auto line = m_link.nextLine(m_dialogue.silence, bound);
+        const auto line = m_link.nextLine(m_dialogue.silence, bound, Interruption::Ignored);
         if (!line) {
             break;
         }

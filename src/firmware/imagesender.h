@@ -1,12 +1,14 @@
 #pragma once
 
+#include "lineconversation.h"
 #include "pacing.h"
-#include "updatelink.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <chrono>
 #include <functional>
+#include <optional>
 
 // Gives an image to an instrument piece by piece and finds out what the instrument makes of it. Every line
 // that it says meanwhile is heard: a refusal ends the sending at once, whenever it comes, while consent
@@ -35,7 +37,13 @@ public:
         std::function<void()> step; // 95 times over the image
     };
 
-    ImageSender(UpdateLink &link, const Pacing &pacing, Dialogue dialogue);
+    static constexpr qint64 largestImage = qint64{64} * 1024 * 1024; // bytes of a firmware file
+
+    // The whole file; nothing when it is missing, empty, unreadable, larger than largestImage or no regular
+    // file, which could give bytes for ever or none.
+    static std::optional<QByteArray> readImage(const QString &path);
+
+    ImageSender(LineConversation &link, const Pacing &pacing, Dialogue dialogue);
 
     Outcome send(const QByteArray &image);
 
@@ -46,7 +54,7 @@ private:
     Outcome listen();
     void moveTo(qint64 taken, qint64 all);
 
-    UpdateLink &m_link;
+    LineConversation &m_link;
     std::chrono::milliseconds m_grace;
     int m_slowest; // bytes a second
     Dialogue m_dialogue;

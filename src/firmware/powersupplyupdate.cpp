@@ -1,5 +1,7 @@
 #include "powersupplyupdate.h"
 
+#include "updatetexts.h"
+
 #include <QRegularExpression>
 
 namespace {
@@ -8,66 +10,55 @@ constexpr int pieceBytes = 1024;
 
 } // namespace
 
-PowerSupplyUpdate::PowerSupplyUpdate(QObject *parent, const Pacing &pacing, const XPortPorts &ports)
-    : QObject(parent), m_pacing(pacing), m_ports(ports), m_link(pacing)
+PowerSupplyUpdate::PowerSupplyUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports,
+                                     Variant variant)
+    : UpdateProcedure(noReturn, pacing, ports), m_variant(variant), m_link('\n', pacing.written)
 {}
 
-bool PowerSupplyUpdate::program(const QString &host, const QString &filePath, Variant variant)
+bool PowerSupplyUpdate::program(const QString &host, const QString &filePath)
 {
-    const std::optional<QByteArray> image = UpdateLink::readImage(filePath);
+    const std::optional<QByteArray> image = ImageSender::readImage(filePath);
     if (!image) {
-        return fail(QStringLiteral("ERROR: Please select a valid firmware!"));
+        return failBefore(updatetexts::invalidFirmware());
     }
-    if (!prepare(host, variant) || !sendImage(*image)) {
+    if (!prepare(host) || !sendImage(*image)) {
         m_link.close();
         return false;
     }
     // It holds the image; the command that makes it run the image gets no answer.
     const bool rebooting = m_link.send(QByteArrayLiteral("MREBOOT\r\n"));
     m_link.close();
-    return rebooting || fail(QStringLiteral("ERROR: Reboot failed!"));
-}
-
-bool PowerSupplyUpdate::fail(const QString &error)
-{
-    emit signalErrorDetected(error);
-    return false;
-}
-
-// A step before the point of no return has failed, or was broken off.
-bool PowerSupplyUpdate::failBefore(const QString &error)
-{
-    return fail(waits::interrupted(Interruption::Honoured) ? waits::timedOutText() : error);
+    return rebooting ? done() : fail(QStringLiteral("ERROR: Reboot failed!"));
 }
 
 // Nothing is lost in the instrument up to the end of this.
-bool PowerSupplyUpdate::prepare(const QString &host, Variant variant)
+bool PowerSupplyUpdate::prepare(const QString &host)
 {
     constexpr auto rule = Interruption::Honoured;
-    if (!m_link.open(host, m_ports.tunnel, m_pacing.tunnelConnect, rule)) {
-        return failBefore(QStringLiteral("ERROR: Connection Failed!!"));
+    if (!m_link.open(host, ports().tunnel, pacing().tunnelConnect, rule)) {
+        return failBefore(updatetexts::connectionFailed());
     }
-    const QString status = m_link.ask(QByteArrayLiteral("MST\r\n"), m_pacing.commandAnswer, rule);
+    const QString status = m_link.ask(QByteArrayLiteral("MST\r\n"), pacing().commandAnswer, rule);
     if (!status.startsWith(QLatin1String("#MST:"))) {
         return failBefore(QStringLiteral("ERROR: Status not available!"));
     }
-    const bool modular = variant == Variant::Modular;
+    const bool modular = m_variant == Variant::Modular;
     const QString dcLink =
         m_link.ask(modular ? QByteArrayLiteral("MRG:83\r\n") : QByteArrayLiteral("MRP\r\n"),
-                   m_pacing.commandAnswer, rule);
+                   pacing().commandAnswer, rule);
     if (dcLink.isEmpty() || dcLink.contains(QLatin1String("#NAK"))) {
         return failBefore(QStringLiteral("ERROR: DC-Link check failed!"));
     }
-    emit signalPrintMessage(QStringLiteral("DC-Link: ") + dcLink);
-    return !waits::interrupted(rule) || fail(waits::timedOutText());
+    print(QStringLiteral("DC-Link: ") + dcLink);
+    return passNoReturn();
 }
 
 // From the first byte on nothing but the instrument itself ends this.
 bool PowerSupplyUpdate::sendImage(const QByteArray &image)
 {
     m_reason = QStringLiteral("Firmware refused!");
-    ImageSender sender(m_link, m_pacing,
-                       {pieceBytes, m_pacing.imageAnswer, m_pacing.longestVerdict,
+    ImageSender sender(m_link, pacing(),
+                       {pieceBytes, pacing().imageAnswer, pacing().longestVerdict,
                         [this](const QByteArray &line) { return takeLine(line); },
                         [this] { emit signalIncreaseProgressBar(); }});
     switch (sender.send(image)) {
@@ -76,7 +67,7 @@ bool PowerSupplyUpdate::sendImage(const QByteArray &image)
     case ImageSender::Outcome::Refusal:
         return fail(QStringLiteral("ERROR: ") + m_reason);
     case ImageSender::Outcome::Lost:
-        return fail(QStringLiteral("ERROR: writing failed!"));
+        return fail(updatetexts::writingFailed());
     case ImageSender::Outcome::Silence:
         break;
     }
@@ -88,7 +79,7 @@ ImageSender::Said PowerSupplyUpdate::takeLine(const QByteArray &line)
     static const QRegularExpression text(QStringLiteral("\\$\\:([^\\n]+)\\n"));
     const QRegularExpressionMatch match = text.match(QString::fromLatin1(line));
     if (match.hasMatch()) {
-        emit signalPrintMessage(match.captured(1).trimmed());
+        print(match.captured(1).trimmed());
     }
     const QByteArray verdict = line.mid(0, line.indexOf("$:")); // a text may quote any word
     const int refusal = verdict.indexOf("#NAK");

@@ -1,15 +1,13 @@
 #pragma once
 
 #include "imagesender.h"
-#include "pacing.h"
-#include "updatelink.h"
-#include "xportports.h"
+#include "lineconversation.h"
+#include "updateprocedure.h"
 
-#include <QObject>
 #include <QString>
 
-// Loads an image into a power supply over its TCP port 10001. Owned by one run of the update worker,
-// on the worker's thread.
+// Loads an image into a power supply over its TCP port 10001. The progress bar moves 95 times over the
+// image; a request to stop is honoured until the first byte of it.
 //
 //   we send          it answers
 //   "MST\r\n"        "#MST:..."                        status
@@ -20,7 +18,7 @@
 //
 // The commands and answers are the instrument's; their order, the framing and the bounds are assumed
 // (docs/wire-protocols.md). Whoever knows more corrects this class alone.
-class PowerSupplyUpdate : public QObject
+class PowerSupplyUpdate : public UpdateProcedure
 {
     Q_OBJECT
 
@@ -28,27 +26,17 @@ public:
     // Which register holds the DC link.
     enum class Variant { Standard = 0, Modular = 1 };
 
-    explicit PowerSupplyUpdate(QObject *parent = nullptr, const Pacing &pacing = {},
-                               const XPortPorts &ports = {});
+    PowerSupplyUpdate(PointOfNoReturn &noReturn, const Pacing &pacing, const XPortPorts &ports,
+                      Variant variant);
 
-    // The whole update. False after signalErrorDetected(); a request to interrupt the thread is honoured
-    // until the first byte of the image.
-    bool program(const QString &host, const QString &filePath, Variant variant);
-
-signals:
-    void signalIncreaseProgressBar(); // 95 times over the image
-    void signalErrorDetected(QString errorMessage);
-    void signalPrintMessage(QString message);
+    bool program(const QString &host, const QString &filePath) override;
 
 private:
-    bool fail(const QString &error);
-    bool failBefore(const QString &error);
-    bool prepare(const QString &host, Variant variant);
+    bool prepare(const QString &host);
     bool sendImage(const QByteArray &image);
     ImageSender::Said takeLine(const QByteArray &line);
 
-    Pacing m_pacing;
-    XPortPorts m_ports;
-    UpdateLink m_link;
+    Variant m_variant;
+    LineConversation m_link;
     QString m_reason; // for a refusal of the image
 };

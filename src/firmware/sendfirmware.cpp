@@ -2,6 +2,8 @@
 
 #include "firmwarelog.h"
 #include "parsehex.h"
+#include "pointofnoreturn.h"
+#include "updatetexts.h"
 #include "waits.h"
 
 #include <QDeadlineTimer>
@@ -69,8 +71,9 @@ bool fits(unsigned address, const QByteArray &data)
 
 } // namespace
 
-SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts)
-    : QObject(parent), pacing(times), ports(tcpPorts)
+SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts,
+                           PointOfNoReturn *pointOfNoReturn)
+    : QObject(parent), pacing(times), ports(tcpPorts), noReturn(pointOfNoReturn)
 {}
 
 SendFirmware::~SendFirmware() = default;
@@ -102,8 +105,12 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
     if (!openTunnel(host, &socket)) {
         return;
     }
+    if (noReturn != nullptr && !noReturn->pass()) {
+        emit signalErrorDetected(updatetexts::timedOut());
+        return;
+    }
     if (eraseFlash(allSectors, &socket) != positiveAnswer()) {
-        emit signalErrorDetected(QStringLiteral("ERROR: Flash Erase failed!"));
+        emit signalErrorDetected(updatetexts::eraseFailed());
         return;
     }
     emit signalPrintMessage(QStringLiteral("Memory erased!"));
@@ -137,11 +144,11 @@ bool SendFirmware::openTunnel(const QString &host, QTcpSocket *socket)
         waits::pause(pacing.tunnelSettle, rule);
     }
     if (waits::interrupted(rule)) {
-        emit signalErrorDetected(waits::timedOutText());
+        emit signalErrorDetected(updatetexts::timedOut());
         return false;
     }
     if (!connected) {
-        emit signalErrorDetected(QStringLiteral("ERROR: Connection Failed!!"));
+        emit signalErrorDetected(updatetexts::connectionFailed());
     }
     return connected;
 }
@@ -236,7 +243,7 @@ bool SendFirmware::endPage(bool delivered, bool writeMode, QTcpSocket *socket)
     }
     if (writeMode && !(waits::stillConnected(*socket) && delivers(*socket) && delivered)) {
         connectionLost = true;
-        emit signalErrorDetected(QStringLiteral("ERROR: writing failed!"));
+        emit signalErrorDetected(updatetexts::writingFailed());
         return false;
     }
     return true;

@@ -10,6 +10,7 @@
 #include <memory>
 
 class ParseHex;
+class PointOfNoReturn;
 class QTcpSocket;
 
 // Programs the flash of one DSP of a motor driver through the boot loader that runs on it, reached
@@ -25,7 +26,9 @@ class SendFirmware : public QObject
     Q_OBJECT
 
 public:
-    explicit SendFirmware(QObject *parent = nullptr, const Pacing &pacing = {}, const XPortPorts &ports = {});
+    // `noReturn` is told when the flash is about to be erased; null when nobody asks.
+    explicit SendFirmware(QObject *parent = nullptr, const Pacing &pacing = {}, const XPortPorts &ports = {},
+                          PointOfNoReturn *noReturn = nullptr);
     ~SendFirmware() override;
 
     // Why this file cannot be programmed whole; empty when it can. Nothing is sent for this.
@@ -69,4 +72,5 @@ private:
     bool connectionLost = false;      // while writing; nothing more can reach the flash
     Pacing pacing;
     XPortPorts ports;
+    PointOfNoReturn *noReturn;
 };

@@ -42,6 +42,9 @@ Run run(const Order &order)
     QObject::connect(
         &worker, &firmwareUpgrade::signalPrintMessage, &worker,
         [&](const QString &line, bool) {
+            if (worker.canBeStopped()) {
+                seen.lastStoppable = line;
+            }
             if (!order.stopAt.isEmpty() && line.startsWith(order.stopAt)) {
                 worker.requestInterruption();
             }
@@ -73,6 +76,7 @@ Run run(const Order &order)
     QTimer::singleShot(runTimeoutMs, &loop, &QEventLoop::quit);
     worker.start();
     loop.exec();
+    seen.wasStopped = worker.wasStopped();
     return seen;
 }
 

@@ -24,6 +24,8 @@ struct Run
     int failed = 0;
     bool ended = false;
     bool stopRequested = false; // by stopWhen, while it ran
+    QString lastStoppable;      // the last line of the log at which the run could be stopped
+    bool wasStopped = false;
 };
 
 struct Order

@@ -92,7 +92,8 @@ QByteArray MotorUpdate::ask(const QByteArray &line)
     return motorbench::Client(motorbench::tunnelPort).exchange(line + "\r\n", "\n");
 }
 
-UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const QString &interruptAt)
+UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const QString &line,
+                              const std::function<void()> &instead)
 {
     Device_t device;
     device[DeviceField::Code] = QStringLiteral("4100");
@@ -104,10 +105,18 @@ UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const Q
     connect(&worker, &firmwareUpgrade::signalPrintMessage, &loop, [&](const QString &message) {
         record.log << message;
         record.last = QStringLiteral("message");
-        if (!interruptAt.isEmpty() && message.startsWith(interruptAt)) {
-            worker.requestInterruption();
-        }
     });
+    connect(
+        &worker, &firmwareUpgrade::signalPrintMessage, &worker,
+        [&](const QString &message) {
+            if (worker.canBeStopped()) {
+                record.lastStoppable = message;
+            }
+            if (!line.isEmpty() && message.startsWith(line)) {
+                instead ? instead() : worker.requestInterruption();
+            }
+        },
+        Qt::DirectConnection);
     connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, &loop, [&record](int value) {
         record.progress << value;
         record.bar << barAfter(record.bar.isEmpty() ? 0 : record.bar.last(), value);
@@ -131,5 +140,6 @@ UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const Q
     worker.start();
     loop.exec();
     record.milliseconds = clock.elapsed();
+    record.wasStopped = worker.wasStopped();
     return record;
 }

@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QVector>
 
+#include <functional>
+
 // What the firmware page would have seen of one run.
 struct UpdateRecord
 {
@@ -22,7 +24,9 @@ struct UpdateRecord
     QVector<int> removed;
     int completed = 0;
     int failed = 0;
-    QString last; // the run's last signal
+    QString last;          // the run's last signal
+    QString lastStoppable; // the last line of the log at which the run could be stopped
+    bool wasStopped = false;
     qint64 milliseconds = 0;
 };
 
@@ -52,9 +56,10 @@ public:
     // The flash of a DSP, "communication" or "control", as the lab has it now.
     QByteArray dump(const QString &dsp) { return lab.dump(dsp); }
 
-    // One run to its end. Where `interruptAt` is the start of a log line, the thread is asked to stop
-    // when that line is logged.
-    UpdateRecord run(const QString &path, const Pacing &pacing, const QString &interruptAt = {});
+    // One run to its end. Where `line` is the start of a log line, the thread is asked to stop when that
+    // line is logged, or does `instead` before its next step.
+    UpdateRecord run(const QString &path, const Pacing &pacing, const QString &line = {},
+                     const std::function<void()> &instead = {});
 
     // The lab's `state` of the motor driver: "baudrate", "pins" ...
     QJsonObject state();
