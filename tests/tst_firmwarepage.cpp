@@ -1,4 +1,5 @@
 #include "appsettings.h"
+#include "firmwarepage.h"
 #include "firmwareroom.h"
 
 #include <QApplication>
@@ -18,6 +19,7 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
 #include <memory>
 
 // What the firmware page offers, refuses and shows, with virtual instruments in the table.
@@ -31,6 +33,7 @@ private slots:
     void labelsAndFiltersFollowTheInstrument();
     void onlyOneCodeIsUpdatedTogether();
     void progressCountsAsTheWorkerReports();
+    void linesThatWaitAreNotNested();
     void chosenFileIsTaken();
     void otherRowsAreNotUnticked();
     void droppedFileBecomesAPath();
@@ -125,6 +128,27 @@ void TestFirmwarePage::progressCountsAsTheWorkerReports()
         room->window->onChangeFwProgressBar(report);
         QCOMPARE(bar->value(), shown);
     }
+}
+
+// Each line is drawn as it comes, and lines that wait are taken in while one is drawn: not from within
+// each other, or an instrument that talks a lot would fill the stack.
+void TestFirmwarePage::linesThatWaitAreNotNested()
+{
+    FirmwarePage page;
+    constexpr int lines = 100;
+    int depth = 0;
+    int deepest = 0;
+    for (int line = 0; line < lines; ++line) {
+        const auto write = [&, line] {
+            deepest = std::max(deepest, ++depth);
+            page.appendLog(QString::number(line));
+            --depth;
+        };
+        QMetaObject::invokeMethod(&page, write, Qt::QueuedConnection);
+    }
+    page.changeProgress(50);
+    QCOMPARE(deepest, 1);
+    QCOMPARE(page.log().section(QLatin1Char('\n'), lines - 2), QStringLiteral("98\n99"));
 }
 
 // The next choice begins where the last one ended, whichever button it is for.

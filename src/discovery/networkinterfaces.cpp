@@ -1,7 +1,7 @@
 #include "networkinterfaces.h"
 
 #include "literaltext.h"
-#include "tabularfont.h"
+#include "tableitems.h"
 #include "ui_networkinterfaces.h"
 
 #include <QCheckBox>
@@ -34,19 +34,11 @@ public:
     }
 };
 
-QTableWidgetItem *textItem(const QString &text)
+void place(QTableWidget *table, int row, Column column, std::unique_ptr<QTableWidgetItem> item)
 {
-    auto *item = new QTableWidgetItem(text);
     item->setTextAlignment(Qt::AlignCenter);
-    item->setToolTip(literalText(text)); // a long name is cut
-    return item;
-}
-
-QTableWidgetItem *addressItem(const QString &text)
-{
-    QTableWidgetItem *item = textItem(text);
-    item->setFont(tabularFont());
-    return item;
+    item->setToolTip(literalText(item->text())); // a long name is cut
+    tableitems::place(table, row, column, std::move(item));
 }
 
 } // namespace
@@ -112,14 +104,15 @@ void NetworkInterfaces::setUpTable()
 
 void NetworkInterfaces::addRow(int row, const interfaces_t &interface)
 {
-    auto *box = new QCheckBox;
+    auto box = std::make_unique<QCheckBox>();
     box->setChecked(interface.selected);
     box->setMinimumWidth(boxWidth);
     box->setAccessibleName(interface.name + QLatin1Char(' ') + interface.ip);
-    m_ui->tableNetworks->setCellWidget(row, TickColumn, box);
-    m_ui->tableNetworks->setItem(row, NameColumn, textItem(interface.name));
-    m_ui->tableNetworks->setItem(row, IpColumn, addressItem(interface.ip));
-    m_ui->tableNetworks->setItem(row, MaskColumn, addressItem(interface.netmask));
+    QTableWidget *table = m_ui->tableNetworks;
+    table->setCellWidget(row, TickColumn, box.release());
+    place(table, row, NameColumn, tableitems::text(interface.name));
+    place(table, row, IpColumn, tableitems::number(interface.ip));
+    place(table, row, MaskColumn, tableitems::number(interface.netmask));
 }
 
 QCheckBox *NetworkInterfaces::tickBox(int row) const

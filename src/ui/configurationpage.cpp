@@ -6,6 +6,7 @@
 #include "ipv4address.h"
 #include "returnpresses.h"
 #include "styleproperty.h"
+#include "tableitems.h"
 #include "tabularfont.h"
 #include "ui_configurationpage.h"
 
@@ -18,6 +19,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -141,14 +143,14 @@ void ConfigurationPage::insertRow(int row)
 {
     QTableWidget *table = m_ui->tableDeviceConfig;
     const QString caption = QString::fromLatin1(parameters[static_cast<std::size_t>(row)].caption);
-    table->setItem(row, parameterColumn, std::make_unique<QTableWidgetItem>(caption).release());
+    tableitems::place(table, row, parameterColumn, tableitems::text(caption));
     if (row != dhcpRow) {
         setConfigValue(row, QStringLiteral("unknown"), true);
         return;
     }
-    auto blank = std::make_unique<QTableWidgetItem>(QStringLiteral(" "));
+    auto blank = tableitems::text(QStringLiteral(" "));
     blank->setFlags(blank->flags() & ~Qt::ItemIsEditable);
-    table->setItem(row, valueColumn, blank.release());
+    tableitems::place(table, row, valueColumn, std::move(blank));
     auto box = std::make_unique<QCheckBox>(QStringLiteral("N.A."));
     box->setObjectName(QStringLiteral("checkBoxDhcp"));
     box->setAccessibleName(QStringLiteral("DHCP"));
@@ -171,10 +173,9 @@ void ConfigurationPage::lockCells()
 
 void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked)
 {
-    auto item = std::make_unique<QTableWidgetItem>(text);
-    item->setFont(tabularFont());
+    auto item = tableitems::number(text);
     item->setForeground(locked ? lockedColour : editableColour);
-    m_ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+    tableitems::place(m_ui->tableDeviceConfig, row, valueColumn, std::move(item));
     if (locked) {
         lockCells();
     }
@@ -182,9 +183,7 @@ void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked
 
 void ConfigurationPage::setPlainValue(int row, const QString &text)
 {
-    auto item = std::make_unique<QTableWidgetItem>(text);
-    item->setFont(tabularFont());
-    m_ui->tableDeviceConfig->setItem(row, valueColumn, item.release());
+    tableitems::place(m_ui->tableDeviceConfig, row, valueColumn, tableitems::number(text));
 }
 
 // By value: a timer's scan may replace the window's records while the cleared table is drawn.

@@ -5,6 +5,7 @@
 #include "instrumentrules.h"
 #include "iptablewidgetitem.h"
 #include "returnpresses.h"
+#include "tableitems.h"
 #include "tabularfont.h"
 
 #include <QCheckBox>
@@ -14,7 +15,7 @@
 #include <QStyledItemDelegate>
 
 #include <algorithm>
-#include <memory>
+#include <utility>
 
 namespace {
 
@@ -102,31 +103,30 @@ void DeviceTable::fill(const QList<Device_t> &devices)
 
 void DeviceTable::fillRow(int row, const Device_t &device)
 {
-    addItem(row, SelectionColumn, std::make_unique<QTableWidgetItem>().release());
+    addItem(row, SelectionColumn, tableitems::text());
     addSelectionBox(row, device);
 
-    auto icon = std::make_unique<QTableWidgetItem>();
+    auto icon = tableitems::text();
     icon->setData(Qt::AccessibleTextRole, device[Family]); // what the picture tells those who see it
     const QIcon pixmap = picture(device);
     if (!pixmap.isNull()) {
         icon->setIcon(pixmap);
     }
-    addItem(row, IconColumn, icon.release());
-    addItem(row, GroupColumn, std::make_unique<QTableWidgetItem>(device[Family]).release());
-    addItem(row, ModuleIdColumn, std::make_unique<QTableWidgetItem>(device[Id]).release());
-    addItem(row, IpColumn, std::make_unique<IpTableWidgetItem>(device[Ip]).release());
-    addItem(row, FirmwareColumn, std::make_unique<QTableWidgetItem>(device[Fw]).release());
+    addItem(row, IconColumn, std::move(icon));
+    addItem(row, GroupColumn, tableitems::text(device[Family]));
+    addItem(row, ModuleIdColumn, tableitems::text(device[Id]));
+    addItem(row, IpColumn, std::make_unique<IpTableWidgetItem>(device[Ip]));
+    addItem(row, FirmwareColumn, tableitems::text(device[Fw]));
 }
 
-// The table takes the item.
-void DeviceTable::addItem(int row, Column column, QTableWidgetItem *item)
+void DeviceTable::addItem(int row, Column column, std::unique_ptr<QTableWidgetItem> item)
 {
     item->setData(Qt::UserRole, row); // rows go in in list order: the row is the device index
     item->setTextAlignment(Qt::AlignCenter);
     if (column == IpColumn || column == FirmwareColumn) {
         item->setFont(m_numberFont);
     }
-    setItem(row, column, item);
+    tableitems::place(this, row, column, std::move(item));
 }
 
 void DeviceTable::addSelectionBox(int row, const Device_t &device)

@@ -6,6 +6,8 @@
 #include <QIcon>
 #include <QTableWidget>
 
+#include <memory>
+
 class QCheckBox;
 
 // The table of found instruments, one row each. Every item carries the device index (the record's
@@ -58,7 +60,7 @@ protected:
 private:
     void fillRow(int row, const Device_t &device);
     void addSelectionBox(int row, const Device_t &device);
-    void addItem(int row, Column column, QTableWidgetItem *item);
+    void addItem(int row, Column column, std::unique_ptr<QTableWidgetItem> item);
     QIcon picture(const Device_t &device);
     QString codeOfRow(const QList<Device_t> &devices, int row) const;
     QString chosenCode(const QList<Device_t> &devices) const;

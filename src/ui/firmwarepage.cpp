@@ -3,6 +3,15 @@
 #include "instrumentrules.h"
 #include "ui_firmwarepage.h"
 
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QScopedValueRollback>
+#include <QTextStream>
+#include <QUrl>
+
 #include <algorithm>
 
 namespace {
@@ -80,6 +89,35 @@ void FirmwarePage::updateFirmwareFilter(const Device_t *device)
     }
 }
 
+std::optional<QString> FirmwarePage::chooseFile(const QObject *button, const QString &folder)
+{
+    const auto row = std::find_if(m_rows.begin(), m_rows.end(), [button](const FirmwareSelector &selector) {
+        return selector.choose == button;
+    });
+    if (row == m_rows.end()) {
+        return {};
+    }
+    const QString file =
+        QFileDialog::getOpenFileName(nullptr, QStringLiteral("Open Firmware File"), folder, m_filter);
+    if (file.isEmpty()) {
+        return {};
+    }
+    row->path->setText(file);
+    return file;
+}
+
+std::optional<QString> FirmwarePage::takeFileUrl(QObject *field)
+{
+    auto *edit = qobject_cast<QLineEdit *>(field);
+    const QUrl url(edit ? edit->text() : QString(), QUrl::TolerantMode);
+    if (!url.isLocalFile()) {
+        return {};
+    }
+    const QString file = url.toLocalFile().trimmed();
+    edit->setText(file);
+    return file;
+}
+
 void FirmwarePage::resetProgress()
 {
     m_ui->progressBarFirmware->setValue(0);
@@ -103,16 +141,45 @@ void FirmwarePage::changeProgress(int value)
         std::find(progressPositions.begin(), progressPositions.end(), value) != progressPositions.end();
     m_ui->progressBarFirmware->setValue(position ? value
                                                  : (m_ui->progressBarFirmware->value() + value) % 101);
+    draw();
 }
 
 void FirmwarePage::appendLog(const QString &message)
 {
     m_ui->plainTextEditFirmware->appendPlainText(message);
+    draw();
+}
+
+// Signals that wait in the queue are delivered from within; they need not do the same again, or a talkative
+// instrument would nest as many calls as it sends lines.
+void FirmwarePage::draw()
+{
+    if (!m_drawing) {
+        const QScopedValueRollback<bool> drawing(m_drawing, true);
+        QCoreApplication::processEvents();
+    }
 }
 
 QString FirmwarePage::log() const
 {
     return m_ui->plainTextEditFirmware->toPlainText();
+}
+
+void FirmwarePage::saveLog()
+{
+    const QString text = log();
+    if (text.isEmpty()) {
+        return;
+    }
+    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd_HH_mm"));
+    const QString proposal = QDir::homePath() + QDir::separator() + QStringLiteral("Downloads") +
+                             QDir::separator() + QStringLiteral("update_log_%1.txt").arg(stamp);
+    const QString path = QFileDialog::getSaveFileName(window(), QStringLiteral("Save File"), proposal,
+                                                      QStringLiteral("Text files (*.txt)"));
+    QFile file(path);
+    if (!path.isEmpty() && file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        QTextStream(&file) << text;
+    }
 }
 
 void FirmwarePage::setStartEnabled(bool enabled)

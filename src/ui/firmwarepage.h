@@ -6,6 +6,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 
 class QCheckBox;
 class QLineEdit;
@@ -24,7 +25,7 @@ struct FirmwareSelector
 };
 
 // The page on which firmware files are chosen and an update is followed. It holds the controls, the
-// progress and the log; the window decides what is updated and runs the worker.
+// progress and the log, and asks for the files; the window decides what is updated and runs the worker.
 class FirmwarePage : public QWidget
 {
     Q_OBJECT
@@ -52,12 +53,23 @@ public:
     void updateFirmwareFilter(const Device_t *device);
     QString fileFilter() const { return m_filter; }
 
+    // Asks for a file, beginning in `folder`, if `button` is the chooser of a selector, which shows the
+    // chosen path then. Nothing when it is no chooser, or no file was chosen.
+    std::optional<QString> chooseFile(const QObject *button, const QString &folder);
+    // If `field` is a line edit that holds the URL of a local file, as after a drop: the file's plain path,
+    // which takes the URL's place.
+    std::optional<QString> takeFileUrl(QObject *field);
+
     // Progress to 0, log empty.
     void resetProgress();
+    // Both draw what they changed at once: they process pending events, unless one of them already does.
     // 0, 50, 70, 80, 95 and 100 are positions; any other value is a step, counted modulo 101.
     void changeProgress(int value);
     void appendLog(const QString &message);
     QString log() const;
+    // Asks where to, and writes the log there. Does nothing for an empty log; a file that cannot be
+    // written is passed over silently.
+    void saveLog();
 
     // The time that an update takes, over all its instruments.
     void startClock();
@@ -68,7 +80,10 @@ public:
     void setStartEnabled(bool enabled);
 
 private:
+    void draw();
+
     std::unique_ptr<Ui::FirmwarePage> m_ui;
     std::array<FirmwareSelector, 2> m_rows;
     QString m_filter = QStringLiteral("Firmware files (*.updt);;All files (*.*)");
+    bool m_drawing = false;
 };

@@ -2,13 +2,14 @@
 
 #include "devicetables.h"
 #include "literaltext.h"
-#include "tabularfont.h"
+#include "tableitems.h"
 #include "ui_infopage.h"
 
 #include <QHeaderView>
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -69,23 +70,25 @@ void InfoPage::showDevice(const Device_t &device)
     m_ui->tableInfo->setRowCount(fieldRows + device.extra.size());
     int row = 0;
     for (const DeviceField field : shownFields) {
-        setRow(row, devicetables::fieldLabel(field), shownValue(device, field));
-        if (std::find(numberFields.begin(), numberFields.end(), field) != numberFields.end()) {
-            m_ui->tableInfo->item(row, valueColumn)->setFont(tabularFont());
-        }
-        ++row;
+        const bool isNumber =
+            std::find(numberFields.begin(), numberFields.end(), field) != numberFields.end();
+        const QString value = shownValue(device, field);
+        setRow(row++, devicetables::fieldLabel(field),
+               isNumber ? tableitems::number(value) : tableitems::text(value));
     }
     for (const QMap<QString, QString> &entry : device.extra) {
-        setRow(row++, entry.firstKey(), entry.first());
+        setRow(row++, entry.firstKey(), tableitems::text(entry.first()));
     }
 }
 
-void InfoPage::setRow(int row, const QString &property, const QString &value)
+void InfoPage::setRow(int row, const QString &property, std::unique_ptr<QTableWidgetItem> value)
 {
-    int column = 0;
-    for (const QString &text : {property, value}) {
-        auto item = std::make_unique<QTableWidgetItem>(text);
-        item->setToolTip(text.isEmpty() ? QString() : literalText(text));
-        m_ui->tableInfo->setItem(row, column++, item.release()); // the table owns its items
-    }
+    setCell(row, propertyColumn, tableitems::text(property));
+    setCell(row, valueColumn, std::move(value));
+}
+
+void InfoPage::setCell(int row, int column, std::unique_ptr<QTableWidgetItem> item)
+{
+    item->setToolTip(item->text().isEmpty() ? QString() : literalText(item->text()));
+    tableitems::place(m_ui->tableInfo, row, column, std::move(item));
 }

@@ -6,6 +6,8 @@
 
 #include <memory>
 
+class QTableWidgetItem;
+
 namespace Ui {
 class InfoPage;
 }
@@ -27,7 +29,8 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
-    void setRow(int row, const QString &property, const QString &value);
+    void setRow(int row, const QString &property, std::unique_ptr<QTableWidgetItem> value);
+    void setCell(int row, int column, std::unique_ptr<QTableWidgetItem> item);
 
     std::unique_ptr<Ui::InfoPage> m_ui;
 };
