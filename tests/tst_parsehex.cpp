@@ -25,7 +25,7 @@ private slots:
     void upperAddressIsSignExtended_data();
     void upperAddressIsSignExtended();
     void upperAddressOutlivesTheFile();
-    void askingLeavesTheUpperAddressAlone();
+    void lookingLeavesTheUpperAddressAlone();
 
     void fileIsJudged_data();
     void fileIsJudged();
@@ -186,20 +186,18 @@ void TestParseHex::upperAddressOutlivesTheFile()
     QCOMPARE(second.blocks().first, QVector<quint32>{0x3e8000});
 }
 
-void TestParseHex::askingLeavesTheUpperAddressAlone()
+void TestParseHex::lookingLeavesTheUpperAddressAlone()
 {
-    write(path("program.hex"), hexRecord(0, QByteArray("\x00\x3f", 2), 4) + '\n' + hexRecord(0, "ab") + '\n');
-    write(path("nothing.hex"), upperZero + endOfFile);
-    write(path("blank.hex"), hexRecord(0, "") + '\n' + endOfFile);
-    write(path("broken.hex"), hexRecord(0, "ab") + "\nbroken\n");
-    QVERIFY(ParseHex::holdsProgram(path("program.hex")));
-    QVERIFY(!ParseHex::holdsProgram(path("nothing.hex")));
-    QVERIFY(!ParseHex::holdsProgram(path("blank.hex")));
-    QVERIFY(!ParseHex::holdsProgram(path("broken.hex")));
-
+    write(path("looked-at.hex"),
+          hexRecord(0, QByteArray("\x00\x3f", 2), 4) + '\n' + hexRecord(0, "ab") + '\n');
+    ParseHex looked;
+    QCOMPARE(looked.readAside(path("looked-at.hex")), 0u);
     ParseHex reader;
     QCOMPARE(reader.readData(hexRecord(0x20, "ab") + '\n'), 0u);
     QCOMPARE(reader.blocks().first, QVector<quint32>{0x20});
+    looked.passOn();
+    QCOMPARE(reader.readData(hexRecord(0x20, "ab") + '\n'), 0u);
+    QCOMPARE(reader.blocks().first, QVector<quint32>{0x3f0020});
 }
 
 void TestParseHex::fileIsJudged_data()

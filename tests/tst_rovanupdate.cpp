@@ -26,6 +26,7 @@ private slots:
     void eachDspIsProgrammed();
     void unusualModulesAreProgrammedToo_data();
     void unusualModulesAreProgrammedToo();
+    void whatWasJudgedIsProgrammed();
     void refusedFileTouchesNothing_data();
     void refusedFileTouchesNothing();
     void faultBeforeTheEraseLeavesTheFlash_data();
@@ -188,6 +189,16 @@ void TestRovanUpdate::unusualModulesAreProgrammedToo()
     QFETCH(QByteArray, motor);
     startLab(motor);
     verifyProgrammed(run());
+}
+
+// Someone builds anew while the module restarts, or the memory stick is pulled out.
+void TestRovanUpdate::whatWasJudgedIsProgrammed()
+{
+    startLab();
+    const QString path = driver->file(controlFile, MotorUpdate::program());
+    verifyProgrammed(driver->run(path, labPacing(), QStringLiteral("Set GPIO"), [this] {
+        driver->file(controlFile, {{0x3e8000, "other"}});
+    }));
 }
 
 void TestRovanUpdate::refusedFileTouchesNothing_data()

@@ -273,6 +273,8 @@ void TestSendFirmware::uselessFileOpensNoConnection_data()
     QTest::newRow("breaks off") << hexText({{0x3e8000, "ab"}}) + "\n";
     QTest::newRow("no data record") << hexText({});
     QTest::newRow("record without data") << QByteArray(":0000000000\n:00000001FF\n");
+    QTest::newRow("data behind an empty record of its address")
+        << QByteArray(":0000000000\n:0200000061623B\n:00000001FF\n");
 }
 
 void TestSendFirmware::uselessFileOpensNoConnection()

@@ -20,10 +20,6 @@ constexpr int programmingBaudrate = 38400;
 constexpr int flashWritten = 70;
 constexpr int allDone = 100;
 
-// A file of 16 bytes a line spends 44 characters on them; the sender reports a step for each 51
-// packets of 32 bytes.
-constexpr qint64 fileBytesPerStep = 51 * 32 * 44 / 16;
-
 // Which DSP a firmware file is for follows from its name; empty when it is for none.
 struct Target
 {
@@ -58,8 +54,9 @@ bool MotorDriverUpdate::program(const QString &host, const QString &filePath)
         return failBefore(QStringLiteral("ERROR: wrong Firmware!"));
     }
     print(QStringLiteral("The '%1' will be programmed...").arg(QLatin1String(target->description)));
-    // Asked now, while the instrument still runs its old firmware undisturbed.
-    const QString objection = SendFirmware::objectionTo(filePath);
+    // Read now, while the instrument still runs its old firmware undisturbed, and not again.
+    SendFirmware sender(nullptr, pacing(), ports(), &noReturn());
+    const QString objection = sender.prepare(filePath);
     if (!objection.isEmpty()) {
         return failBefore(objection);
     }
@@ -68,7 +65,6 @@ bool MotorDriverUpdate::program(const QString &host, const QString &filePath)
         return false;
     }
     done();
-    SendFirmware sender(nullptr, pacing(), ports(), &noReturn());
     if (!programDsp(sender, target->state)) {
         return false;
     }
@@ -99,7 +95,7 @@ bool MotorDriverUpdate::programDsp(SendFirmware &sender, dspProgMode::State targ
         return false;
     }
     print(QStringLiteral("Program..."));
-    spreadProgress();
+    spreadProgress(sender.writingSteps());
     sender.program(m_filePath, m_host);
     return stageDone();
 }
@@ -162,11 +158,10 @@ void MotorDriverUpdate::setProgress(int position)
 }
 
 // A long file has more steps than the bar has room for: several of them move it by one.
-void MotorDriverUpdate::spreadProgress()
+void MotorDriverUpdate::spreadProgress(int steps)
 {
-    const qint64 steps = QFileInfo(m_filePath).size() / fileBytesPerStep;
     const int room = qMax(1, flashWritten - 1 - m_progress);
-    m_stepsPerMove = 1 + static_cast<int>(steps / room);
+    m_stepsPerMove = 1 + steps / room;
     m_pendingSteps = 0;
 }
 

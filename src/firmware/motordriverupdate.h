@@ -37,7 +37,7 @@ private:
     bool stageDone();
 
     void setProgress(int position);
-    void spreadProgress();
+    void spreadProgress(int steps);
     void onStep();
     void onError(const QString &error);
 

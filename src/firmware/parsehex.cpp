@@ -4,9 +4,9 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <array>
 #include <cstring>
+#include <numeric>
 
 std::atomic<quint32> ParseHex::upperAddress{0};
 
@@ -103,20 +103,25 @@ unsigned ParseHex::readData(const QByteArray &text)
     return readLines(buffer);
 }
 
-ParseHex::Blocks ParseHex::blocksOf(const QString &path)
+unsigned ParseHex::readAside(const QString &path)
 {
     const quint32 before = upperAddress;
-    ParseHex trial;
-    const bool readable = trial.readFile(path) == accepted;
+    const unsigned result = readFile(path);
+    upperAfter = upperAddress;
     upperAddress = before;
-    return readable ? trial.blocks() : Blocks();
+    return result;
 }
 
-bool ParseHex::holdsProgram(const QString &path)
+void ParseHex::passOn()
 {
-    const QVector<QByteArray> contents = blocksOf(path).second;
-    return std::any_of(contents.begin(), contents.end(),
-                       [](const QByteArray &one) { return !one.isEmpty(); });
+    upperAddress = upperAfter;
+}
+
+qint64 ParseHex::dataBytes() const
+{
+    const QVector<QByteArray> contents = blocks().second;
+    return std::accumulate(contents.begin(), contents.end(), qint64{0},
+                           [](qint64 sum, const QByteArray &one) { return sum + one.size(); });
 }
 
 // Works on pieces of the file, so that a huge file of something else is refused at its first

@@ -42,6 +42,13 @@ public:
     // The same from memory.
     unsigned readData(const QByteArray &text);
 
+    // Reads a file in the same way, but leaves the shared upper address as it was until passOn(): to look at
+    // a file does not change what a later read gives.
+    unsigned readAside(const QString &path);
+
+    // The shared upper address becomes what the file of the last readAside() left.
+    void passOn();
+
     // Takes one line without its end: `accepted` (recorded, or of no consequence), `badRecord` or
     // `checksumError`. Lines of up to 255 characters are understood.
     unsigned parseLine(const char *line, unsigned length);
@@ -53,15 +60,11 @@ public:
     // Data records accepted by the last read, those of no bytes included.
     qint32 records() const { return recordCount; }
 
+    // Bytes of all blocks.
+    qint64 dataBytes() const;
+
     // Lines that the last read dropped because of their checksum.
     int droppedLines() const { return dropped; }
-
-    // The blocks of a file, none when it is unreadable. Leaves the shared upper address as it was, so that
-    // asking does not change what a later read gives.
-    static Blocks blocksOf(const QString &path);
-
-    // Does this file read well and hold at least one byte of data? Changes nothing either.
-    static bool holdsProgram(const QString &path);
 
 private:
     unsigned readLines(QIODevice &source);
@@ -71,6 +74,7 @@ private:
     QVector<quint32> addresses; // of the records in `data`, in words
     qint32 recordCount = 0;
     int dropped = 0;
+    quint32 upperAfter = 0; // what readAside() would have left behind
 
     // Upper half of all addresses until the next type 04 record. One for the whole program and never
     // reset: a file without such a record inherits what the file before it left behind. Only one

@@ -47,6 +47,11 @@ QString positiveAnswer()
     return QStringLiteral("ACK\n");
 }
 
+QString unreadableText()
+{
+    return QStringLiteral("ERROR: Parsing Failed!");
+}
+
 QString outsideText()
 {
     return QStringLiteral("ERROR: address are outside the programmable address range");
@@ -78,29 +83,39 @@ SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPort
 
 SendFirmware::~SendFirmware() = default;
 
-QString SendFirmware::objectionTo(const QString &hexFilePath)
+QString SendFirmware::prepare(const QString &hexFilePath)
 {
-    if (!ParseHex::holdsProgram(hexFilePath)) {
-        return QStringLiteral("ERROR: Parsing Failed!");
+    prepared.clear();
+    if (!readFile(hexFilePath)) {
+        return unreadableText();
     }
-    const ParseHex::Blocks blocks = ParseHex::blocksOf(hexFilePath);
+    const ParseHex::Blocks blocks = parser->blocks();
     for (int i = 0; i < blocks.first.size(); ++i) {
         if (!fits(blocks.first[i], blocks.second[i])) {
             return outsideText();
         }
     }
+    prepared = hexFilePath;
     return {};
+}
+
+int SendFirmware::writingSteps() const
+{
+    return parser ? static_cast<int>(parser->dataBytes() / (packetBytes * (packetsPerStep + 1))) : 0;
 }
 
 void SendFirmware::program(const QString &hexFilePath, const QString &host)
 {
     emit signalIncreaseProgressBar();
-    const bool readable = readFile(hexFilePath);
+    const bool readable = (!prepared.isEmpty() && prepared == hexFilePath) || readFile(hexFilePath);
+    prepared.clear();
     emit signalIncreaseProgressBar();
     if (!readable) {
-        emit signalErrorDetected(QStringLiteral("ERROR: Parsing Failed!"));
+        emit signalErrorDetected(unreadableText());
         return;
     }
+    parser->passOn();
+    tellDroppedLines();
     QTcpSocket socket;
     if (!openTunnel(host, &socket)) {
         return;
@@ -120,19 +135,17 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
 // A file without data would erase the flash and leave it empty, so it counts as unreadable.
 bool SendFirmware::readFile(const QString &path)
 {
-    if (!ParseHex::holdsProgram(path)) {
-        return false;
-    }
     parser = std::make_unique<ParseHex>();
-    if (parser->readFile(path) != ParseHex::accepted) {
-        return false;
-    }
+    return parser->readAside(path) == ParseHex::accepted && parser->dataBytes() > 0;
+}
+
+void SendFirmware::tellDroppedLines()
+{
     if (parser->droppedLines() > 0) {
         emit signalPrintMessage(
             QStringLiteral("WARNING: %1 line(s) of the firmware file have a wrong checksum and are left out")
                 .arg(parser->droppedLines()));
     }
-    return true;
 }
 
 // Connects and gives the serial line time to settle: the last waits that a request to stop may end.

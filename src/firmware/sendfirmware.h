@@ -31,11 +31,16 @@ public:
                           PointOfNoReturn *noReturn = nullptr);
     ~SendFirmware() override;
 
-    // Why this file cannot be programmed whole; empty when it can. Nothing is sent for this.
-    static QString objectionTo(const QString &hexFilePath);
+    // Reads a file and keeps it for program(). Gives why it cannot be programmed whole; empty when it can.
+    // Nothing is sent for this.
+    QString prepare(const QString &hexFilePath);
 
-    // The whole run. Ends early, with an error, while nothing is erased yet and the thread is asked to
-    // stop; from the erase packet on it goes through.
+    // How often the progress bar will move, about, while the file that is kept is written.
+    int writingSteps() const;
+
+    // The whole run. A file that was prepared is programmed as it was read then, whatever has become of it
+    // since; any other is read now. Ends early, with an error, while nothing is erased yet and the thread is
+    // asked to stop; from the erase packet on it goes through.
     void program(const QString &hexFilePath, const QString &host);
 
     // The reply to the erase packet.
@@ -64,11 +69,13 @@ signals:
 
 private:
     bool readFile(const QString &path);
+    void tellDroppedLines();
     bool openTunnel(const QString &host, QTcpSocket *socket);
     bool sendPageData(const QByteArray &data, int *index, int *packets, QTcpSocket *socket);
     bool endPage(bool delivered, bool writeMode, QTcpSocket *socket);
 
     std::unique_ptr<ParseHex> parser; // a new one for each run
+    QString prepared;                 // the path of what it holds for the next run
     bool connectionLost = false;      // while writing; nothing more can reach the flash
     Pacing pacing;
     XPortPorts ports;
