@@ -232,7 +232,6 @@ void TestDeviceModel::rulesFollowTheCode_data()
                             << QString::fromLatin1(traits);
     };
     row("1100", Procedure::PowerSupply, "updt", NetworkFields::All, "ticked dhcp web 8");
-    row("1900", Procedure::PowerSupply, "updt", NetworkFields::All, "ticked dhcp web 8");
     row("1400", Procedure::PowerSupplyModular, "updt", NetworkFields::All, "ticked dhcp web 8");
     row("1600", Procedure::Beamline, "flash", NetworkFields::All, "ticked dhcp 8");
     row("1F80", Procedure::PowerSupply, "updt", NetworkFields::None, "ticked web 8");
@@ -242,7 +241,6 @@ void TestDeviceModel::rulesFollowTheCode_data()
     row("3100", Procedure::None, "", NetworkFields::All, "8");
     row("4100", Procedure::MotorDriver, "hex", NetworkFields::AddressOnly, "ticked second 20");
     row("4200", Procedure::MotorDriver, "hex", NetworkFields::AddressOnly, "ticked second 20");
-    row("5100", Procedure::None, "", NetworkFields::All, "ticked 8");
     row("6100", Procedure::None, "", NetworkFields::AddressOnly, "ticked reboot 8");
     row("", Procedure::None, "", NetworkFields::All, "ticked 8");
 }

@@ -1,6 +1,5 @@
 #include "client.h"
 #include "support/scanfixture.h"
-#include "support/tildelanguage.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -27,7 +26,6 @@ private slots:
     void stopKeepsWhatWasFound_data();
     void stopKeepsWhatWasFound();
     void saysWhatItCouldNotDo();
-    void whatItSaysCanBeTranslated();
     void takesNothingAfterItsLastStep();
     void everInventedModulesDoNotHoldItUp();
     void asksARackOfModules_data();
@@ -257,21 +255,6 @@ void TestScanRun::saysWhatItCouldNotDo()
     QVERIFY2(client.problem().startsWith(QLatin1String("wst1: ")), qPrintable(client.problem()));
     client.scan({wst0()});
     QCOMPARE(client.problem(), QString());
-}
-
-void TestScanRun::whatItSaysCanBeTranslated()
-{
-    const TildeLanguage language;
-    Client client;
-    QUdpSocket other;
-    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 30719, QUdpSocket::DontShareAddress));
-    connect(&client, &Client::signalUpdateProgressBar, &client, &Client::requestStop);
-    client.scan({});
-    const QStringList problems = client.problem().split(QStringLiteral("; "));
-    QCOMPARE(problems.size(), 2);
-    for (const QString &problem : problems) {
-        QVERIFY2(problem.startsWith(QLatin1Char('~')), qPrintable(problem));
-    }
 }
 
 // The window paints when it hears of the last step, and what arrives meanwhile must not be added

@@ -52,8 +52,6 @@ void TestUnicastRange::addressesOfARange_data()
     row("no end", "10.0.0.1", "", "");
     row("IPv6", "::1", "::2", "");
     row("IPv4 in IPv6 dress", "::ffff:10.0.0.1", "::ffff:10.0.0.2", "");
-    row("the end of the address space", "255.255.255.253", "255.255.255.255",
-        "255.255.255.253 255.255.255.254");
 }
 
 void TestUnicastRange::addressesOfARange()

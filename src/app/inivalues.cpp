@@ -16,11 +16,10 @@ class IniCharacters
 public:
     explicit IniCharacters(const QByteArray &text) : m_text(text) {}
 
-    // Before `separator` stands what ends a value or begins one: '=', ',' or the end of a line, unquoted.
     struct Character
     {
         ushort code;
-        bool separator;
+        bool separator; // unquoted '=', ',' or end of a line, behind which a value begins
     };
 
     // Nothing at the end of the text.

@@ -109,7 +109,10 @@ std::optional<QString> FirmwarePage::chooseFile(const QObject *button, const QSt
 std::optional<QString> FirmwarePage::takeFileUrl(QObject *field)
 {
     auto *edit = qobject_cast<QLineEdit *>(field);
-    const QUrl url(edit ? edit->text() : QString(), QUrl::TolerantMode);
+    if (!edit) {
+        return {};
+    }
+    const QUrl url(edit->text(), QUrl::TolerantMode);
     if (!url.isLocalFile()) {
         return {};
     }
