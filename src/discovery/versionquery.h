@@ -19,7 +19,7 @@ constexpr int lineWaits = 3;
 // The XPort module's TCP port to the serial line behind it.
 constexpr quint16 serialTunnelPort = 10001;
 
-// Asks the instrument behind the serial server `module` (only its "IP" and "MAC" are read) for its
+// Asks the instrument behind `module` (only its "IP" and "MAC" are read) for its
 // version and gives the record of what is there: a motor driver with code "4200", or the module
 // itself with code "4100" when it does not connect, does not answer, or has something else behind it.
 //

@@ -38,14 +38,14 @@ QByteArray toBytes(const std::array<quint8, Size> &bytes)
 
 } // namespace
 
-dspProgMode::dspProgMode(QObject *parent, Interruption interruptionRule, const Pacing &times,
-                         const XPortPorts &tcpPorts, const QString &bootloader)
+dspProgMode::dspProgMode(QObject *parent, Interruption interruption, const Pacing &pacing,
+                         const XPortPorts &ports, const QString &bootloader)
     : QObject(parent),
-      table(initialTable),
-      interruption(interruptionRule),
-      pacing(times),
-      ports(tcpPorts),
-      bootloaderPath(bootloader)
+      m_table(initialTable),
+      m_interruption(interruption),
+      m_pacing(pacing),
+      m_ports(ports),
+      m_bootloaderPath(bootloader)
 {}
 
 QString dspProgMode::defaultBootloader()
@@ -55,9 +55,9 @@ QString dspProgMode::defaultBootloader()
 
 void dspProgMode::setState(int state, const QString &host)
 {
-    address = host;
+    m_address = host;
     if (state >= Normal && state <= ProgramControl) {
-        table.back() = stateSteps[static_cast<std::size_t>(state)];
+        m_table.back() = stateSteps[static_cast<std::size_t>(state)];
     }
     runGpioTable();
 }
@@ -66,7 +66,7 @@ void dspProgMode::runGpioTable()
 {
     step();
     const bool connected =
-        waits::forConnection(socket, address, ports.gpio, pacing.gpioConnect, interruption);
+        waits::forConnection(m_socket, m_address, m_ports.gpio, m_pacing.gpioConnect, m_interruption);
     if (stopped()) {
         return;
     }
@@ -74,29 +74,29 @@ void dspProgMode::runGpioTable()
         fail(QStringLiteral("ERROR: Connection to port 30704 failed!"));
         return;
     }
-    for (const GpioStep &entry : table) {
+    for (const GpioStep &entry : m_table) {
         runStep(entry);
         if (stopped()) {
             return;
         }
     }
-    waits::close(socket);
+    waits::close(m_socket);
 }
 
 void dspProgMode::runStep(const GpioStep &entry)
 {
-    QThread::usleep(static_cast<unsigned long>(pacing.gpioStep.count()));
-    socket.write(toBytes(entry.command));
+    QThread::usleep(static_cast<unsigned long>(m_pacing.gpioStep.count()));
+    m_socket.write(toBytes(entry.command));
 
     // An answer may come in pieces, but all of them within the bound.
-    const QDeadlineTimer deadline(pacing.gpioAnswer);
+    const QDeadlineTimer deadline(m_pacing.gpioAnswer);
     QByteArray answer;
     while (answer.size() < static_cast<int>(entry.answer.size()) &&
-           waits::forData(socket, waits::milliseconds(deadline.remainingTime()), interruption)) {
-        answer += socket.readAll();
+           waits::forData(m_socket, waits::milliseconds(deadline.remainingTime()), m_interruption)) {
+        answer += m_socket.readAll();
     }
-    qCDebug(lcFirmware) << entry.label << answer.toHex(' ');
-    if (answer != toBytes(entry.answer) && !waits::interrupted(interruption)) {
+    qCDebug(firmwareLog) << entry.label << answer.toHex(' ');
+    if (answer != toBytes(entry.answer) && !waits::interrupted(m_interruption)) {
         emit signalError(QStringLiteral("ERROR: GPIO not configured correctly!"));
     }
     step();
@@ -104,14 +104,14 @@ void dspProgMode::runStep(const GpioStep &entry)
 
 void dspProgMode::loadBootloader()
 {
-    if (!waits::forConnection(socket, address, ports.tunnel, pacing.tunnelConnect, interruption)) {
+    if (!waits::forConnection(m_socket, m_address, m_ports.tunnel, m_pacing.tunnelConnect, m_interruption)) {
         if (!stopped()) {
             fail(updatetexts::connectionFailed());
         }
         return;
     }
     step();
-    waits::pause(pacing.tunnelSettle, interruption);
+    waits::pause(m_pacing.tunnelSettle, m_interruption);
     step();
     if (stopped()) {
         return;
@@ -126,7 +126,7 @@ void dspProgMode::loadBootloader()
     }
     step();
 
-    QFile file(bootloaderPath);
+    QFile file(m_bootloaderPath);
     if (!file.open(QIODevice::ReadOnly)) {
         fail(QStringLiteral("ERROR: Bootloader File not found!"));
         return;
@@ -134,43 +134,43 @@ void dspProgMode::loadBootloader()
     sendBootloader(file.readAll());
     drainAnswers();
     if (!stopped()) {
-        waits::close(socket);
+        waits::close(m_socket);
     }
 }
 
 bool dspProgMode::autobaud()
 {
     // The module may hand over what the line said before we came; that is no answer.
-    waits::stillConnected(socket);
-    socket.readAll();
+    waits::stillConnected(m_socket);
+    m_socket.readAll();
 
-    socket.putChar(autobaudCharacter);
-    socket.flush();
-    waits::forWritten(socket, pacing.written, interruption);
-    waits::forData(socket, pacing.autobaud, interruption);
-    const QByteArray answer = socket.readAll();
-    qCDebug(lcFirmware) << "autobaud" << answer.toHex(' ');
+    m_socket.putChar(autobaudCharacter);
+    m_socket.flush();
+    waits::forWritten(m_socket, m_pacing.written, m_interruption);
+    waits::forData(m_socket, m_pacing.autobaud, m_interruption);
+    const QByteArray answer = m_socket.readAll();
+    qCDebug(firmwareLog) << "autobaud" << answer.toHex(' ');
     return answer == QByteArray(1, autobaudCharacter);
 }
 
 void dspProgMode::sendBootloader(const QByteArray &text)
 {
-    qCDebug(lcFirmware) << "boot loader," << text.size() << "bytes";
-    socket.write(text);
-    socket.flush();
-    waits::forWritten(socket, pacing.written, interruption);
-    waits::forData(socket, pacing.bootFirstAnswer, interruption);
+    qCDebug(firmwareLog) << "boot loader," << text.size() << "bytes";
+    m_socket.write(text);
+    m_socket.flush();
+    waits::forWritten(m_socket, m_pacing.written, m_interruption);
+    waits::forData(m_socket, m_pacing.bootFirstAnswer, m_interruption);
     step();
 }
 
 void dspProgMode::drainAnswers()
 {
-    const QDeadlineTimer patience(pacing.longestAnswer);
+    const QDeadlineTimer patience(m_pacing.longestAnswer);
     bool more = true;
     for (int wait = 1; more && !patience.hasExpired(); ++wait) {
-        more = waits::forData(socket, pacing.bootAnswer, interruption);
-        const QByteArray answer = socket.readAll(); // not inside the log line, which may not be evaluated
-        qCDebug(lcFirmware) << "boot loader >" << answer;
+        more = waits::forData(m_socket, m_pacing.bootAnswer, m_interruption);
+        const QByteArray answer = m_socket.readAll(); // not inside the log line, which may not be evaluated
+        qCDebug(firmwareLog) << "boot loader >" << answer;
         if (wait <= shownWaits) {
             step();
         }
@@ -186,7 +186,7 @@ void dspProgMode::step()
 // The thread was asked to stop, and nothing has been erased so far.
 bool dspProgMode::stopped()
 {
-    if (!waits::interrupted(interruption)) {
+    if (!waits::interrupted(m_interruption)) {
         return false;
     }
     fail(updatetexts::timedOut());
@@ -195,6 +195,6 @@ bool dspProgMode::stopped()
 
 void dspProgMode::fail(const QString &message)
 {
-    waits::close(socket);
+    waits::close(m_socket);
     emit signalError(message);
 }

@@ -10,7 +10,7 @@
 
 #include <array>
 
-// One command to the XPort's GPIO port and the answer that says it was obeyed. The command is a byte,
+// One command to the module's GPIO port and the answer that says it was obeyed. The command is a byte,
 // a mask and a value of 32 bits each, the answer that byte and a value, all least significant byte
 // first; bit 0 is pin CP1, bit 1 CP2, bit 2 CP3.
 struct GpioStep
@@ -20,7 +20,7 @@ struct GpioStep
     const char *label;
 };
 
-// Brings the two DSPs of a motor driver into a state by way of the XPort's pins, which hold them in
+// Brings the two DSPs of a motor driver into a state by way of the module's pins, which hold them in
 // reset and choose how they start, and loads the boot loader into the one that starts in programming
 // mode. Owned by the update's programming run; blocks the thread it is used from.
 class dspProgMode : public QObject
@@ -61,12 +61,12 @@ private:
     bool stopped();
     void fail(const QString &message);
 
-    QTcpSocket socket;
-    QString address = QStringLiteral("192.168.10.10");
+    QTcpSocket m_socket;
+    QString m_address = QStringLiteral("192.168.10.10");
 
-    std::array<GpioStep, 4> table;
-    Interruption interruption;
-    Pacing pacing;
-    XPortPorts ports;
-    QString bootloaderPath;
+    std::array<GpioStep, 4> m_table;
+    Interruption m_interruption;
+    Pacing m_pacing;
+    XPortPorts m_ports;
+    QString m_bootloaderPath;
 };

@@ -1,3 +1,3 @@
 #include "firmwarelog.h"
 
-Q_LOGGING_CATEGORY(lcFirmware, "devicemanager.firmware", QtInfoMsg)
+Q_LOGGING_CATEGORY(firmwareLog, "devicemanager.firmware", QtInfoMsg)

@@ -110,7 +110,7 @@ void firmwareUpgrade::begin()
     onPrintMessage(QStringLiteral("Firmware : ") + m_firmwareFile);
 }
 
-// The serial server and a power supply in recovery mode cannot say what they are; all others are asked
+// The module itself and a power supply in recovery mode cannot say what they are; all others are asked
 // before anything is sent to them.
 firmwareUpgrade::Outcome firmwareUpgrade::updateByCode()
 {
@@ -251,7 +251,7 @@ void firmwareUpgrade::onPrintMessage(const QString &message)
 void firmwareUpgrade::onLantronixTimeout()
 {
     ++m_channelWaits;
-    qCDebug(lcFirmware) << "the module was left alone" << m_channelWaits << "times";
+    qCDebug(firmwareLog) << "the module was left alone" << m_channelWaits << "times";
 }
 
 void firmwareUpgrade::onLantronixTimeoutReset()

@@ -2,19 +2,19 @@
 
 #include <chrono>
 
-// The waits that a motor driver's XPort and DSPs impose on an update, and the bounds of everything
+// The waits that a motor driver's module and DSPs impose on an update, and the bounds of everything
 // that may never come. The defaults are what the hardware needs; a test passes shorter ones.
 struct Pacing
 {
     using milliseconds = std::chrono::milliseconds;
 
-    // XPort setup menu, TCP 9999.
+    // Setup menu of the module, TCP 9999.
     milliseconds menuConnect{4000};
     milliseconds menuKey{100};      // before each line that is typed
     milliseconds menuSilence{1000}; // an answer is over after this much silence
     milliseconds menuStore{1000};   // the module stores its settings
 
-    // The serial channel starts again with its new speed: so many times so long.
+    // The serial line starts again with its new speed: so many times so long.
     int channelRestarts = 10;
     milliseconds channelRestart{1000};
     milliseconds channelEvents{100}; // for pending events, each time

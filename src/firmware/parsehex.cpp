@@ -8,7 +8,7 @@
 #include <cstring>
 #include <numeric>
 
-std::atomic<quint32> ParseHex::upperAddress{0};
+std::atomic<quint32> ParseHex::s_upperAddress{0};
 
 namespace {
 
@@ -105,16 +105,16 @@ unsigned ParseHex::readData(const QByteArray &text)
 
 unsigned ParseHex::readAside(const QString &path)
 {
-    const quint32 before = upperAddress;
+    const quint32 before = s_upperAddress;
     const unsigned result = readFile(path);
-    upperAfter = upperAddress;
-    upperAddress = before;
+    m_upperAfter = s_upperAddress;
+    s_upperAddress = before;
     return result;
 }
 
 void ParseHex::passOn()
 {
-    upperAddress = upperAfter;
+    s_upperAddress = m_upperAfter;
 }
 
 qint64 ParseHex::dataBytes() const
@@ -128,10 +128,10 @@ qint64 ParseHex::dataBytes() const
 // over-long line and never taken into memory.
 unsigned ParseHex::readLines(QIODevice &source)
 {
-    data.clear();
-    addresses.clear();
-    recordCount = 0;
-    dropped = 0;
+    m_data.clear();
+    m_addresses.clear();
+    m_recordCount = 0;
+    m_dropped = 0;
     if (!source.open(QIODevice::ReadOnly)) {
         return badRecord;
     }
@@ -174,7 +174,7 @@ unsigned ParseHex::takeLine(const char *line, qint64 length)
     }
     const unsigned result = parseLine(line, static_cast<unsigned>(length));
     if (result == checksumError) {
-        ++dropped;
+        ++m_dropped;
     }
     return result;
 }
@@ -196,10 +196,10 @@ unsigned ParseHex::parseLine(const char *line, unsigned length)
     }
     switch (record.type()) {
     case DataRecord:
-        data.append(QByteArray(reinterpret_cast<const char *>(&record.bytes[dataStart]),
-                               static_cast<int>(record.count())));
-        addresses.append(record.offset() + upperAddress);
-        ++recordCount;
+        m_data.append(QByteArray(reinterpret_cast<const char *>(&record.bytes[dataStart]),
+                                 static_cast<int>(record.count())));
+        m_addresses.append(record.offset() + s_upperAddress);
+        ++m_recordCount;
         return accepted;
     case EndOfFileRecord:
         return accepted;
@@ -207,7 +207,7 @@ unsigned ParseHex::parseLine(const char *line, unsigned length)
         if (record.offset() != 0 || record.count() != 2) {
             return badRecord;
         }
-        upperAddress = record.linearAddress();
+        s_upperAddress = record.linearAddress();
         return accepted;
     default:
         return badRecord;
@@ -218,18 +218,18 @@ ParseHex::Blocks ParseHex::blocks() const
 {
     QVector<quint32> blockAddresses;
     QVector<QByteArray> blockData;
-    for (int i = 0; i < data.size(); ++i) {
+    for (int i = 0; i < m_data.size(); ++i) {
         // The neighbour is the record before, dropped or not, rather than the end of the block.
-        if (i > 0 && addresses[i] == addresses[i - 1]) {
+        if (i > 0 && m_addresses[i] == m_addresses[i - 1]) {
             continue;
         }
         const bool continues =
-            i > 0 && addresses[i] == addresses[i - 1] + static_cast<quint32>(data[i - 1].size() / 2);
+            i > 0 && m_addresses[i] == m_addresses[i - 1] + static_cast<quint32>(m_data[i - 1].size() / 2);
         if (!continues) {
-            blockAddresses.append(addresses[i]);
+            blockAddresses.append(m_addresses[i]);
             blockData.append(QByteArray());
         }
-        blockData.last().append(data[i]);
+        blockData.last().append(m_data[i]);
     }
     return {blockAddresses, blockData};
 }

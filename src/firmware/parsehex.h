@@ -58,26 +58,26 @@ public:
     Blocks blocks() const;
 
     // Data records accepted by the last read, those of no bytes included.
-    qint32 records() const { return recordCount; }
+    qint32 records() const { return m_recordCount; }
 
     // Bytes of all blocks.
     qint64 dataBytes() const;
 
     // Lines that the last read dropped because of their checksum.
-    int droppedLines() const { return dropped; }
+    int droppedLines() const { return m_dropped; }
 
 private:
     unsigned readLines(QIODevice &source);
     unsigned takeLine(const char *line, qint64 length);
 
-    QVector<QByteArray> data;   // one array for each data record, in the file's order
-    QVector<quint32> addresses; // of the records in `data`, in words
-    qint32 recordCount = 0;
-    int dropped = 0;
-    quint32 upperAfter = 0; // what readAside() would have left behind
+    QVector<QByteArray> m_data;   // one array for each data record, in the file's order
+    QVector<quint32> m_addresses; // of the records in `m_data`, in words
+    qint32 m_recordCount = 0;
+    int m_dropped = 0;
+    quint32 m_upperAfter = 0; // what readAside() would have left behind
 
     // Upper half of all addresses until the next type 04 record. One for the whole program and never
     // reset: a file without such a record inherits what the file before it left behind. Only one
     // worker reads at a time; atomic so that reading in turn on different threads is well defined.
-    static std::atomic<quint32> upperAddress;
+    static std::atomic<quint32> s_upperAddress;
 };

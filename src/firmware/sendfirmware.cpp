@@ -76,51 +76,51 @@ bool fits(unsigned address, const QByteArray &data)
 
 } // namespace
 
-SendFirmware::SendFirmware(QObject *parent, const Pacing &times, const XPortPorts &tcpPorts,
-                           PointOfNoReturn *pointOfNoReturn)
-    : QObject(parent), pacing(times), ports(tcpPorts), noReturn(pointOfNoReturn)
+SendFirmware::SendFirmware(QObject *parent, const Pacing &pacing, const XPortPorts &ports,
+                           PointOfNoReturn *noReturn)
+    : QObject(parent), m_pacing(pacing), m_ports(ports), m_noReturn(noReturn)
 {}
 
 SendFirmware::~SendFirmware() = default;
 
 QString SendFirmware::prepare(const QString &hexFilePath)
 {
-    prepared.clear();
+    m_prepared.clear();
     if (!readFile(hexFilePath)) {
         return unreadableText();
     }
-    const ParseHex::Blocks blocks = parser->blocks();
+    const ParseHex::Blocks blocks = m_parser->blocks();
     for (int i = 0; i < blocks.first.size(); ++i) {
         if (!fits(blocks.first[i], blocks.second[i])) {
             return outsideText();
         }
     }
-    prepared = hexFilePath;
+    m_prepared = hexFilePath;
     return {};
 }
 
 int SendFirmware::writingSteps() const
 {
-    return parser ? static_cast<int>(parser->dataBytes() / (packetBytes * (packetsPerStep + 1))) : 0;
+    return m_parser ? static_cast<int>(m_parser->dataBytes() / (packetBytes * (packetsPerStep + 1))) : 0;
 }
 
 void SendFirmware::program(const QString &hexFilePath, const QString &host)
 {
     emit signalIncreaseProgressBar();
-    const bool readable = (!prepared.isEmpty() && prepared == hexFilePath) || readFile(hexFilePath);
-    prepared.clear();
+    const bool readable = (!m_prepared.isEmpty() && m_prepared == hexFilePath) || readFile(hexFilePath);
+    m_prepared.clear();
     emit signalIncreaseProgressBar();
     if (!readable) {
         emit signalErrorDetected(unreadableText());
         return;
     }
-    parser->passOn();
+    m_parser->passOn();
     tellDroppedLines();
     QTcpSocket socket;
     if (!openTunnel(host, &socket)) {
         return;
     }
-    if (noReturn != nullptr && !noReturn->pass()) {
+    if (m_noReturn != nullptr && !m_noReturn->pass()) {
         emit signalErrorDetected(updatetexts::timedOut());
         return;
     }
@@ -135,16 +135,16 @@ void SendFirmware::program(const QString &hexFilePath, const QString &host)
 // A file without data would erase the flash and leave it empty, so it counts as unreadable.
 bool SendFirmware::readFile(const QString &path)
 {
-    parser = std::make_unique<ParseHex>();
-    return parser->readAside(path) == ParseHex::accepted && parser->dataBytes() > 0;
+    m_parser = std::make_unique<ParseHex>();
+    return m_parser->readAside(path) == ParseHex::accepted && m_parser->dataBytes() > 0;
 }
 
 void SendFirmware::tellDroppedLines()
 {
-    if (parser->droppedLines() > 0) {
+    if (m_parser->droppedLines() > 0) {
         emit signalPrintMessage(
             QStringLiteral("WARNING: %1 line(s) of the firmware file have a wrong checksum and are left out")
-                .arg(parser->droppedLines()));
+                .arg(m_parser->droppedLines()));
     }
 }
 
@@ -152,9 +152,9 @@ void SendFirmware::tellDroppedLines()
 bool SendFirmware::openTunnel(const QString &host, QTcpSocket *socket)
 {
     constexpr Interruption rule = Interruption::Honoured;
-    const bool connected = waits::forConnection(*socket, host, ports.tunnel, pacing.tunnelConnect, rule);
+    const bool connected = waits::forConnection(*socket, host, m_ports.tunnel, m_pacing.tunnelConnect, rule);
     if (connected) {
-        waits::pause(pacing.tunnelSettle, rule);
+        waits::pause(m_pacing.tunnelSettle, rule);
     }
     if (waits::interrupted(rule)) {
         emit signalErrorDetected(updatetexts::timedOut());
@@ -179,12 +179,12 @@ QString SendFirmware::eraseFlash(int sectors, QTcpSocket *socket)
 void SendFirmware::writeMemory(bool writeMode, QTcpSocket *socket)
 {
     emit signalPrintMessage(QStringLiteral("Write memory..."));
-    connectionLost = false;
-    const auto blocks = parser ? parser->blocks() : ParseHex::Blocks();
-    for (int i = 0; i < blocks.first.size() && !connectionLost; ++i) {
+    m_connectionLost = false;
+    const auto blocks = m_parser ? m_parser->blocks() : ParseHex::Blocks();
+    for (int i = 0; i < blocks.first.size() && !m_connectionLost; ++i) {
         writeBlock(blocks.first[i], blocks.second[i], writeMode, socket);
     }
-    if (!connectionLost) {
+    if (!m_connectionLost) {
         emit signalPrintMessage(QStringLiteral("Writing completed!"));
     }
     waits::close(*socket);
@@ -252,10 +252,10 @@ bool SendFirmware::endPage(bool delivered, bool writeMode, QTcpSocket *socket)
         return false;
     }
     if (delivered) {
-        waits::pause(pacing.page, Interruption::Ignored);
+        waits::pause(m_pacing.page, Interruption::Ignored);
     }
     if (writeMode && !(waits::stillConnected(*socket) && delivers(*socket) && delivered)) {
-        connectionLost = true;
+        m_connectionLost = true;
         emit signalErrorDetected(updatetexts::writingFailed());
         return false;
     }
@@ -290,10 +290,10 @@ void SendFirmware::sendPacket(const QByteArray &bytes, QTcpSocket *socket)
     if (socket->state() != QAbstractSocket::ConnectedState) {
         return;
     }
-    qCDebug(lcFirmware) << "tunnel <" << bytes.toHex(' ');
+    qCDebug(firmwareLog) << "tunnel <" << bytes.toHex(' ');
     socket->write(bytes);
     socket->flush();
-    waits::forWritten(*socket, pacing.written, Interruption::Ignored);
+    waits::forWritten(*socket, m_pacing.written, Interruption::Ignored);
 }
 
 // The order of waits and reads is what the boot loaders in the field are used to: what arrives during
@@ -302,12 +302,12 @@ void SendFirmware::sendPacket(const QByteArray &bytes, QTcpSocket *socket)
 QString SendFirmware::readReply(int waitTenths, QTcpSocket *socket)
 {
     constexpr Interruption rule = Interruption::Ignored;
-    const QDeadlineTimer patience(pacing.longestAnswer);
+    const QDeadlineTimer patience(m_pacing.longestAnswer);
     QByteArray buffer;
-    waits::forNewData(*socket, pacing.replyFirst, rule);
-    while (!patience.hasExpired() && waits::forNewData(*socket, waitTenths * pacing.replyTenth, rule)) {
+    waits::forNewData(*socket, m_pacing.replyFirst, rule);
+    while (!patience.hasExpired() && waits::forNewData(*socket, waitTenths * m_pacing.replyTenth, rule)) {
         buffer += socket->readAll();
     }
-    qCDebug(lcFirmware) << "tunnel >" << buffer;
+    qCDebug(firmwareLog) << "tunnel >" << buffer;
     return QString::fromUtf8(buffer.constData());
 }

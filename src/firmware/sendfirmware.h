@@ -14,7 +14,7 @@ class PointOfNoReturn;
 class QTcpSocket;
 
 // Programs the flash of one DSP of a motor driver through the boot loader that runs on it, reached
-// through the XPort's serial tunnel. Owned by the update's programming run; one run at a time, blocking
+// through the module's serial tunnel. Owned by the update's programming run; one run at a time, blocking
 // the thread it is used from.
 //
 // A packet is 0C 0E, a command, the number of argument bytes, the arguments and 0E; no checksum, no
@@ -74,10 +74,10 @@ private:
     bool sendPageData(const QByteArray &data, int *index, int *packets, QTcpSocket *socket);
     bool endPage(bool delivered, bool writeMode, QTcpSocket *socket);
 
-    std::unique_ptr<ParseHex> parser; // a new one for each run
-    QString prepared;                 // the path of what it holds for the next run
-    bool connectionLost = false;      // while writing; nothing more can reach the flash
-    Pacing pacing;
-    XPortPorts ports;
-    PointOfNoReturn *noReturn;
+    std::unique_ptr<ParseHex> m_parser; // a new one for each run
+    QString m_prepared;                 // the path of what it holds for the next run
+    bool m_connectionLost = false;      // while writing; nothing more can reach the flash
+    Pacing m_pacing;
+    XPortPorts m_ports;
+    PointOfNoReturn *m_noReturn;
 };

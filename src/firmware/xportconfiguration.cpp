@@ -24,49 +24,49 @@ constexpr const char *refusals[] = {"Invalid Baudrate !!!", "Requires CPU high p
 
 } // namespace
 
-xPortConfiguration::xPortConfiguration(QObject *parent, Interruption interruptionRule, const Pacing &times,
-                                       const XPortPorts &tcpPorts)
-    : QObject(parent), interruption(interruptionRule), pacing(times), ports(tcpPorts)
+xPortConfiguration::xPortConfiguration(QObject *parent, Interruption interruption, const Pacing &pacing,
+                                       const XPortPorts &ports)
+    : QObject(parent), m_interruption(interruption), m_pacing(pacing), m_ports(ports)
 {}
 
 xPortConfiguration::~xPortConfiguration()
 {
-    waits::close(socket);
+    waits::close(m_socket);
 }
 
 bool xPortConfiguration::setBaudrate(const QString &host, int baud)
 {
-    baudRate = QByteArray::number(baud);
-    warned = false;
-    refused = false;
+    m_baudRate = QByteArray::number(baud);
+    m_warned = false;
+    m_refused = false;
     if (!connectTo(host)) {
         return false;
     }
 
     // The module speaks first: its banner, then what it is set to and the main menu.
-    sendFirst = false;
+    m_sendFirst = false;
     if (!exchange("\n\r", bannerPrompt) || !exchange(QByteArray(), menuPrompt)) {
         return false;
     }
 
     // From here on we do: open the channel, type the rate, go through the rest of its questions.
-    sendFirst = true;
-    sendText = true;
+    m_sendFirst = true;
+    m_sendText = true;
     if (!exchange(channelItem, baudratePrompt)) {
         return false;
     }
-    sendText = true;
-    if (!exchange(baudRate, menuPrompt)) {
+    m_sendText = true;
+    if (!exchange(m_baudRate, menuPrompt)) {
         return false;
     }
 
     // The module stores what it holds and restarts, which ends the connection.
-    sendText = true;
+    m_sendText = true;
     if (!exchange(saveItem, QByteArray())) {
         return false;
     }
-    waits::pause(pacing.menuStore, interruption);
-    waits::close(socket);
+    waits::pause(m_pacing.menuStore, m_interruption);
+    waits::close(m_socket);
     return true;
 }
 
@@ -75,44 +75,44 @@ QString xPortConfiguration::readBannerWord(const QString &host)
     if (!connectTo(host)) {
         return QString();
     }
-    sendFirst = false;
+    m_sendFirst = false;
     exchange("\n\r", bannerPrompt);
-    const QList<QByteArray> words = received.split('\n').value(1).split(' ');
-    waits::close(socket);
+    const QList<QByteArray> words = m_received.split('\n').value(1).split(' ');
+    waits::close(m_socket);
     return QString::fromLatin1(words.value(2));
 }
 
 bool xPortConfiguration::connectTo(const QString &host)
 {
-    waits::close(socket);
-    return waits::forConnection(socket, host, ports.setup, pacing.menuConnect, interruption);
+    waits::close(m_socket);
+    return waits::forConnection(m_socket, host, m_ports.setup, m_pacing.menuConnect, m_interruption);
 }
 
 void xPortConfiguration::sendCommand(const QByteArray &text)
 {
     if (!text.isEmpty()) {
-        const QByteArray line = (sendText ? text : QByteArray()) + "\r\n";
-        sendText = false;
-        waits::pause(pacing.menuKey, interruption);
-        qCDebug(lcFirmware) << "menu <" << line;
-        socket.write(line);
-        waits::forWritten(socket, pacing.written, interruption);
+        const QByteArray line = (m_sendText ? text : QByteArray()) + "\r\n";
+        m_sendText = false;
+        waits::pause(m_pacing.menuKey, m_interruption);
+        qCDebug(firmwareLog) << "menu <" << line;
+        m_socket.write(line);
+        waits::forWritten(m_socket, m_pacing.written, m_interruption);
     }
     emit signalIncreaseProgressBar();
 }
 
 void xPortConfiguration::readAnswer()
 {
-    received.clear();
-    const QDeadlineTimer patience(pacing.longestAnswer);
-    while (waits::forData(socket, pacing.menuSilence, interruption)) {
-        received += socket.readAll();
+    m_received.clear();
+    const QDeadlineTimer patience(m_pacing.longestAnswer);
+    while (waits::forData(m_socket, m_pacing.menuSilence, m_interruption)) {
+        m_received += m_socket.readAll();
         if (patience.hasExpired()) {
-            waits::close(socket); // not a menu
+            waits::close(m_socket); // not a menu
             return;
         }
     }
-    qCDebug(lcFirmware) << "menu >" << received;
+    qCDebug(firmwareLog) << "menu >" << m_received;
     lookForRefusal();
 }
 
@@ -120,10 +120,10 @@ void xPortConfiguration::readAnswer()
 bool xPortConfiguration::expectText(const QByteArray &text)
 {
     for (int attempt = 1;; ++attempt) {
-        found = received.contains(text);
-        if (found || attempt == maxAttempts || socket.state() != QAbstractSocket::ConnectedState ||
-            waits::interrupted(interruption)) {
-            return found;
+        m_found = m_received.contains(text);
+        if (m_found || attempt == maxAttempts || m_socket.state() != QAbstractSocket::ConnectedState ||
+            waits::interrupted(m_interruption)) {
+            return m_found;
         }
         sendCommand("\r\n");
         readAnswer();
@@ -132,17 +132,17 @@ bool xPortConfiguration::expectText(const QByteArray &text)
 
 bool xPortConfiguration::exchange(const QByteArray &command, const QByteArray &expected)
 {
-    if (socket.state() != QAbstractSocket::ConnectedState || waits::interrupted(interruption)) {
+    if (m_socket.state() != QAbstractSocket::ConnectedState || waits::interrupted(m_interruption)) {
         return false;
     }
-    if (sendFirst) {
+    if (m_sendFirst) {
         sendCommand(command);
     }
     readAnswer();
     if (!expectText(expected)) {
         return false;
     }
-    if (!sendFirst) {
+    if (!m_sendFirst) {
         sendCommand(command);
     }
     return true;
@@ -154,13 +154,13 @@ void xPortConfiguration::lookForRefusal()
 {
     int behind = 0;
     for (const char *refusal : refusals) {
-        const int at = received.indexOf(refusal);
-        if (!warned && at >= 0) {
-            warned = true;
+        const int at = m_received.indexOf(refusal);
+        if (!m_warned && at >= 0) {
+            m_warned = true;
             behind = at;
-            emit signalPrintMessage(QStringLiteral("WARNING: the XPort does not take %1 baud (%2)")
-                                        .arg(QString::fromLatin1(baudRate), QLatin1String(refusal)));
+            emit signalPrintMessage(QStringLiteral("WARNING: the module does not take %1 baud (%2)")
+                                        .arg(QString::fromLatin1(m_baudRate), QLatin1String(refusal)));
         }
     }
-    refused = refused || (warned && received.indexOf(rateQuestion, behind) >= 0);
+    m_refused = m_refused || (m_warned && m_received.indexOf(rateQuestion, behind) >= 0);
 }

@@ -9,7 +9,7 @@
 #include <QString>
 #include <QTcpSocket>
 
-// Sets the speed of an XPort's serial channel through the module's text setup menu, as a person would
+// Sets the speed of a module's (XPort's) serial line through the text setup menu, as a person would
 // at a terminal: Enter at the banner, channel 1, the new baud rate, Enter at every further question,
 // save and exit. Owned by the update that needs the speed; blocks the thread it is used from.
 //
@@ -30,7 +30,7 @@ public:
     bool setBaudrate(const QString &host, int baud);
 
     // In the last setBaudrate() the module said that it does not take the rate, and asked for it again.
-    bool rateRefused() const { return refused; }
+    bool rateRefused() const { return m_refused; }
 
     // Third word of the banner's second line, which is the module's MAC address without separators;
     // empty when the module cannot be reached.
@@ -49,16 +49,16 @@ private:
     bool exchange(const QByteArray &command, const QByteArray &expected);
     void lookForRefusal();
 
-    QTcpSocket socket;
-    bool sendText = false;  // the next command is typed as it stands, else it is a mere Enter
-    bool sendFirst = false; // an exchange types and reads, else it reads and types
-    bool found = false;     // the expected text has been seen in the current exchange
-    QByteArray received;    // what the last read gave
-    QByteArray baudRate;    // decimal
+    QTcpSocket m_socket;
+    bool m_sendText = false;  // the next command is typed as it stands, else it is a mere Enter
+    bool m_sendFirst = false; // an exchange types and reads, else it reads and types
+    bool m_found = false;     // the expected text has been seen in the current exchange
+    QByteArray m_received;    // what the last read gave
+    QByteArray m_baudRate;    // decimal
 
-    bool warned = false;  // the module has said that it does not take the rate as it stands
-    bool refused = false; // and has asked for another
-    Interruption interruption;
-    Pacing pacing;
-    XPortPorts ports;
+    bool m_warned = false;  // the module has said that it does not take the rate as it stands
+    bool m_refused = false; // and has asked for another
+    Interruption m_interruption;
+    Pacing m_pacing;
+    XPortPorts m_ports;
 };

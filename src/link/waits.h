@@ -27,9 +27,9 @@ private:
     std::function<bool()> m_predicate;
 };
 
-// What is made of a connection that the other side refuses. The ports of an XPort serve one client at a
-// time and refuse the next one until they have noticed that the last one left, so to whoever has just
-// hung up a refusal is no answer before the bound is over.
+// What is made of a connection that the other side refuses. The ports of a module (XPort) serve one client at
+// a time and refuse the next one until they have noticed that the last one left, so to whoever has just hung
+// up a refusal is no answer before the bound is over.
 enum class Refusal { IsAnswer, IsNoAnswer };
 
 // Blocking waits. Every one of them ends: with what it waits for, at its bound, when the connection is
