@@ -48,7 +48,7 @@ Device_t queryVersion(const Device_t &module, const TcpWaits &waits, const std::
         qCDebug(discoveryLog) << device[Ip] << "was asked" << command << "and answered" << line.left(200);
         return line;
     };
-    if (!conversation.open(device[Ip], port, milliseconds(waits.connected), stop, Refusal::IsAnswer)) {
+    if (!conversation.open(device[Ip], port, milliseconds(waits.connected), stop, WhenRefused::IsAnswer)) {
         qCDebug(discoveryLog) << device[Ip] << "does not connect";
         return device;
     }

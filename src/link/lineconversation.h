@@ -42,7 +42,7 @@ public:
 
     // True when the connection stands.
     bool open(const QString &host, quint16 port, milliseconds bound, const StopCondition &stop,
-              Refusal refusal = Refusal::IsNoAnswer);
+              WhenRefused refusal = WhenRefused::IsNoAnswer);
     // True when the connection is closed afterwards.
     bool close();
 

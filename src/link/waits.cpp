@@ -66,7 +66,7 @@ bool waits::interrupted(Interruption rule)
 }
 
 bool waits::forConnection(QTcpSocket &socket, const QString &host, quint16 port, milliseconds bound,
-                          const StopCondition &stop, Refusal refusal)
+                          const StopCondition &stop, WhenRefused refusal)
 {
     const QDeadlineTimer deadline(bound);
     socket.setProxy(QNetworkProxy::NoProxy); // a desktop's proxy leads elsewhere
@@ -74,7 +74,7 @@ bool waits::forConnection(QTcpSocket &socket, const QString &host, quint16 port,
     while (!settles(socket, deadline, stop)) {
         const bool refused = socket.error() == QAbstractSocket::ConnectionRefusedError;
         socket.abort();
-        if (!refused || refusal == Refusal::IsAnswer || deadline.hasExpired() || stop.isMet()) {
+        if (!refused || refusal == WhenRefused::IsAnswer || deadline.hasExpired() || stop.isMet()) {
             return false;
         }
         pause(std::min(slice, milliseconds(deadline.remainingTime())), stop);

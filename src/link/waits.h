@@ -30,7 +30,7 @@ private:
 // What is made of a connection that the other side refuses. The ports of a module (XPort) serve one client at
 // a time and refuse the next one until they have noticed that the last one left, so to whoever has just hung
 // up a refusal is no answer before the bound is over.
-enum class Refusal { IsAnswer, IsNoAnswer };
+enum class WhenRefused { IsAnswer, IsNoAnswer };
 
 // Blocking waits. Every one of them ends: with what it waits for, at its bound, when the connection is
 // gone, or about 100 ms after its stop condition was met.
@@ -44,7 +44,7 @@ bool interrupted(Interruption rule);
 // The one place where the program opens a TCP connection: always to the instrument itself, past any proxy
 // of the desktop. True when the connection stands. A socket that did not connect is unconnected afterwards.
 bool forConnection(QTcpSocket &socket, const QString &host, quint16 port, milliseconds bound,
-                   const StopCondition &stop, Refusal refusal = Refusal::IsNoAnswer);
+                   const StopCondition &stop, WhenRefused refusal = WhenRefused::IsNoAnswer);
 
 // True when bytes arrived during this call. Bytes that the socket already held do not count.
 bool forNewData(QTcpSocket &socket, milliseconds bound, const StopCondition &stop);
