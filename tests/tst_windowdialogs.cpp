@@ -1,6 +1,7 @@
 #include "appsettings.h"
 #include "labwindow.h"
 #include "networkconfigurationfile.h"
+#include "networkinterfaces.h"
 #include "newnetwsettings.h"
 #include "settings.h"
 

@@ -1,18 +1,13 @@
 #include "firmwareroom.h"
-#include "networksettingsrow.h"
-#include "newnetwsettings.h"
-#include "versionproof.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QDialog>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QTableView>
 #include <QTest>
 #include <QTimer>
 
@@ -37,14 +32,9 @@ private slots:
     void recoversASupplyByManualIp();
     void recoveryThatFailsIsTold();
     void runWithoutWorkGivesThePageBack();
-    void timeOutBeforeTheFirstByteStops();
-    void timeOutAfterTheFirstByteDoesNot();
     void closingAsksWhileAnUpdateRuns();
-    void closingBeforeTheFirstByteStops();
     void endTakesTheQuestionAway();
     void settingsWaitForTheEnd();
-    void updateWaitsForNewAddresses();
-    void silentVersionIsAskedAgain();
 
 private:
     QStringList addressees() const;
@@ -270,32 +260,6 @@ void TestWindowFirmware::runWithoutWorkGivesThePageBack()
     QVERIFY(room->lab.events(QStringLiteral("connected")).isEmpty());
 }
 
-void TestWindowFirmware::timeOutBeforeTheFirstByteStops()
-{
-    openSupply({{QStringLiteral("silentAt"), QStringLiteral("MST")}},
-               "[scan]\nscanTime=1000\n[update]\ntimeout=600\n");
-    const QByteArray before = room->storedImage(11);
-    QVERIFY(before != room->image);
-    QVERIFY(room->press("updateFwBtn"));
-    QCOMPARE(lastBox(), QStringLiteral("ERROR: Updating failed!"));
-    QVERIFY2(room->log().contains(QStringLiteral("ERROR: Update timed out!")), qPrintable(room->log()));
-    QCOMPARE(room->storedImage(11), before);
-}
-
-void TestWindowFirmware::timeOutAfterTheFirstByteDoesNot()
-{
-    constexpr int timeOutMs = 4000;
-    constexpr int bytesPerSecond = 25000; // eight seconds for all of it
-    openSupply({{QStringLiteral("bytesPerSecond"), bytesPerSecond}},
-               "[scan]\nscanTime=1000\n[update]\ntimeout=" + QByteArray::number(timeOutMs) + '\n');
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(room->press("updateFwBtn"));
-    QVERIFY(clock.elapsed() > timeOutMs);
-    QCOMPARE(lastBox(), QStringLiteral("Device succesfuly updated!"));
-    QCOMPARE(room->storedImage(11), room->image);
-}
-
 void TestWindowFirmware::closingAsksWhileAnUpdateRuns()
 {
     const QJsonObject slow{{QStringLiteral("bytesPerSecond"), 80000}};
@@ -318,23 +282,6 @@ void TestWindowFirmware::closingAsksWhileAnUpdateRuns()
     QCOMPARE(room->window.boxes().size(), 2);
     QCOMPARE(room->storedImage(11), room->image);
     QVERIFY(!wasCalled(12));
-}
-
-void TestWindowFirmware::closingBeforeTheFirstByteStops()
-{
-    openSupply({{QStringLiteral("silentAt"), QStringLiteral("MST")}});
-    const QByteArray before = room->storedImage(11);
-    QTest::mouseClick(room->window.find<QPushButton>("updateFwBtn"), Qt::LeftButton);
-    QVERIFY(room->lab.waitForEvent([](const QJsonObject &event) {
-        return event.value(QLatin1String("line")).toString() == QLatin1String("MST");
-    }));
-    room->window.answerBoxes(QStringLiteral("Close anyway"));
-    QVERIFY(room->window->close());
-    QVERIFY(!room->window->isVisible());
-    QTest::qWait(300); // whatever was still to be delivered
-    QCOMPARE(room->window.boxes().size(), 1);
-    QVERIFY2(room->log().endsWith(QStringLiteral("ERROR: Update timed out!")), qPrintable(room->log()));
-    QCOMPARE(room->storedImage(11), before);
 }
 
 void TestWindowFirmware::endTakesTheQuestionAway()
@@ -378,46 +325,6 @@ void TestWindowFirmware::settingsWaitForTheEnd()
     QCOMPARE(room->storedImage(12), room->image);
     QVERIFY(room->window.find<QWidget>("frameManualIp")->isHidden());
     QVERIFY(room->window.table()->isEnabled());
-}
-
-// Until the scan behind new settings the table holds the old addresses, where somebody else may be by now.
-void TestWindowFirmware::updateWaitsForNewAddresses()
-{
-    room->openPage({FirmwareRoom::instrument("powerSupply", "1100", 11),
-                    FirmwareRoom::instrument("powerSupply", "1100", 12)});
-    room->tick({11});
-    room->window->onShowAdvancedNetwConf();
-    auto *dialog = room->window->findChild<NewNetwSettings *>();
-    QAbstractItemModel *rows = dialog->findChild<QTableView *>()->model();
-    for (int row = 0; row < 2; ++row) {
-        const bool first = rows->index(row, networkrow::MacColumn).data() == FirmwareRoom::macOf(11);
-        const QString other = first ? QStringLiteral("192.168.0.12") : QStringLiteral("192.168.0.11");
-        QVERIFY(rows->setData(rows->index(row, networkrow::IpColumn), other));
-    }
-    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("applyBtn")), Qt::LeftButton);
-    QVERIFY(!room->window.find<QPushButton>("updateFwBtn")->isEnabled());
-    room->window->onButtonUpFwPressed(); // all the same
-    QTRY_VERIFY_WITH_TIMEOUT(footer()->text().endsWith(QStringLiteral("answer at their new address.")),
-                             30000);
-    QVERIFY(room->lab.events(QStringLiteral("connected")).isEmpty());
-    QVERIFY(room->window.find<QPushButton>("updateFwBtn")->isEnabled());
-}
-
-// A motor driver's module answers before its processors do.
-void TestWindowFirmware::silentVersionIsAskedAgain()
-{
-    Device_t driver;
-    driver[Mac] = FirmwareRoom::macOf(60);
-    driver[Fw] = QStringLiteral("1.07");
-    Device_t starting = driver;
-    starting[Fw].clear();
-    VersionProof versions;
-    versions.noteBefore(driver);
-    versions.forgetAnswered({starting});
-    QVERIFY(!versions.isEmpty());
-    driver[Fw] = QStringLiteral("1.08");
-    versions.forgetAnswered({driver});
-    QVERIFY(versions.isEmpty());
 }
 
 QTEST_MAIN(TestWindowFirmware)

@@ -66,6 +66,12 @@ void NetworkInterfaces::refresh()
     setInterfaces(localInterfaces(m_interfaces));
 }
 
+QList<interfaces_t> NetworkInterfaces::current()
+{
+    refresh();
+    return m_interfaces;
+}
+
 void NetworkInterfaces::fillTable()
 {
     m_ui->tableNetworks->setRowCount(0);

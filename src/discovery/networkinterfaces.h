@@ -32,6 +32,8 @@ public:
     // Replaces the list by the computer's addresses of this moment, with the ticks kept by name, and
     // shows it.
     void refresh();
+    // The list as it is after a refresh.
+    QList<interfaces_t> current();
 
     // Shows the list; ticks that were not applied are lost.
     void fillTable();

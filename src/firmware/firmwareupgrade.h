@@ -14,7 +14,7 @@
 class UpdateProcedure;
 
 // The thread that updates one instrument: it finds out which procedure the instrument needs and hands over
-// to it. The firmware page makes one for each instrument, starts it and follows its signals; it works on
+// to it. The session's queue makes one for each instrument, starts it and follows its signals; it works on
 // copies and shares nothing with the page afterwards. A request to interrupt it is honoured while nothing is
 // lost by stopping (see canBeStopped).
 //

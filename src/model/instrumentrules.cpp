@@ -1,6 +1,7 @@
 #include "instrumentrules.h"
 
 #include "devicecatalogue.h"
+#include "ipv4address.h"
 
 namespace {
 
@@ -103,6 +104,19 @@ bool instrumentrules::hasWebPage(const QString &code)
 {
     return devicecatalogue::isPowerSupply(code) && !devicecatalogue::isSerialServer(code) &&
            !devicecatalogue::is1600(code);
+}
+
+QString instrumentrules::webAddress(const QString &code, const QString &ip)
+{
+    const std::optional<quint32> address = parseIpv4Address(ip);
+    if (!hasWebPage(code) || !address) {
+        return {};
+    }
+    return QStringLiteral("http://%1.%2.%3.%4/")
+        .arg(*address >> 24)
+        .arg(*address >> 16 & 0xFF)
+        .arg(*address >> 8 & 0xFF)
+        .arg(*address & 0xFF);
 }
 
 std::chrono::milliseconds instrumentrules::restartTime(const QString &code)

@@ -61,6 +61,9 @@ bool needsRebootForAddress(const QString &code);
 
 // It serves a page for web browsers at its address.
 bool hasWebPage(const QString &code);
+// "http://192.168.0.10/"; empty for an instrument without a page, and when `ip`, which comes from the
+// network, is anything but an IPv4 address.
+QString webAddress(const QString &code, const QString &ip);
 
 // How long it may take after an update until it answers again.
 std::chrono::milliseconds restartTime(const QString &code);

@@ -2,6 +2,7 @@
 
 #include "changenetworkconfiguration.h"
 #include "networksettingsmodel.h"
+#include "networksettingsrow.h"
 #include "styleproperty.h"
 #include "ui_newnetwsettings.h"
 #include "uploaddetails.h"
@@ -55,6 +56,17 @@ NewNetwSettings::NewNetwSettings(const QList<QStringList> &rows, QWidget *parent
 }
 
 NewNetwSettings::~NewNetwSettings() = default;
+
+NewNetwSettings *NewNetwSettings::forDevices(const QList<Device_t> &devices, QWidget *parent)
+{
+    QList<QStringList> rows;
+    for (const Device_t &device : devices) {
+        rows.append(networkrow::fromDevice(device));
+    }
+    auto *dialog = new NewNetwSettings(rows, parent);
+    dialog->setDevices(devices);
+    return dialog;
+}
 
 void NewNetwSettings::connectAll()
 {

@@ -41,6 +41,9 @@ public:
     explicit NewNetwSettings(const QList<QStringList> &rows, QWidget *parent = nullptr);
     ~NewNetwSettings() override;
 
+    // With a row for each of them, and setDevices() called.
+    static NewNetwSettings *forDevices(const QList<Device_t> &devices, QWidget *parent);
+
     // The instruments behind the rows, found by their MAC addresses: a saved file also holds the product
     // code, which no row has. Without them the file's first field is empty, which loading does not mind.
     void setDevices(const QList<Device_t> &devices);

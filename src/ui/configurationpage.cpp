@@ -1,9 +1,9 @@
 #include "configurationpage.h"
 
-#include "cellmarks.h"
 #include "elidedtooltips.h"
 #include "instrumentrules.h"
 #include "ipv4address.h"
+#include "markedcelldelegate.h"
 #include "returnpresses.h"
 #include "styleproperty.h"
 #include "tableitems.h"
@@ -13,9 +13,7 @@
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QHeaderView>
-#include <QPainter>
 #include <QSignalBlocker>
-#include <QStyledItemDelegate>
 
 #include <algorithm>
 #include <array>
@@ -30,7 +28,6 @@ constexpr int dhcpRow = 3;
 constexpr int parameterColumn = 0;
 constexpr int valueColumn = 1;
 constexpr int parameterWidth = 170;
-constexpr int WrongRole = Qt::UserRole; // true where a value cannot be set
 
 struct Parameter
 {
@@ -48,40 +45,6 @@ constexpr std::array<Parameter, 4> parameters{{
 const QColor lockedColour(128, 128, 128);
 const QColor editableColour(0, 0, 0);
 
-class ValueDelegate : public QStyledItemDelegate
-{
-public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
-    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
-    {
-        const bool wrong = index.data(WrongRole).toBool();
-        if (wrong) {
-            painter->fillRect(option.rect, QColor(cellmarks::wrongGround));
-        }
-        QStyledItemDelegate::paint(painter, option, index);
-        if (wrong) {
-            cellmarks::drawFrame(painter, option.rect, cellmarks::wrong);
-        }
-    }
-
-    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
-                          const QModelIndex &index) const override
-    {
-        QWidget *editor = QStyledItemDelegate::createEditor(parent, option, index);
-        editor->setFont(tabularFont()); // as the cell's text
-        return editor;
-    }
-
-protected:
-    // An address that does not fit keeps its end, which tells instruments apart.
-    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
-    {
-        QStyledItemDelegate::initStyleOption(option, index);
-        option->textElideMode = Qt::ElideLeft;
-    }
-};
-
 } // namespace
 
 ConfigurationPage::ConfigurationPage(QWidget *parent)
@@ -94,7 +57,7 @@ ConfigurationPage::ConfigurationPage(QWidget *parent)
     m_ui->tableDeviceConfig->horizontalHeader()->setTextElideMode(Qt::ElideRight);
     m_ui->tableDeviceConfig->setColumnWidth(parameterColumn, parameterWidth);
     m_ui->tableDeviceConfig->setItemDelegateForColumn(valueColumn,
-                                                      new ValueDelegate(m_ui->tableDeviceConfig));
+                                                      new MarkedCellDelegate(m_ui->tableDeviceConfig));
     new ElidedTooltips(m_ui->tableDeviceConfig);
     connect(m_ui->saveConfBtn, &QPushButton::released, this, [this] {
         m_ui->saveConfBtn->setFocus(); // takes over a value that is still being typed, also after Alt+S
@@ -181,6 +144,13 @@ void ConfigurationPage::setConfigValue(int row, const QString &text, bool locked
     }
 }
 
+void ConfigurationPage::showAddresses(const Device_t &device, bool locked)
+{
+    for (int row = ipRow; row <= gatewayRow; ++row) {
+        setConfigValue(row, device[parameters[static_cast<std::size_t>(row)].field], locked);
+    }
+}
+
 void ConfigurationPage::setPlainValue(int row, const QString &text)
 {
     tableitems::place(m_ui->tableDeviceConfig, row, valueColumn, tableitems::number(text));
@@ -206,9 +176,7 @@ void ConfigurationPage::showDevice(Device_t device)
         box->setChecked(device[Dhcp] == QLatin1String("1"));
     }
     if (fields == instrumentrules::NetworkFields::None) {
-        for (int row = ipRow; row <= gatewayRow; ++row) {
-            setConfigValue(row, device[parameters[static_cast<std::size_t>(row)].field], true);
-        }
+        showAddresses(device, true);
     }
     checkTypedAddresses();
 }
@@ -225,11 +193,11 @@ void ConfigurationPage::checkTypedAddresses()
             continue;
         }
         if (!item->flags().testFlag(Qt::ItemIsEditable)) {
-            item->setData(WrongRole, false); // what cannot be changed needs no mark
+            item->setData(MarkedCellDelegate::WrongRole, false); // what cannot be changed needs no mark
             continue;
         }
         const bool usable = isUsableIpv4Address(item->text());
-        item->setData(WrongRole, !usable);
+        item->setData(MarkedCellDelegate::WrongRole, !usable);
         if (!usable) {
             wrong.append(m_ui->tableDeviceConfig->item(row, parameterColumn)->text().chopped(1));
         }

@@ -30,6 +30,8 @@ public:
 
     // Puts `text` into the value cell of `row`; locked draws it grey and not editable.
     void setConfigValue(int row, const QString &text, bool locked);
+    // The record's address, mask and gateway like that.
+    void showAddresses(const Device_t &device, bool locked);
 
     void setSaveEnabled(bool enabled);
     void setControlsEnabled(bool enabled);

@@ -119,6 +119,34 @@ void DeviceTable::fillRow(int row, const Device_t &device)
     addItem(row, FirmwareColumn, tableitems::text(device[Fw]));
 }
 
+// The row goes to its place when the sorting is switched on again.
+void DeviceTable::addDevice(const Device_t &device)
+{
+    setSortingEnabled(false);
+    const int row = rowCount(); // the device index too: rows are never taken away one by one
+    setRowCount(row + 1);
+    fillRow(row, device);
+    setSortingEnabled(true);
+}
+
+void DeviceTable::updateDevice(int index, const Device_t &device)
+{
+    int row = 0;
+    while (row < rowCount() && deviceIndex(row) != index) {
+        ++row;
+    }
+    if (row == rowCount()) {
+        return;
+    }
+    setSortingEnabled(false);
+    item(row, IconColumn)->setIcon(picture(device));
+    item(row, GroupColumn)->setText(device[Family]);
+    item(row, ModuleIdColumn)->setText(device[Id]);
+    item(row, IpColumn)->setText(device[Ip]);
+    item(row, FirmwareColumn)->setText(device[Fw]);
+    setSortingEnabled(true);
+}
+
 void DeviceTable::addItem(int row, Column column, std::unique_ptr<QTableWidgetItem> item)
 {
     item->setData(Qt::UserRole, row); // rows go in in list order: the row is the device index
@@ -177,6 +205,26 @@ int DeviceTable::currentDeviceIndex() const
 QCheckBox *DeviceTable::selectionBox(int row) const
 {
     return qobject_cast<QCheckBox *>(cellWidget(row, SelectionColumn));
+}
+
+int DeviceTable::indexOfSelectionBox(const QObject *box) const
+{
+    for (int row = 0; row < rowCount(); ++row) {
+        if (box && selectionBox(row) == box) {
+            return deviceIndex(row);
+        }
+    }
+    return -1;
+}
+
+void DeviceTable::readSelection(QList<bool> *selected) const
+{
+    for (int row = 0; row < rowCount(); ++row) {
+        const int index = deviceIndex(row, GroupColumn);
+        if (selectionBox(row) && index >= 0 && index < selected->size()) {
+            (*selected)[index] = selectionBox(row)->isChecked();
+        }
+    }
 }
 
 QString DeviceTable::codeOfRow(const QList<Device_t> &devices, int row) const

@@ -29,10 +29,19 @@ public:
     // Replaces the rows by one for each device, in list order and unsorted. Linear in their number.
     void fill(const QList<Device_t> &devices);
 
+    // One more record, behind those that were given before, or another one in the place of the record at
+    // `index`. Ticks, the current row and the sorting stay.
+    void addDevice(const Device_t &device);
+    void updateDevice(int index, const Device_t &device);
+
     // -1 where there is no current item, no such row or no item.
     int currentDeviceIndex() const;
     int deviceIndex(int row, Column column = IconColumn) const;
     QCheckBox *selectionBox(int row) const;
+    // The device index of the row whose selection box this is, -1 for anything else.
+    int indexOfSelectionBox(const QObject *box) const;
+    // Copies the boxes into one flag for each device index.
+    void readSelection(QList<bool> *selected) const;
 
     // Enables the selection boxes that may be ticked beside those that are: instruments of one code,
     // a motor driver alone, a current transducer never.

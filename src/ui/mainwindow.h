@@ -1,34 +1,33 @@
 #pragma once
 
-#include "appsettings.h"
-#include "changeproof.h"
-#include "client.h"
+#include "closequestion.h"
 #include "device.h"
-#include "firmwareupgrade.h"
 #include "interfaces.h"
-#include "networkinterfaces.h"
-#include "versionproof.h"
-#include "windowstate.h"
+#include "session.h"
 
 #include <QMainWindow>
-#include <QPointer>
 
 #include <memory>
+#include <optional>
 
+class AppSettings;
+class Client;
+class DeviceTable;
+class Footer;
+class NetworkInterfaces;
 class NewNetwSettings;
-class QMessageBox;
-class QPushButton;
-class Settings;
-class Updates;
+class PageSwitch;
 class QTimer;
+class Updates;
+class WindowState;
 
 namespace Ui {
 class MainWindow;
 }
 
-// The application's only main window. It owns the settings, the discovery client and the interface
-// list, keeps the records of the last scan and conducts: each slot calls the table, a page or a
-// dialog, which do the work. Slot names are fixed; the forms and the other rooms connect to them.
+// The application's only main window. It owns the settings, the discovery client, the interface list and the
+// session, and conducts: each slot turns what the user did into an order for the session, or passes what the
+// session says on to the table, a page or the footer. Slot names are fixed; the forms connect to them.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -83,89 +82,54 @@ protected:
 
 private:
     // Steps of the constructor.
-    void readSettings();
     void prepareWidgets();
     void prepareHabits();
-    void checkPreviousInstallation();
     void showHomePage();
     void connectHeaderAndTable();
     void connectPages();
     void connectActions();
-    void prepareTimers();
+    void connectSession();
 
+    // What the session says.
+    void refreshControls();
+    void onScanBegun();
+    void onScanEnded();
+    void onDeviceChanged(int index);
+    void onDeviceAdded();
+    void onUpdateBegun(const Device_t &device);
+    void onUpdateEnded();
+
+    DeviceTable &table() const;
     const Device_t *currentDevice() const;
-    bool hasWebInterface() const;
-    void setScanControlsEnabled(bool enabled);
-    void clearDevices();
-    void fillDeviceTable();
     void applyFilterState();
     void switchFilterOff();
-    void showPage(int page, QPushButton *chosen);
-    void highlight(QPushButton *button, bool selected);
-    void setUpdateControlsEnabled(bool enable);
-    struct Judgement
-    {
-        QStringList sentences;
-        bool bad = false;
-    };
-
-    void showScanResult();
-    void sayInFooter(const QString &text, bool bad = false);
-    Judgement judgeChanges();
-    void onShowMissingInstruments();
-    void showText(const QString &resource, const QString &title);
-    void connectSettingsDialog(Settings *dialog);
-    void offerManualIp();
+    void showPage(int page);
+    void tell(int icon, const QString &title, const QString &text);
+    void showText(const QString &text, const QString &title);
     void applyNetworkSettings(NewNetwSettings *dialog, const QList<QStringList> &rows);
 
-    // The firmware update, one instrument a worker.
-    void rememberFirmwareFolder(const QString &file);
+    void rememberFirmwareFolder(const std::optional<QString> &file);
     void startFromSelector(std::size_t selector);
-    void startFirmwareUpdate(const QString &path);
+    std::optional<UpdateStep> stepOf(std::size_t selector);
     bool isAnySelected() const;
-    void connectWorker();
-    void interruptUpdate();
-    void onUpdateThreadEnded();
-    void onNoteUpdatedDevice(int index);
-    void sayUpdating(const QString &ip);
-    void sayFailed();
-    void endUpdate();
-    void drawUpdate();
-    void onLookForUpdated();
     bool mayCloseNow();
-    void dismissCloseBox();
-    void finishBeforeClosing();
 
-    // The order matters: settings first, the rest is built from them.
-    std::unique_ptr<AppSettings> settings;
-    std::unique_ptr<Client> client;
-    std::unique_ptr<NetworkInterfaces> interfaces;
-    std::unique_ptr<Ui::MainWindow> ui;
-    QTimer *homeTimer = nullptr;
-    QTimer *settingsTimer = nullptr; // until the scan that looks for changed addresses
-    QTimer *restartTimer = nullptr;  // until the scan that looks for updated instruments
-    Updates *updates = nullptr;
-    std::unique_ptr<WindowState> windowState; // of the widgets in ui
-
-    QList<Device_t> devices;       // the last scan's result; a position in it is a device index
-    QList<bool> selectedForUpdate; // one flag a device index
-    ChangeProof proof;             // network settings sent, not yet all seen to work
-    VersionProof versions;         // firmware versions before an update
-    std::unique_ptr<firmwareUpgrade> worker;
-    QPointer<QMessageBox> closeBox;
-    int restartLooks = 0; // still to come
-    bool scanning = false;
-    bool updating = false;
-    bool drawingUpdate = false;
-    bool closing = false;
-    bool failedWhileClosing = false;
-    bool sendingSettings = false;
-    bool lastChangeRefused = false;
-    bool filterHidden = false;
-    bool configPageActive = true;
-    bool selectionPending = true;
-    bool manualIpEnabled = false;
-    int updateTimeoutMs = 120000;
-    QString firmwareDefaultDir;
-    QString updatedIp; // of the instrument that is or was updated last
+    // The order matters: settings first, the rest is built from them; the session goes before its client.
+    std::unique_ptr<AppSettings> m_settings;
+    std::unique_ptr<Client> m_client;
+    std::unique_ptr<NetworkInterfaces> m_interfaces;
+    std::unique_ptr<Ui::MainWindow> m_ui;
+    std::unique_ptr<Footer> m_footer;
+    std::unique_ptr<PageSwitch> m_pageSwitch;
+    std::unique_ptr<WindowState> m_windowState; // of the widgets in m_ui
+    std::unique_ptr<Session> m_session;
+    QTimer *m_homeTimer = nullptr;
+    Updates *m_updates = nullptr;
+    CloseQuestion m_closeQuestion;
+    QList<bool> m_selectedForUpdate; // one flag a device index
+    bool m_filterHidden = false;
+    bool m_configPageActive = true;
+    bool m_selectionPending = true;
+    bool m_manualIpEnabled = false;
+    QString m_firmwareDefaultDir;
 };

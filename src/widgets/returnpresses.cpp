@@ -12,6 +12,11 @@ void ReturnPresses::addTo(QAbstractButton *button)
 
 bool ReturnPresses::eventFilter(QObject *watched, QEvent *event)
 {
+    return press(watched, event);
+}
+
+bool ReturnPresses::press(QObject *button, QEvent *event)
+{
     if (event->type() != QEvent::KeyPress) {
         return false;
     }
@@ -19,6 +24,6 @@ bool ReturnPresses::eventFilter(QObject *watched, QEvent *event)
     if (key != Qt::Key_Return && key != Qt::Key_Enter) {
         return false;
     }
-    static_cast<QAbstractButton *>(watched)->click();
+    static_cast<QAbstractButton *>(button)->click();
     return true;
 }

@@ -12,6 +12,9 @@ class ReturnPresses : public QObject
 public:
     static void addTo(QAbstractButton *button);
 
+    // True when the event was such a key, and the button has been pressed.
+    static bool press(QObject *button, QEvent *event);
+
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:

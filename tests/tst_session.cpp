@@ -1,0 +1,493 @@
+#include "client.h"
+#include "labprocess.h"
+#include "labroom.h"
+#include "session.h"
+#include "updateroom.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int patienceMs = 30000;
+
+QString addressOf(int number)
+{
+    return QStringLiteral("192.168.0.%1").arg(number);
+}
+
+QString macOf(int number)
+{
+    return QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper();
+}
+
+// At 192.168.0.<number>; takes a new address at once, and restarts at once.
+QJsonObject instrument(const char *kind, const char *code, int number, const QJsonObject &more = {})
+{
+    QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
+                       {QStringLiteral("code"), QLatin1String(code)},
+                       {QStringLiteral("mac"), macOf(number)},
+                       {QStringLiteral("ip"), addressOf(number)},
+                       {QStringLiteral("applyMs"), 0},
+                       {QStringLiteral("restartMs"), 0}};
+    for (auto entry = more.begin(); entry != more.end(); ++entry) {
+        object.insert(entry.key(), entry.value());
+    }
+    return object;
+}
+
+QJsonObject supply(int number, const QJsonObject &update = {{QStringLiteral("imageSilenceMs"), 1000}})
+{
+    return instrument("powerSupply", "1100", number, {{QStringLiteral("update"), update}});
+}
+
+// A session with virtual instruments, and no window.
+struct Room
+{
+    explicit Room(const QList<QJsonObject> &instruments, const LookPacing &pacing = {})
+        : session(
+              client, options(),
+              [] {
+                  return QList<interfaces_t>{
+                      {QStringLiteral("wst0"), labroom::onCable0(), QStringLiteral("255.255.255.0"), true}};
+              },
+              nullptr, pacing)
+    {
+        labroom::play(lab, instruments);
+        image = updateroom::firmwareFile(file(), 60000);
+    }
+
+    static Options options()
+    {
+        Options options;
+        options.scanTime = 300;
+        return options;
+    }
+
+    QString file() const { return folder.filePath(QStringLiteral("image.updt")); }
+
+    void scan() { QCOMPARE(session.scan(), Refusal::None); }
+
+    int indexOf(int number) const
+    {
+        const QList<Device_t> &devices = session.devices();
+        return static_cast<int>(
+            std::find_if(devices.begin(), devices.end(),
+                         [number](const Device_t &device) { return device[Mac] == macOf(number); }) -
+            devices.begin());
+    }
+
+    // What instrument `number` is told.
+    Refusal move(int number, const QString &to)
+    {
+        NetworkSettings settings;
+        settings.device = session.devices().value(indexOf(number));
+        settings.ip = QHostAddress(to).toIPv4Address();
+        settings.netmask = 0xFFFFFF00;
+        settings.gateway = 0xC0A80001;
+        return session.sendSettings(settings);
+    }
+    Refusal moveMany(const QList<int> &numbers, const Session::BeforeRow &beforeRow = {})
+    {
+        QList<QStringList> rows;
+        for (const int number : numbers) {
+            rows.append({QString(), QString(), macOf(number), addressOf(number + 100),
+                         QStringLiteral("255.255.255.0"), addressOf(1)});
+        }
+        return session.sendSettings(rows, beforeRow);
+    }
+
+    UpdateStep step(const QList<int> &numbers) const
+    {
+        UpdateStep step{file(), session.devices().size(), {}, {}};
+        for (const Device_t &device : session.devices()) {
+            step.selected.append(std::any_of(numbers.begin(), numbers.end(),
+                                             [&device](int number) { return device[Mac] == macOf(number); }));
+        }
+        return step;
+    }
+
+    // Updates them in turn, in the order of the records.
+    Refusal update(const QList<int> &numbers)
+    {
+        return session.update(step(numbers), [this] {
+            UpdateStep next = step({});
+            for (const UpdateOutcome &record : session.updates().report().records) {
+                const int index = session.devices().indexOf(record.device);
+                next.selected[index] = record.state == UpdateOutcome::State::NotTried;
+            }
+            return next.selected.contains(true) ? std::optional(next) : std::nullopt;
+        });
+    }
+
+    ChangeVerdict::State change(int at = 0) const { return session.report().changes.at(at).state; }
+    bool waitUntil(Activity activity) const
+    {
+        return QTest::qWaitFor([this, activity] { return session.activity() == activity; }, patienceMs);
+    }
+    int queries() const
+    {
+        int discovery = 0;
+        for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
+            discovery += labroom::field(event, "to").endsWith(QLatin1String(":30719")) ? 1 : 0;
+        }
+        return discovery;
+    }
+
+    QTemporaryDir folder;
+    QByteArray image;
+    LabProcess lab;
+    Client client;
+    Session session;
+};
+
+// A scan takes 300 ms.
+LookPacing quick()
+{
+    using std::chrono::milliseconds;
+    return {milliseconds(100), milliseconds(400), milliseconds(20)};
+}
+
+} // namespace
+
+// Orders, refusals and proofs without a window, and the instruments' side of each.
+class TestSession : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refusesWhatMayNotStart_data();
+    void refusesWhatMayNotStart();
+    void lateAddressIsLookedForQuietly();
+    void lostInstrumentIsSaidInTheEnd();
+    void toolsWaitForTheirReboot();
+    void secondOrderKeepsWhatTheFirstExpects();
+    void nothingHappensWhileHeld();
+    void nobodyLookedIsNotLost();
+    void scanTakesOverFromALook();
+    void slowRestartIsLookedFor();
+    void recordsTellWhatBecameOfEach();
+    void stopsWhereNothingIsLost_data();
+    void stopsWhereNothingIsLost();
+};
+
+void TestSession::refusesWhatMayNotStart_data()
+{
+    QTest::addColumn<Activity>("activity");
+    QTest::addColumn<QVector<Refusal>>("expected"); // scan, settings, many settings, update, close
+    const auto row = [](const char *name, Activity activity, Refusal all, Refusal close) {
+        QTest::newRow(name) << activity << QVector<Refusal>{all, all, all, all, close};
+    };
+    row("scanning", Activity::Scanning, Refusal::Scanning, Refusal::None);
+    row("sending", Activity::Sending, Refusal::Sending, Refusal::None);
+    row("updating", Activity::Updating, Refusal::Updating, Refusal::Updating);
+    row("closing", Activity::Closing, Refusal::Closing, Refusal::Closing);
+    QTest::newRow("awaiting addresses") << Activity::AwaitingAddresses
+                                        << QVector<Refusal>{Refusal::None, Refusal::None, Refusal::None,
+                                                            Refusal::AwaitingAddresses, Refusal::None};
+    for (const auto &[name, activity] :
+         {std::pair("idle", Activity::Idle), std::pair("awaiting a restart", Activity::AwaitingRestart)}) {
+        QTest::newRow(name) << activity << QVector<Refusal>(5, Refusal::None);
+    }
+}
+
+// Each activity is brought about, and each order that it refuses is given: nothing of it reaches an
+// instrument.
+void TestSession::refusesWhatMayNotStart()
+{
+    QFETCH(Activity, activity);
+    QFETCH(QVector<Refusal>, expected);
+    const bool mute = activity == Activity::AwaitingRestart;
+    Room room(
+        {instrument("powerSupply", "1100", 11,
+                    {{QStringLiteral("restartMs"), mute ? 4000 : 0},
+                     {QStringLiteral("update"), QJsonObject{{QStringLiteral("bytesPerSecond"), 40000}}}}),
+         supply(12)});
+    room.scan();
+    int asked = 0;
+    const auto ask = [&] {
+        if (asked++ > 0) {
+            return true;
+        }
+        QVector<Refusal> seen;
+        for (const Order order :
+             {Order::Scan, Order::SendSettings, Order::SendSettings, Order::Update, Order::Close}) {
+            seen.append(refusalOf(order, room.session.activity()));
+        }
+        const auto refused = [&](int at) { return expected.at(at) != Refusal::None; };
+        [&] { QCOMPARE(room.session.activity(), activity); }();
+        seen[0] = refused(0) ? room.session.scan() : seen[0];
+        seen[1] = refused(1) ? room.move(12, addressOf(50)) : seen[1];
+        seen[2] = refused(2) ? room.moveMany({12}) : seen[2];
+        seen[3] = refused(3) ? room.update({12}) : seen[3];
+        seen[4] = refused(4) ? room.session.close() : seen[4];
+        [&] { QCOMPARE(seen, expected); }();
+        return true;
+    };
+    const int queries = room.queries();
+    switch (activity) {
+    case Activity::Scanning:
+        connect(&room.client, &Client::signalUpdateProgressBar, this,
+                [&](int value) { value == 1 && ask(); });
+        room.scan();
+        QCOMPARE(room.queries(), queries + 1);
+        break;
+    case Activity::Sending:
+        QCOMPARE(room.moveMany({11}, [&](int) { return ask(); }), Refusal::None);
+        break;
+    case Activity::Closing:
+    case Activity::Updating:
+        QCOMPARE(room.update({11}), Refusal::None);
+        if (activity == Activity::Updating) {
+            ask();
+            QVERIFY(room.waitUntil(Activity::Idle));
+        } else {
+            QTimer::singleShot(0, this, ask);
+            room.session.stopUpdate();
+        }
+        break;
+    case Activity::AwaitingAddresses:
+        QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
+        ask();
+        break;
+    case Activity::AwaitingRestart:
+        QCOMPARE(room.update({11}), Refusal::None);
+        QVERIFY(room.waitUntil(Activity::Idle));
+        room.scan();
+        ask();
+        break;
+    case Activity::Idle:
+        ask();
+        break;
+    }
+    QVERIFY(asked > 0);
+    for (const char *happened : {"set", "connected"}) {
+        for (const QJsonObject &event : room.lab.events(QLatin1String(happened))) {
+            QVERIFY2(labroom::field(event, "mac") != macOf(12), happened);
+        }
+    }
+}
+
+// It needs longer than the scan right behind the order takes.
+void TestSession::lateAddressIsLookedForQuietly()
+{
+    Room room({instrument("powerSupply", "1100", 11, {{QStringLiteral("applyMs"), 1200}}), supply(12)});
+    room.scan();
+    const QSignalSpy scans(&room.session, &Session::signalScanBegun);
+    QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
+    room.scan();
+    QVERIFY(room.session.report().lookingAgain);
+    QVERIFY(room.change() != ChangeVerdict::State::Proven);
+    const int other = room.indexOf(12);
+    const Device_t before = room.session.devices().at(other);
+    QTRY_COMPARE_WITH_TIMEOUT(room.change(), ChangeVerdict::State::Proven, patienceMs);
+    QVERIFY(!room.session.report().lookingAgain);
+    QCOMPARE(scans.size(), 1); // the ordered one
+    QCOMPARE(room.session.devices().at(room.indexOf(11))[Ip], addressOf(50));
+    QVERIFY(room.session.devices().at(other) == before);
+    QCOMPARE(room.session.activity(), Activity::Idle);
+    QVERIFY(room.lab.events(QStringLiteral("connected")).isEmpty());
+}
+
+void TestSession::lostInstrumentIsSaidInTheEnd()
+{
+    Room room({supply(11)}, quick());
+    room.scan();
+    QCOMPARE(room.moveMany({11, 12}), Refusal::None); // nobody is number 12
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QVERIFY(!room.session.report().lookingAgain);
+    QCOMPARE(room.change(0), ChangeVerdict::State::Proven);
+    QCOMPARE(room.change(1), ChangeVerdict::State::Silent);
+    QCOMPARE(room.session.report().changes.at(1).mac, macOf(12));
+    QCOMPARE(room.queries(), 2 + 4); // two scans, four looks
+}
+
+void TestSession::toolsWaitForTheirReboot()
+{
+    Room room({instrument("tools", "6100", 11)}, quick());
+    room.scan();
+    QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
+    room.scan();
+    QCOMPARE(room.change(), ChangeVerdict::State::WaitsForReboot);
+    QCOMPARE(room.session.activity(), Activity::Idle);     // nobody looks: it would take for ever
+    QCOMPARE(room.move(11, addressOf(51)), Refusal::None); // thought better of it
+    room.lab.command(
+        {{QStringLiteral("command"), QStringLiteral("reboot")}, {QStringLiteral("mac"), macOf(11)}});
+    QVERIFY(room.lab.waitForEvent(QStringLiteral("rebooted")));
+    room.scan();
+    QCOMPARE(room.session.report().changes.size(), 1);
+    QCOMPARE(room.change(), ChangeVerdict::State::Proven);
+    QCOMPARE(room.session.devices().first()[Ip], addressOf(51));
+    room.scan();
+    QVERIFY(room.session.report().changes.isEmpty()); // has been said
+}
+
+void TestSession::secondOrderKeepsWhatTheFirstExpects()
+{
+    Room room({supply(11), supply(12), supply(13)});
+    room.scan();
+    QCOMPARE(room.moveMany({11, 12}), Refusal::None);
+    QCOMPARE(room.move(13, addressOf(113)), Refusal::None);
+    room.scan();
+    QCOMPARE(room.session.report().changes.size(), 3);
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QVERIFY(std::all_of(room.session.report().changes.begin(), room.session.report().changes.end(),
+                        [](const auto &change) { return change.state == ChangeVerdict::State::Proven; }));
+}
+
+// As long as a message box is open.
+void TestSession::nothingHappensWhileHeld()
+{
+    Room room({supply(11)}, quick());
+    room.scan();
+    const QSignalSpy scans(&room.session, &Session::signalScanBegun);
+    QCOMPARE(room.moveMany({11}), Refusal::None);
+    {
+        const Session::Hold hold(room.session);
+        QVERIFY(!QTest::qWaitFor([&scans] { return !scans.isEmpty(); }, 1000));
+        QCOMPARE(room.session.activity(), Activity::AwaitingAddresses);
+    }
+    QVERIFY(QTest::qWaitFor([&room] { return room.session.activity() == Activity::Idle; }, patienceMs));
+    QCOMPARE(scans.size(), 1);
+    QCOMPARE(room.change(), ChangeVerdict::State::Proven);
+}
+
+void TestSession::nobodyLookedIsNotLost()
+{
+    Room room({instrument("powerSupply", "1100", 11, {{QStringLiteral("applyMs"), 3000}})}, quick());
+    room.scan();
+    QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
+    room.scan();
+    const int queries = room.queries();
+    room.session.setLeave([] { return false; });
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QCOMPARE(room.change(), ChangeVerdict::State::NotLookedFor);
+    QCOMPARE(room.queries(), queries);
+    QVERIFY(room.lab.waitForEvent(QStringLiteral("addressChanged")));
+    room.scan();
+    QCOMPARE(room.change(), ChangeVerdict::State::Proven);
+}
+
+// The user does not wait for what he has not ordered.
+void TestSession::scanTakesOverFromALook()
+{
+    Room room({supply(11)}, quick());
+    room.scan();
+    QCOMPARE(room.moveMany({12}), Refusal::None); // nobody's, so it is looked for
+    QTRY_VERIFY_WITH_TIMEOUT(room.session.report().lookingAgain, patienceMs);
+    const QSignalSpy scans(&room.session, &Session::signalScanEnded);
+    bool ordered = false;
+    connect(&room.client, &Client::signalUpdateProgressBar, this, [&](int value) {
+        if (value == 1 && !ordered) {
+            ordered = true;
+            QCOMPARE(room.session.activity(), Activity::AwaitingAddresses);
+            QCOMPARE(room.session.scan(), Refusal::None);
+            QVERIFY(scans.isEmpty());
+        }
+    });
+    QTRY_COMPARE_WITH_TIMEOUT(scans.size(), 1, patienceMs);
+    QCOMPARE(room.session.devices().size(), 1);
+    QVERIFY(!room.session.report().stopped);
+}
+
+void TestSession::slowRestartIsLookedFor()
+{
+    Room room({instrument("powerSupply", "1100", 11,
+                          {{QStringLiteral("restartMs"), 1800}, {QStringLiteral("update"), true}})});
+    room.scan();
+    QCOMPARE(room.update({11}), Refusal::None);
+    QVERIFY(room.waitUntil(Activity::Idle));
+    room.scan();
+    QVERIFY(room.session.devices().isEmpty());
+    QCOMPARE(room.session.activity(), Activity::AwaitingRestart);
+    const QSignalSpy added(&room.session, &Session::signalDeviceAdded);
+    QTRY_COMPARE_WITH_TIMEOUT(added.size(), 1, patienceMs);
+    QCOMPARE(room.session.report().versions.first().state, VersionVerdict::State::Changed);
+    QCOMPARE(room.session.activity(), Activity::Idle);
+}
+
+void TestSession::recordsTellWhatBecameOfEach()
+{
+    using State = UpdateOutcome::State;
+    Room room({supply(14, {{QStringLiteral("keepsFirmware"), true}}), supply(11),
+               supply(12, {{QStringLiteral("nakAt"), QStringLiteral("MST")}}), supply(13)},
+              quick());
+    room.scan();
+    const QSignalSpy ends(&room.session.updates(), &UpdateQueue::signalEnded);
+    QCOMPARE(room.update({14, 11, 12, 13}), Refusal::None);
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QCOMPARE(ends.size(), 1);
+    QCOMPARE(room.session.updates().report().end, UpdateReport::End::Failed);
+    room.scan();
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QMap<QString, UpdateOutcome> records;
+    for (const UpdateOutcome &record : room.session.updates().report().records) {
+        records.insert(record.device[Mac], record);
+    }
+    QCOMPARE(records.size(), 4);
+    QCOMPARE(records.value(macOf(11)).state, State::Updated);
+    QCOMPARE(records.value(macOf(12)).state, State::Failed);
+    QCOMPARE(records.value(macOf(12)).why, QStringLiteral("ERROR: Status not available!"));
+    QCOMPARE(records.value(macOf(13)).state, State::NotTried);
+    QCOMPARE(records.value(macOf(14)).state, State::Unchanged);
+    QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
+    QCOMPARE(room.update({13}), Refusal::None); // the order can be given again at once
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QCOMPARE(room.session.updates().report().end, UpdateReport::End::Completed);
+}
+
+void TestSession::stopsWhereNothingIsLost_data()
+{
+    QTest::addColumn<QJsonObject>("first");
+    QTest::addColumn<bool>("written");
+    QTest::addColumn<int>("timeout"); // ms; 0: the program is closed
+    const QJsonObject silent = supply(11, {{QStringLiteral("silentAt"), QStringLiteral("MST")}});
+    const QJsonObject slow = supply(11, {{QStringLiteral("bytesPerSecond"), 40000}});
+    QTest::newRow("closed before the first byte") << silent << false << 0;
+    QTest::newRow("closed in the image") << slow << true << 0;
+    QTest::newRow("out of time before the first byte") << silent << false << 600;
+    QTest::newRow("out of time in the image") << slow << true << 1000;
+}
+
+void TestSession::stopsWhereNothingIsLost()
+{
+    using State = UpdateOutcome::State;
+    QFETCH(QJsonObject, first);
+    QFETCH(bool, written);
+    QFETCH(int, timeout);
+    Room room({first, supply(12)});
+    Options options = Room::options();
+    options.updateTimeout = timeout > 0 ? timeout : options.updateTimeout;
+    room.session.setOptions(options);
+    room.scan();
+    const QByteArray before = updateroom::imageIn(room.lab, macOf(11));
+    QCOMPARE(room.update(timeout > 0 ? QList<int>{11} : QList<int>{11, 12}), Refusal::None);
+    QVERIFY(QTest::qWaitFor([&] { return room.session.updates().canBeStopped() != written; }, patienceMs));
+    QVERIFY(room.lab.waitForEvent(QStringLiteral("connected")));
+    if (timeout == 0) {
+        QCOMPARE(room.session.close(), Refusal::Updating);
+        room.session.stopUpdate();
+        QCOMPARE(room.session.activity(), Activity::Idle);
+        QCOMPARE(room.session.updates().report().records.at(1).state, State::NotTried);
+    }
+    QVERIFY(room.waitUntil(Activity::Idle));
+    const UpdateReport &report = room.session.updates().report();
+    QCOMPARE(report.end, timeout == 0 ? UpdateReport::End::Stopped
+                         : written    ? UpdateReport::End::Completed
+                                      : UpdateReport::End::Failed);
+    QCOMPARE(report.records.at(0).state, written ? State::Updated : State::Stopped);
+    QCOMPARE(report.records.at(0).why, written ? QString() : QStringLiteral("ERROR: Update timed out!"));
+    QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), written ? room.image : before);
+    QCOMPARE(room.session.close(), Refusal::None);
+}
+
+Q_DECLARE_METATYPE(Activity)
+Q_DECLARE_METATYPE(Refusal)
+Q_DECLARE_METATYPE(QJsonObject)
+
+// Of the core alone: no widget is linked.
+QTEST_GUILESS_MAIN(TestSession)
+#include "tst_session.moc"
