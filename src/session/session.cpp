@@ -162,7 +162,8 @@ Refusal Session::sendSettings(const NetworkSettings &settings)
         settings.netmask, settings.gateway, settings.dhcp ? 1 : 0, QHostAddress(settings.device[Ip]));
     m_lastSettings = sent ? Refusal::None : Refusal::UnusableSettings;
     if (sent) {
-        expect(settings.device[Mac], settings.dhcp ? QString() : QHostAddress(settings.ip).toString());
+        expect(settings.device[Mac], settings.dhcp ? QString() : QHostAddress(settings.ip).toString(),
+               codesByMac());
         m_scanDue = true;
     }
     setWork(Work::Idle);
@@ -183,10 +184,12 @@ Refusal Session::sendSettings(const QList<QStringList> &rows, const BeforeRow &b
         m_changes.forgetSettled();
     }
     setWork(Work::Sending);
-    changeNetworkConfiguration().applyList(interfaces, rows, [this, &rows, &beforeRow](int row) {
+    const QHash<QString, QString> codes = codesByMac();
+    changeNetworkConfiguration().applyList(interfaces, rows, [&](int row) {
         const bool goOn = !beforeRow || beforeRow(row);
         if (goOn && networkrow::rowProblem(rows.at(row)).isEmpty()) {
-            expect(rows.at(row).at(networkrow::MacColumn), rows.at(row).at(networkrow::IpColumn).trimmed());
+            expect(rows.at(row).at(networkrow::MacColumn), rows.at(row).at(networkrow::IpColumn).trimmed(),
+                   codes);
         }
         return goOn;
     });
@@ -195,18 +198,18 @@ Refusal Session::sendSettings(const QList<QStringList> &rows, const BeforeRow &b
     return Refusal::None;
 }
 
-void Session::expect(const QString &mac, const QString &ip)
+void Session::expect(const QString &mac, const QString &ip, const QHash<QString, QString> &codes)
 {
-    m_changes.expect(mac, ip, instrumentrules::needsRebootForAddress(codeOf(mac)));
+    m_changes.expect(mac, ip, instrumentrules::needsRebootForAddress(codes.value(plainMac(mac))));
 }
 
-QString Session::codeOf(const QString &mac) const
+QHash<QString, QString> Session::codesByMac() const
 {
-    const QString plain = plainMac(mac);
-    const auto found = std::find_if(m_devices.begin(), m_devices.end(), [&plain](const Device_t &device) {
-        return plainMac(device[Mac]) == plain;
-    });
-    return found == m_devices.end() ? QString() : (*found)[Code];
+    QHash<QString, QString> codes;
+    for (const Device_t &device : m_devices) {
+        codes.insert(plainMac(device[Mac]), device[Code]);
+    }
+    return codes;
 }
 
 Refusal Session::update(const UpdateStep &first, const UpdateQueue::Next &next)

@@ -11,6 +11,7 @@
 #include "updatequeue.h"
 #include "versionproof.h"
 
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -112,8 +113,8 @@ private:
     bool isAwaitingAddresses() const { return m_scanDue || m_addressLooks.isOpen(); }
     bool hasLeave() const;
 
-    void expect(const QString &mac, const QString &ip);
-    QString codeOf(const QString &mac) const;
+    void expect(const QString &mac, const QString &ip, const QHash<QString, QString> &codes);
+    QHash<QString, QString> codesByMac() const; // in its plain spelling
     std::chrono::milliseconds patience() const;
 
     void finishScan();

@@ -179,7 +179,9 @@ void Footer::showUpdate(const UpdateQueue &updates)
 void Footer::showRefusal(Refusal refusal)
 {
     const QString text = refusalText(refusal);
-    if (!text.isEmpty()) {
+    const bool told =
+        refusal == Refusal::Scanning || refusal == Refusal::Updating; // what runs says so itself
+    if (!text.isEmpty() && !told) {
         say(text, true);
     }
 }
