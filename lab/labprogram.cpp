@@ -24,7 +24,6 @@ struct Options
 {
     QString scenario; // path; empty: none
     int count = 0;    // of plain instruments
-    bool verbose = false;
     bool quitWithStdin = false;
 };
 
@@ -42,11 +41,10 @@ Options readOptions(const QCoreApplication &application)
         "to them as JSON lines.\nCommands come as JSON lines on standard input."));
     const QCommandLineOption count(QStringLiteral("count"), QStringLiteral("plays N plain instruments (too)"),
                                    QStringLiteral("N"));
-    const QCommandLineOption verbose(QStringLiteral("verbose"), QStringLiteral("tells each reply"));
     const QCommandLineOption quit(QStringLiteral("quit-with-stdin"),
                                   QStringLiteral("ends when standard input ends"));
     parser.addHelpOption();
-    parser.addOptions({count, verbose, quit});
+    parser.addOptions({count, quit});
     parser.addPositionalArgument(QStringLiteral("SCENARIO.json"), QStringLiteral("the instruments"),
                                  QStringLiteral("[SCENARIO.json]"));
     parser.process(application);
@@ -56,7 +54,7 @@ Options readOptions(const QCoreApplication &application)
         (parser.positionalArguments().isEmpty() && !parser.isSet(count))) {
         parser.showHelp(exitRefused);
     }
-    return {parser.positionalArguments().value(0), plain, parser.isSet(verbose), parser.isSet(quit)};
+    return {parser.positionalArguments().value(0), plain, parser.isSet(quit)};
 }
 
 // A module takes a descriptor for its listening socket; the usual limit of 1024 ends too soon.
@@ -113,15 +111,15 @@ int play(const Options &options, QCoreApplication &application)
     if (!scenario.error.isEmpty()) {
         return refuse(scenario.error);
     }
-    EventLog log;
-    VirtualLab lab(log, options.verbose);
+    VirtualLab lab;
     QString error;
     if (!lab.open(cables, &error) || !lab.populate(scenario.instruments, &error)) {
         return refuse(error);
     }
-    CommandReader commands(log);
-    lab.registerCommands(commands);
-    commands.add(QStringLiteral("quit"), [&application](const QJsonObject &) {
+    const CommandReader commands(STDIN_FILENO, [&lab, &application](const QJsonObject &command) {
+        if (command.value(QLatin1String("command")) != QLatin1String("quit")) {
+            return lab.carryOut(command);
+        }
         application.quit();
         return QString();
     });
@@ -130,8 +128,7 @@ int play(const Options &options, QCoreApplication &application)
     }
     const QSocketNotifier ending(endingSignals(), QSocketNotifier::Read);
     QObject::connect(&ending, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
-    commands.listen(STDIN_FILENO);
-    log.report(QStringLiteral("ready"), {}, {{QStringLiteral("instruments"), scenario.instruments.size()}});
+    EventLog().report("ready", {{"instruments", scenario.instruments.size()}});
     return QCoreApplication::exec();
 }
 

@@ -6,17 +6,17 @@ namespace {
 
 constexpr int querySize = 4;
 
-QByteArray identification(const NetworkIdentity &identity, const ModuleTexts &texts)
+QByteArray identification(const NetworkIdentity &identity)
 {
-    const QByteArray imageStart =
-        QByteArray::fromHex("00205006") + texts.type + QByteArray::fromHex("4b0fff13000062a7e896");
+    const QByteArray imageStart = QByteArray::fromHex("00205006" // then the type, "X5"
+                                                      "58354b0fff13000062a7e896");
     const QByteArray deviceInformation = QByteArray::fromHex("ff00") + identity.mac.right(2);
     return imageStart + deviceInformation + identity.mac;
 }
 
-QByteArray version(const ModuleTexts &texts)
+QByteArray version()
 {
-    return QByteArray::fromHex("09041eefff000000ffffffff") + texts.firmware.leftJustified(8, '\0') +
+    return QByteArray::fromHex("09041eefff000000ffffffff") + QByteArrayLiteral("6.5.0.7\0") +
            QByteArray::fromHex("ffffffffffffffff06");
 }
 
@@ -35,17 +35,16 @@ QByteArray setupRecord(const NetworkIdentity &identity)
 
 } // namespace
 
-QByteArray encodeModuleAnswer(const QByteArray &query, const NetworkIdentity &identity,
-                              const ModuleTexts &texts)
+QByteArray encodeModuleAnswer(const QByteArray &query, const NetworkIdentity &identity)
 {
     if (query.size() != querySize || query[0] != 0 || (query[1] != 0 && query[1] != 1) || query[2] != 0) {
         return {};
     }
     switch (static_cast<quint8>(query[3])) {
     case 0xF6:
-        return QByteArray::fromHex("000000f7") + identification(identity, texts);
+        return QByteArray::fromHex("000000f7") + identification(identity);
     case 0xF4:
-        return QByteArray::fromHex("000000f5") + version(texts);
+        return QByteArray::fromHex("000000f5") + version();
     case 0xF8:
         return QByteArray::fromHex("000000f9") + setupRecord(identity);
     default:

@@ -1,5 +1,7 @@
 #include "plaininstruments.h"
 
+#include "eventlog.h"
+
 namespace {
 
 constexpr int roomInNetwork = 200;              // instruments with an address of their cable's network
@@ -28,28 +30,35 @@ quint32 plainAddress(int k, int cable, const QVector<Cable> &cables)
 void giveFamily(InstrumentSpec &spec, int number)
 {
     const QString text = QString::number(number);
+    InstrumentTexts &texts = spec.texts;
     switch (number % 4) {
     case 0:
         spec.identity.code = QStringLiteral("1100");
-        spec.texts = PowerSupplyTexts{
-            QStringLiteral("2.1.04"),      QStringLiteral("24%1").arg(number, 5, 10, QLatin1Char('0')),
-            QStringLiteral("QPS-") + text, QStringLiteral("REV C"),
-            QStringLiteral("HALL 2"),      6};
+        texts.firmware = QStringLiteral("2.1.04");
+        texts.serial = "24" + QByteArray::number(number).rightJustified(5, '0');
+        texts.module = QStringLiteral("QPS-") + text;
+        texts.note = QStringLiteral("REV C");
+        texts.site = QStringLiteral("HALL 2");
         break;
     case 1:
         spec.identity.code = QStringLiteral("2100");
-        spec.texts = BeamlineTexts{"1203", "QB4A", 1800000 + static_cast<quint32>(number)};
+        texts.form = InstrumentTexts::Beamline;
+        texts.firmware = QStringLiteral("1203");
+        texts.serial = bigEndian(1800000 + static_cast<quint32>(number));
+        texts.module = QStringLiteral("QB4A");
         break;
     case 2:
         spec.identity.code = QStringLiteral("3100");
-        spec.texts = TransducerTexts{"2011", QByteArray::fromHex("2114") + spec.identity.mac.right(2),
-                                     QStringLiteral("QCT-") + text};
+        texts.form = InstrumentTexts::Transducer;
+        texts.firmware = QStringLiteral("2011");
+        texts.serial = QByteArray::fromHex("2114") + spec.identity.mac.right(2);
+        texts.module = QStringLiteral("QCT-") + text;
         break;
     default:
         spec.identity.code = QStringLiteral("1900");
-        spec.texts = JsonTexts{{{QStringLiteral("ID"), QStringLiteral("QPX-") + text},
-                                {QStringLiteral("SN"), text},
-                                {QStringLiteral("FW"), QStringLiteral("3.0.12")}}};
+        texts.form = InstrumentTexts::Json;
+        texts.keys =
+            Fields{{"ID", QStringLiteral("QPX-") + text}, {"SN", text}, {"FW", QLatin1String("3.0.12")}};
     }
 }
 
@@ -72,6 +81,7 @@ QVector<InstrumentSpec> plainInstruments(int count, const QVector<Cable> &cables
         spec.identity.gateway = (spec.identity.ip & spec.identity.netmask) | 1;
         // Families change with every round over the cables, so that each cable has all of them.
         giveFamily(spec, i / cables.size());
+        spec.update.enabled = false;
     }
     return specs;
 }

@@ -1,43 +1,51 @@
 #include "quorvexinstrument.h"
 
+#include "commandreader.h"
 #include "devicecatalogue.h"
+#include "firmwareloaders.h"
 #include "setdatagram.h"
 
-namespace {
+#include <QCryptographicHash>
 
-// Picks the encoder of the instrument's kind.
-struct Encode
-{
-    const NetworkIdentity &identity;
-
-    template <typename Texts>
-    QByteArray operator()(const Texts &texts) const
-    {
-        return encodeReply(identity, texts);
-    }
-
-    QByteArray operator()(const ModuleSpec & /*unused*/) const { return {}; } // silent on this port
-};
-
-} // namespace
+#include <utility>
 
 QuorvexInstrument::QuorvexInstrument(const InstrumentSpec &spec, const Workbench &bench, QObject *parent)
-    : Instrument(spec, bench, bench.discovery, parent), m_texts(spec.texts)
+    : Instrument(spec, bench, bench.discovery, parent), m_texts(spec.texts), m_update(spec.update)
 {
     m_apply.setSingleShot(true);
     m_apply.setInterval(spec.applyMs);
     connect(&m_apply, &QTimer::timeout, this, [this] { apply(m_wanted); });
+    if (m_update.enabled) {
+        makeDialogue();
+    }
 }
 
-QByteArray QuorvexInstrument::reply() const
+void QuorvexInstrument::makeDialogue()
 {
-    return std::visit(Encode{identity()}, m_texts);
+    const QString &code = identity().code;
+    if (m_texts.form == InstrumentTexts::Beamline || devicecatalogue::isBeamline(code)) {
+        m_dialogue = std::make_unique<BeamlineLoader>(m_update, m_memory, log());
+    } else if (m_texts.form == InstrumentTexts::TextBlock || devicecatalogue::isPowerSupply(code)) {
+        m_dialogue = std::make_unique<PowerSupplyLoader>(m_update, m_memory, log());
+    } else {
+        m_dialogue = std::make_unique<UpdateDialogue>(m_update, log());
+    }
+    connect(m_dialogue.get(), &UpdateDialogue::imageStored, this, [this] { m_hasNew = true; });
+    // Queued, because a restart ends the connection on which it was asked for.
+    connect(
+        m_dialogue.get(), &UpdateDialogue::restartWanted, this,
+        [this] {
+            if (isUp()) { // else it restarts already
+                reboot();
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 QString QuorvexInstrument::receive(const Datagram &datagram)
 {
     if (datagram.bytes == "Quorvex Dev?") {
-        answer(datagram, reply());
+        answer(datagram, encodeReply(identity(), m_texts));
         return {};
     }
     if (!isSetDatagram(datagram.bytes)) {
@@ -59,11 +67,11 @@ QString QuorvexInstrument::receive(const Datagram &datagram)
 
 void QuorvexInstrument::takeSettings(const Datagram &datagram, const SetDatagram &set)
 {
-    report(QStringLiteral("set"), {{QStringLiteral("bytes"), QString::fromLatin1(datagram.bytes.toHex())},
-                                   {QStringLiteral("via"), wayOf(datagram)},
-                                   {QStringLiteral("interface"), cable().name},
-                                   {QStringLiteral("port"), set.port},
-                                   {QStringLiteral("ip"), addressText(set.ip)}});
+    log().report("set", {{"bytes", hexDigits(datagram.bytes)},
+                         {"via", wayOf(datagram)},
+                         {"interface", cable().name},
+                         {"port", set.port},
+                         {"ip", addressText(set.ip)}});
     m_wanted = identity();
     m_wanted.ip = set.ip;
     m_wanted.netmask = set.netmask;
@@ -74,4 +82,49 @@ void QuorvexInstrument::takeSettings(const Datagram &datagram, const SetDatagram
     } else {
         m_apply.start();
     }
+}
+
+void QuorvexInstrument::cameUp()
+{
+    if (std::exchange(m_hasNew, false) && !m_update.keepsFirmware) {
+        runNewFirmware();
+    }
+    if (m_dialogue && !m_dialogue->start(identity().ip, m_texts.module, m_texts.firmwareVersion())) {
+        log().report("listenFailed", {{"ip", addressText(identity().ip)}});
+    }
+}
+
+void QuorvexInstrument::goesDown()
+{
+    if (m_dialogue) {
+        m_dialogue->stop();
+    }
+}
+
+void QuorvexInstrument::runNewFirmware()
+{
+    const QString before = m_texts.firmwareVersion();
+    m_texts.firmware = m_update.newFirmware.isEmpty() ? m_texts.nextFirmware() : m_update.newFirmware;
+    if (!m_update.newCode.isEmpty()) {
+        setCode(m_update.newCode);
+    }
+    log().report("versionChanged", {{"from", before}, {"to", m_texts.firmwareVersion()}});
+}
+
+QString QuorvexInstrument::carryOut(const QJsonObject &command)
+{
+    return command.value(QLatin1String("command")) == QLatin1String("dumpImage")
+               ? dumpImage(command.value(QLatin1String("path")).toString())
+               : Instrument::carryOut(command);
+}
+
+QString QuorvexInstrument::dumpImage(const QString &path) const
+{
+    const QByteArray image = m_memory.image();
+    const QString problem = writeFile(path, image);
+    if (problem.isEmpty()) {
+        const QByteArray digest = QCryptographicHash::hash(image, QCryptographicHash::Sha256);
+        log().report("imageDumped", {{"path", path}, {"bytes", image.size()}, {"sha256", hexDigits(digest)}});
+    }
+    return problem;
 }

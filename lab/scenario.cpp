@@ -41,28 +41,21 @@ QString firstDoubleMac(const QVector<InstrumentSpec> &instruments)
     return {};
 }
 
-Scenario failed(const QString &error)
-{
-    return {{}, error};
-}
-
-// Adds what one object of the file describes, or the first error.
+// Adds what one object of the file describes; scenario.error is the first error.
 void addInstruments(Scenario &scenario, const QJsonObject &object, int position, int seed,
                     const QVector<Cable> &cables)
 {
-    JsonReader reader(object, nameOf(object, position));
-    const int count = reader.number(QStringLiteral("count"), 1, 1, mostOfOne);
+    JsonReader reader(object, nameOf(object, position), scenario.error);
+    int count = 1;
+    reader.number("count", count, 1, mostOfOne);
     InstrumentSpec spec = readInstrumentSpec(reader, cables);
     spec.seed = static_cast<quint32>(seed + position);
     const QVector<InstrumentSpec> specs = multiply(spec, count);
     for (const InstrumentSpec &one : specs) {
         if (!one.cable.hasRoomAt(one.identity.ip)) {
-            reader.fail(QStringLiteral("ip"), QStringLiteral("free: %1 is the lab host's or a network's own")
-                                                  .arg(addressText(one.identity.ip)));
+            reader.fail("ip", QStringLiteral("free: %1 is the lab host's or a network's own")
+                                  .arg(addressText(one.identity.ip)));
         }
-    }
-    if (scenario.error.isEmpty()) {
-        scenario.error = reader.error();
     }
     scenario.instruments += specs;
 }
@@ -73,18 +66,19 @@ Scenario readScenario(const QByteArray &json, const QVector<Cable> &cables)
 {
     QJsonParseError problem{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &problem);
+    Scenario scenario;
     if (!document.isObject()) {
-        return failed(problem.error == QJsonParseError::NoError
-                          ? QStringLiteral("the file must hold one JSON object")
-                          : QStringLiteral("%1 at byte %2").arg(problem.errorString()).arg(problem.offset));
+        scenario.error =
+            QStringLiteral("no JSON object: %1 at byte %2").arg(problem.errorString()).arg(problem.offset);
+        return scenario;
     }
-    JsonReader reader(document.object(), QStringLiteral("scenario"));
-    reader.text(QStringLiteral("title"), {});
-    const int seed = reader.number(QStringLiteral("seed"), 1, 0, 0x3FFFFFFF);
-    const QJsonArray list = reader.array(QStringLiteral("instruments"));
+    JsonReader reader(document.object(), QStringLiteral("scenario"), scenario.error);
+    int seed = 1;
+    QJsonArray list;
+    reader.ignore("title");
+    reader.number("seed", seed, 0, 0x3FFFFFFF);
+    reader.array("instruments", list);
     reader.finish();
-
-    Scenario scenario{{}, reader.error()};
     for (int i = 0; i < list.size(); ++i) {
         addInstruments(scenario, list.at(i).toObject(), i + 1, seed, cables);
     }

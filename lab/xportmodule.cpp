@@ -1,21 +1,22 @@
 #include "xportmodule.h"
 
+#include "modulereply.h"
 #include "setdatagram.h"
 
 XportModule::XportModule(const InstrumentSpec &spec, const Workbench &bench, QObject *parent)
-    : Instrument(spec, bench, bench.modules, parent), m_texts(std::get<ModuleSpec>(spec.texts).texts)
-{}
-
-XportModule::~XportModule() = default;
-
-void XportModule::addService(std::unique_ptr<ModuleService> service)
+    : Instrument(spec, bench, bench.modules, parent)
 {
-    m_services.push_back(std::move(service));
+    if (spec.kind == InstrumentSpec::MotorDriver) {
+        m_service = std::make_unique<MotorDriver>(spec.motor, mac(), log());
+    } else {
+        m_service = std::make_unique<Tunnel>(spec.tunnel, log());
+    }
+    connect(m_service.get(), &ModuleService::restartWanted, this, [this] { reboot(true); });
 }
 
 QString XportModule::receive(const Datagram &datagram)
 {
-    const QByteArray reply = encodeModuleAnswer(datagram.bytes, identity(), m_texts);
+    const QByteArray reply = encodeModuleAnswer(datagram.bytes, identity());
     if (!reply.isEmpty()) {
         answer(datagram, reply);
         return {};
@@ -33,56 +34,36 @@ QString XportModule::receive(const Datagram &datagram)
     if (!isHostAddress(setup->ip)) {
         return QStringLiteral("address");
     }
-    report(QStringLiteral("ipSetup"), {{QStringLiteral("bytes"), QString::fromLatin1(datagram.bytes.toHex())},
-                                       {QStringLiteral("via"), wayOf(datagram)},
-                                       {QStringLiteral("interface"), cable().name},
-                                       {QStringLiteral("ip"), addressText(setup->ip)}});
+    log().report("ipSetup", {{"bytes", hexDigits(datagram.bytes)},
+                             {"via", wayOf(datagram)},
+                             {"interface", cable().name},
+                             {"ip", addressText(setup->ip)}});
     NetworkIdentity next = identity();
     next.ip = setup->ip;
-    restartAs(next);
-    return {};
-}
-
-void XportModule::restartAs(const NetworkIdentity &next)
-{
-    const bool keepsAddress = next.ip == identity().ip;
     keepForRestart(next);
-    reboot(keepsAddress);
+    reboot(next.ip == identity().ip);
+    return {};
 }
 
 QJsonObject XportModule::state() const
 {
     QJsonObject state = Instrument::state();
-    for (const auto &service : m_services) {
-        const QJsonObject part = service->state();
-        for (auto field = part.constBegin(); field != part.constEnd(); ++field) {
-            state.insert(field.key(), *field);
-        }
+    const QJsonObject part = m_service->state();
+    for (auto field = part.constBegin(); field != part.constEnd(); ++field) {
+        state.insert(field.key(), *field);
     }
     return state;
 }
 
 QString XportModule::carryOut(const QJsonObject &command)
 {
-    QString refusal = Instrument::carryOut(command);
-    for (const auto &service : m_services) {
-        refusal = refusal.isEmpty() ? refusal : service->carryOut(command);
-    }
-    return refusal;
+    const QString refusal = Instrument::carryOut(command);
+    return refusal.isEmpty() ? refusal : m_service->carryOut(command);
 }
 
 void XportModule::cameUp()
 {
-    for (const auto &service : m_services) {
-        if (!service->start(identity().ip)) {
-            report(QStringLiteral("listenFailed"), {{QStringLiteral("ip"), addressText(identity().ip)}});
-        }
-    }
-}
-
-void XportModule::goesDown()
-{
-    for (const auto &service : m_services) {
-        service->stop();
+    if (!m_service->start(identity())) {
+        log().report("listenFailed", {{"ip", addressText(identity().ip)}});
     }
 }

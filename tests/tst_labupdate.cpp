@@ -382,6 +382,7 @@ void TestLabUpdate::secondClientIsReset_data()
     QTest::addColumn<quint16>("port");
     QTest::newRow("setup") << QByteArray(address) << setupPort;
     QTest::newRow("tunnel") << QByteArray(address) << tunnelPort;
+    QTest::newRow("an instrument's own") << updateroom::address().toLatin1() << tunnelPort;
 }
 
 void TestLabUpdate::secondClientIsReset()

@@ -1,20 +1,53 @@
 #include "dsp.h"
 
+#include <cctype>
+#include <numeric>
+
 namespace {
 
 constexpr int normalBaudrate = 921600;
 constexpr int programmingBaudrate = 38400;
 constexpr int longestLine = 256;
+constexpr int overheadBytes = 5; // of a record: count, two of the address, type, checksum
+constexpr char dataRecord = 0x00;
+constexpr char endOfFileRecord = 0x01;
 
 } // namespace
 
-Dsp::Dsp(const QString &name, const DspSpec &spec, QObject *parent)
-    : QObject(parent), m_name(name), m_spec(spec)
+BootloaderText::State BootloaderText::take(char character)
 {
-    if (spec.blank) {
-        m_flash.erase("ABCD");
+    if (!m_inRecord) {
+        m_inRecord = character == ':';
+        const bool blank = std::isspace(static_cast<unsigned char>(character)) != 0;
+        return m_inRecord || blank ? State::Reading : State::Broken;
     }
+    if (std::isxdigit(static_cast<unsigned char>(character)) == 0) {
+        return State::Broken;
+    }
+    m_digits.append(character);
+    if (m_digits.size() < 2) {
+        return State::Reading;
+    }
+    const int count = static_cast<unsigned char>(QByteArray::fromHex(m_digits.left(2)).at(0));
+    return m_digits.size() == 2 * (count + overheadBytes) ? endRecord() : State::Reading;
 }
+
+BootloaderText::State BootloaderText::endRecord()
+{
+    const QByteArray record = QByteArray::fromHex(m_digits);
+    m_digits.clear();
+    m_inRecord = false;
+    const int sum = std::accumulate(record.cbegin(), record.cend(), 0);
+    if ((sum & 0xFF) != 0) {
+        return State::Broken;
+    }
+    m_dataRecords += record.at(3) == dataRecord ? 1 : 0;
+    return record.at(3) == endOfFileRecord ? State::Complete : State::Reading;
+}
+
+Dsp::Dsp(const QString &name, const DspSpec &spec, const EventLog &log)
+    : m_name(name), m_spec(spec), m_log(log.with("dsp", name))
+{}
 
 void Dsp::hold()
 {
@@ -37,8 +70,7 @@ void Dsp::enter(State state)
     m_bootloader = {};
     m_line.clear();
     m_state = state;
-    report(QStringLiteral("dspState"),
-           {{QStringLiteral("state"), this->state().value(QStringLiteral("state"))}});
+    m_log.report("dspState", {{"state", stateName()}});
 }
 
 int Dsp::baudrate() const
@@ -83,7 +115,7 @@ void Dsp::takeLine(char character)
     }
     const QString command = QString::fromLatin1(m_line).trimmed();
     m_line.clear();
-    report(QStringLiteral("lineReceived"), {{QStringLiteral("line"), command}});
+    m_log.report("lineReceived", {{"line", command}});
     emit sends(m_spec.answers.value(command, QStringLiteral("#NAK")).toLatin1() + "\r\n");
 }
 
@@ -93,7 +125,7 @@ void Dsp::lock(char character)
         return;
     }
     m_state = State::Loading;
-    report(QStringLiteral("autobaud"));
+    m_log.report("autobaud");
     emit sends(QByteArray(1, character));
 }
 
@@ -104,38 +136,34 @@ void Dsp::load(char character)
     case BootloaderText::State::Reading:
         break;
     case BootloaderText::State::Complete:
-        endLoading(m_bootloader.dataRecords() > 0 || !m_spec.requireBootloaderCode,
-                   QStringLiteral("bootloaderLoaded"));
+        endLoading(m_bootloader.dataRecords() > 0 || !m_spec.requireBootloaderCode, "bootloaderLoaded");
         break;
     case BootloaderText::State::Broken:
-        endLoading(false, QStringLiteral("bootloaderBroken"));
+        endLoading(false, "bootloaderBroken");
         break;
     }
 }
 
-void Dsp::endLoading(bool running, const QString &event)
+void Dsp::endLoading(bool running, const char *event)
 {
     m_state = running ? State::Kernel : State::Lost;
     if (running) {
-        m_kernel = std::make_unique<FlashKernel>(m_spec.kernel, m_flash);
+        m_kernel = std::make_unique<FlashKernel>(m_spec.kernel, m_flash, m_log);
         connect(m_kernel.get(), &FlashKernel::sends, this, &Dsp::sends);
-        connect(m_kernel.get(), &FlashKernel::happened, this, &Dsp::report);
     }
-    report(event,
-           {{QStringLiteral("records"), m_bootloader.dataRecords()}, {QStringLiteral("running"), running}});
+    m_log.report(event, {{"records", m_bootloader.dataRecords()}, {"running", running}});
 }
 
-QJsonObject Dsp::state() const
+QString Dsp::stateName() const
 {
     static const QMap<State, QString> names{
         {State::Reset, QStringLiteral("reset")},          {State::Normal, QStringLiteral("normal")},
         {State::Autobaud, QStringLiteral("programming")}, {State::Loading, QStringLiteral("loading")},
         {State::Kernel, QStringLiteral("bootloader")},    {State::Lost, QStringLiteral("lost")}};
-    return {{QStringLiteral("state"), names.value(m_state)}, {QStringLiteral("blank"), m_flash.isBlank()}};
+    return names.value(m_state);
 }
 
-void Dsp::report(const QString &event, QJsonObject fields)
+QJsonObject Dsp::state() const
 {
-    fields.insert(QStringLiteral("dsp"), m_name);
-    emit happened(event, fields);
+    return Fields{{"state", stateName()}, {"blank", m_flash.isBlank()}};
 }

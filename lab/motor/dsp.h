@@ -1,7 +1,5 @@
 #pragma once
 
-#include "bootloadertext.h"
-#include "dspflash.h"
 #include "flashkernel.h"
 
 #include <QByteArray>
@@ -17,9 +15,32 @@ struct DspSpec
     FlashKernelSpec kernel;
     QMap<QString, QString> answers{{QStringLiteral("MVER"), QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07")},
                                    {QStringLiteral("MRG:22"), QStringLiteral("21Y08W0131")}};
-    bool blank = false;                // starts with an erased flash
     bool autobaud = true;              // false: the boot ROM never locks
     bool requireBootloaderCode = true; // an image without a data record runs nothing
+};
+
+// The boot loader image as it comes over a DSP's serial line: Intel HEX text, a character at a time. A
+// record is complete with its last digit, so that line ends of any kind and a last line without one make
+// no difference.
+class BootloaderText
+{
+public:
+    enum class State {
+        Reading,
+        Complete, // the end-of-file record has come
+        Broken    // something that is no Intel HEX, or a wrong checksum
+    };
+
+    State take(char character);
+
+    int dataRecords() const { return m_dataRecords; }
+
+private:
+    State endRecord();
+
+    QByteArray m_digits; // of the record that has begun; without the colon
+    bool m_inRecord = false;
+    int m_dataRecords = 0;
 };
 
 // One of the two DSPs of the motor driver. Owned by DspPair, which holds it in reset, lets it go and
@@ -35,7 +56,7 @@ class Dsp : public QObject
     Q_OBJECT
 
 public:
-    Dsp(const QString &name, const DspSpec &spec, QObject *parent = nullptr);
+    Dsp(const QString &name, const DspSpec &spec, const EventLog &log);
 
     void hold();              // in reset
     void run();               // out of it, into the program in its flash
@@ -50,7 +71,6 @@ public:
 
 signals:
     void sends(const QByteArray &bytes);
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     enum class State { Reset, Normal, Autobaud, Loading, Kernel, Lost };
@@ -59,13 +79,14 @@ private:
     void takeLine(char character);
     void lock(char character);
     void load(char character);
-    void endLoading(bool running, const QString &event);
-    void report(const QString &event, QJsonObject fields = {});
+    void endLoading(bool running, const char *event);
+    QString stateName() const;
 
     QString m_name;
     DspSpec m_spec;
+    EventLog m_log;
     DspFlash m_flash;
-    State m_state = State::Reset;
+    State m_state = State::Normal;
     QByteArray m_line;
     BootloaderText m_bootloader;
     std::unique_ptr<FlashKernel> m_kernel;

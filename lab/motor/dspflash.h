@@ -3,17 +3,16 @@
 #include <QByteArray>
 #include <QVector>
 
-// The flash of one DSP, as 16-bit words at word addresses from 3E8000 on: four sectors A to D of
-// 16 Kwords, A at the top. The boot loader also takes pages up to the end of 3F8FFF; that tail is
-// played as more of sector A. Flash only turns ones into zeros: a word that was not erased before it
-// is written holds what both have in common. Pure, owned by a Dsp.
+// The flash of one DSP, as 16-bit words at word addresses from 3E8000 on. The boot loader takes pages up
+// to the end of 3F8FFF, and erases all of it at once. Flash only turns ones into zeros: a word that was
+// not erased before it is written holds what both have in common. Pure, owned by a Dsp.
 class DspFlash
 {
 public:
     static constexpr quint32 begin = 0x3E8000;
     static constexpr quint32 end = 0x3F9000; // one past the last word
 
-    // Holds some older program; nowhere erased as a whole.
+    // Holds some older program.
     DspFlash();
 
     static bool holds(quint32 address, int words)
@@ -21,10 +20,10 @@ public:
         return words >= 0 && address >= begin && address <= end && quint32(words) <= end - address;
     }
 
-    // `sectors` are letters, "ABCD". clear() is the first half of an erase, all bits zero, and what an
-    // erase that was cut short leaves; erase() is the whole.
-    void clear(const QByteArray &sectors) { fill(sectors, 0x0000); }
-    void erase(const QByteArray &sectors) { fill(sectors, 0xFFFF); }
+    // clear() is the first half of an erase, all bits zero, and what an erase that was cut short
+    // leaves; erase() is the whole.
+    void clear() { m_words.fill(0x0000); }
+    void erase() { m_words.fill(0xFFFF); }
 
     // Both need holds(address, words.size()). Writing returns how many words did not take their value.
     int write(quint32 address, const QVector<quint16> &words);
@@ -36,7 +35,5 @@ public:
     QByteArray dump() const;
 
 private:
-    void fill(const QByteArray &sectors, quint16 value);
-
     QVector<quint16> m_words;
 };

@@ -45,15 +45,10 @@ QVector<quint16> wordsOf(const QByteArray &bytes)
     return words;
 }
 
-QString hexAddress(quint32 address)
-{
-    return QString::number(address, 16).toUpper();
-}
-
 } // namespace
 
-FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent)
-    : QObject(parent), m_spec(spec), m_flash(flash)
+FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, const EventLog &log)
+    : m_spec(spec), m_flash(flash), m_log(log)
 {
     m_work.setSingleShot(true);
     connect(&m_work, &QTimer::timeout, this, &FlashKernel::finishWork);
@@ -80,9 +75,8 @@ bool FlashKernel::takePacket()
         const QByteArray garbage = m_received.left(skipped);
         m_received.remove(0, skipped);
         if (!garbage.trimmed().isEmpty()) {
-            emit happened(QStringLiteral("packetRejected"),
-                          {{QStringLiteral("bytes"), QString::fromLatin1(garbage.toHex())},
-                           {QStringLiteral("reason"), QStringLiteral("no header")}});
+            m_log.report("packetRejected",
+                         {{"bytes", hexDigits(garbage)}, {"reason", QLatin1String("no header")}});
         }
         return true;
     }
@@ -92,7 +86,7 @@ bool FlashKernel::takePacket()
     const int command = byteAt(m_received, 2);
     const int length = byteAt(m_received, 3);
     if (m_received.at(1) != header[1] || !hasRightLength(command, length)) {
-        reject(m_received.left(headerBytes + 2), QStringLiteral("no such packet"));
+        reject(m_received.left(headerBytes + 2), "no such packet");
         m_received.remove(0, 1); // a packet may begin inside of it
         return true;
     }
@@ -104,7 +98,7 @@ bool FlashKernel::takePacket()
     if (packet.back() == trailer) {
         obey(command, packet.mid(headerBytes + 2, length));
     } else {
-        reject(packet, QStringLiteral("no end"));
+        reject(packet, "no end");
     }
     return true;
 }
@@ -126,13 +120,13 @@ void FlashKernel::obey(int command, const QByteArray &arguments)
 void FlashKernel::setAddress(const QByteArray &arguments)
 {
     if (!m_page.isEmpty()) {
-        reject(m_page, QStringLiteral("page not ended"));
+        reject(m_page, "page not ended");
     }
     m_page.clear();
     m_address = qFromBigEndian<quint32>(arguments.constData());
     if (!DspFlash::holds(*m_address, 1)) {
         m_address.reset();
-        reject(arguments, QStringLiteral("address outside the flash"));
+        reject(arguments, "address outside the flash");
     }
 }
 
@@ -140,9 +134,9 @@ void FlashKernel::addData(const QByteArray &arguments)
 {
     const int bytes = m_page.size() + arguments.size();
     if (!m_address) {
-        reject(arguments, QStringLiteral("no address"));
+        reject(arguments, "no address");
     } else if (bytes > pageBytes || !DspFlash::holds(*m_address, (bytes + 1) / 2)) {
-        reject(arguments, QStringLiteral("past the end of the page or the flash"));
+        reject(arguments, "past the end of the page or the flash");
     } else {
         m_page += arguments;
     }
@@ -151,73 +145,62 @@ void FlashKernel::addData(const QByteArray &arguments)
 void FlashKernel::endPage(bool writes)
 {
     if (!m_address || m_page.isEmpty()) {
-        return reject({}, QStringLiteral("empty page"));
+        return reject({}, "empty page");
     }
     const QVector<quint16> words = wordsOf(m_page);
-    if (writes) {
-        workFor(m_spec.pageWriteMs, [this, words] { writePage(words); });
-    } else {
-        verifyPage(words);
+    if (!writes) {
+        const bool equal = m_flash.equals(*m_address, words);
+        reportPage("pageVerified", words.size(), "equal", equal);
+        return answerPage(equal);
     }
+    workFor(m_spec.pageWriteMs, [this, words] {
+        const int notErased = m_flash.write(*m_address, words);
+        reportPage("pageWritten", words.size(), "notErased", notErased);
+        answerPage(notErased == 0);
+    });
 }
 
-void FlashKernel::writePage(const QVector<quint16> &words)
+void FlashKernel::reportPage(const char *event, int words, const char *key, const QJsonValue &value)
 {
-    const int notErased = m_flash.write(*m_address, words);
-    emit happened(QStringLiteral("pageWritten"), {{QStringLiteral("address"), hexAddress(*m_address)},
-                                                  {QStringLiteral("words"), words.size()},
-                                                  {QStringLiteral("notErased"), notErased}});
-    m_page.clear();
-    m_address.reset();
-    answer(notErased == 0 ? "ACK\n" : "NAK\n");
+    const QString address = QString::number(*m_address, 16).toUpper();
+    m_log.report(event, {{"address", address}, {"words", words}, {key, value}});
 }
 
-void FlashKernel::verifyPage(const QVector<quint16> &words)
+void FlashKernel::answerPage(bool isRight)
 {
-    const bool equal = m_flash.equals(*m_address, words);
-    emit happened(QStringLiteral("pageVerified"), {{QStringLiteral("address"), hexAddress(*m_address)},
-                                                   {QStringLiteral("words"), words.size()},
-                                                   {QStringLiteral("equal"), equal}});
     m_page.clear();
     m_address.reset();
-    answer(equal ? "ACK\n" : "NAK\n");
+    emit sends(isRight ? "ACK\n" : "NAK\n");
 }
 
 void FlashKernel::erase(int argument)
 {
-    emit happened(QStringLiteral("eraseStarted"), {{QStringLiteral("argument"), argument}});
+    m_log.report("eraseStarted", {{"argument", argument}});
     if (argument != eraseArgument || m_spec.eraseAnswer == FlashKernelSpec::Nak) {
-        emit happened(QStringLiteral("eraseRefused"), {{QStringLiteral("argument"), argument}});
-        return answer("NAK\n");
+        m_log.report("eraseRefused", {{"argument", argument}});
+        emit sends("NAK\n");
+        return;
     }
     if (m_spec.eraseAnswer == FlashKernelSpec::Silent) {
         return;
     }
     m_page.clear();
     m_address.reset();
-    m_flash.clear(m_spec.erasedSectors);
+    m_flash.clear();
     workFor(m_spec.eraseMs, [this] { finishErase(); });
 }
 
 void FlashKernel::finishErase()
 {
-    m_flash.erase(m_spec.erasedSectors);
-    emit happened(QStringLiteral("erased"),
-                  {{QStringLiteral("sectors"), QString::fromLatin1(m_spec.erasedSectors)}});
-    answer(m_spec.eraseAnswer == FlashKernelSpec::AckWithoutNewline ? "ACK" : "ACK\n");
+    m_flash.erase();
+    m_log.report("erased");
+    emit sends(m_spec.eraseAnswer == FlashKernelSpec::AckWithoutNewline ? "ACK" : "ACK\n");
 }
 
-void FlashKernel::reject(const QByteArray &bytes, const QString &reason)
+void FlashKernel::reject(const QByteArray &bytes, const char *reason)
 {
-    emit happened(
-        QStringLiteral("packetRejected"),
-        {{QStringLiteral("bytes"), QString::fromLatin1(bytes.toHex())}, {QStringLiteral("reason"), reason}});
-    answer("NAK\n");
-}
-
-void FlashKernel::answer(const QByteArray &text)
-{
-    emit sends(text);
+    m_log.report("packetRejected", {{"bytes", hexDigits(bytes)}, {"reason", QLatin1String(reason)}});
+    emit sends("NAK\n");
 }
 
 void FlashKernel::workFor(int ms, const std::function<void()> &then)
@@ -232,7 +215,7 @@ void FlashKernel::workFor(int ms, const std::function<void()> &then)
 void FlashKernel::finishWork()
 {
     if (m_lost > 0) {
-        emit happened(QStringLiteral("bytesLost"), {{QStringLiteral("count"), m_lost}});
+        m_log.report("bytesLost", {{"count", m_lost}});
         m_lost = 0;
     }
     const std::function<void()> then = std::move(m_then);

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "dspflash.h"
+#include "eventlog.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QObject>
 #include <QTimer>
 
@@ -17,8 +17,7 @@ struct FlashKernelSpec
 
     int eraseMs = 8000;
     int pageWriteMs = 400;
-    QByteArray erasedSectors = "ABCD"; // by the erase command's one argument
-    EraseAnswer eraseAnswer = Ack;     // Nak and Silent leave the flash as it is
+    EraseAnswer eraseAnswer = Ack; // Nak and Silent leave the flash as it is
 };
 
 // The flash program that the boot loader image carries, running on a DSP. Owned by a Dsp. Packets:
@@ -28,7 +27,7 @@ struct FlashKernelSpec
 // Writing, comparing and erasing answer "ACK\n", or "NAK\n" when the flash is not as it was told.
 // While it works on the flash it does not listen: bytes that come then are lost.
 //
-// Events: "eraseStarted" with argument; "erased" with sectors; "eraseRefused"; "pageWritten" with
+// Events: "eraseStarted" with argument; "erased"; "eraseRefused"; "pageWritten" with
 // address, words and notErased; "pageVerified" with address, words and equal; "packetRejected" with
 // bytes and reason; "bytesLost" with count.
 class FlashKernel : public QObject
@@ -37,13 +36,12 @@ class FlashKernel : public QObject
 
 public:
     // `flash` must outlive it.
-    FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent = nullptr);
+    FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, const EventLog &log);
 
     void receive(const QByteArray &bytes);
 
 signals:
     void sends(const QByteArray &bytes);
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     bool takePacket(); // true when it took something off m_received
@@ -51,17 +49,17 @@ private:
     void setAddress(const QByteArray &arguments);
     void addData(const QByteArray &arguments);
     void endPage(bool writes);
-    void writePage(const QVector<quint16> &words);
-    void verifyPage(const QVector<quint16> &words);
+    void reportPage(const char *event, int words, const char *key, const QJsonValue &value);
     void erase(int argument);
     void finishErase();
-    void reject(const QByteArray &bytes, const QString &reason);
-    void answer(const QByteArray &text);
+    void answerPage(bool isRight);
+    void reject(const QByteArray &bytes, const char *reason);
     void workFor(int ms, const std::function<void()> &then);
     void finishWork();
 
     FlashKernelSpec m_spec;
     DspFlash &m_flash;
+    EventLog m_log;
     QByteArray m_received;
     std::optional<quint32> m_address; // of the page that is being filled
     QByteArray m_page;

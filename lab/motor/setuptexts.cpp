@@ -1,105 +1,74 @@
 #include "setuptexts.h"
 
+#include <QHostAddress>
+
 namespace {
 
-// Kept as text with short marks for the two line ends, so that a screen can be read here as it looks.
-QByteArray screen(const char *text)
-{
-    QByteArray bytes(text);
-    bytes.replace("<N>", setuptexts::crLf());
-    bytes.replace("<L>", setuptexts::lfCr());
-    return bytes;
-}
+using setuptexts::hexByte;
+using setuptexts::padded;
 
 QByteArray dotted(quint32 address)
 {
-    QByteArray text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += QByteArray::number((address >> shift) & 0xFF) + (shift > 0 ? "." : "");
-    }
-    return text;
+    return QHostAddress(address).toString().toLatin1();
 }
 
-QByteArray hex(quint32 value)
+QByteArray enabled(quint32 is)
 {
-    return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
-}
-
-QByteArray padded(quint32 value, int width)
-{
-    return QByteArray::number(value).rightJustified(width, '0');
-}
-
-QByteArray enabled(bool is)
-{
-    return is ? "enabled" : "disabled";
+    return is != 0 ? "enabled" : "disabled";
 }
 
 QByteArray basics(const ModuleSettings &s)
 {
-    QByteArray text = "<N>\n*** basic parameters <L>Hardware: Ethernet TPI<N>IP addr " + dotted(s.ip);
-    if (s.hasGateway != 0) {
-        text += ", gateway " + dotted(s.gateway) + ",netmask " + dotted(s.netmask());
-    } else {
-        text += ", no gateway set";
-    }
-    return text + (s.password.isEmpty() ? "<N>" : "<N>Telnet config password set<N>");
+    return "<N>\n*** basic parameters <L>Hardware: Ethernet TPI<N>IP addr " + dotted(s.ip) +
+           (s.gateway == 0 ? QByteArray(", no gateway set")
+                           : ", gateway " + dotted(s.gateway) + ",netmask " + dotted(s.netmask)) +
+           "<N>";
 }
 
-QByteArray security(const ModuleSettings &s)
-{
-    return "<N>*** Security<N>"
-           "SNMP is              " +
-           enabled(s.snmpDisabled == 0) + "<N>SNMP Community Name: " + s.snmpCommunity +
-           "<N>Telnet Setup is      " + enabled(s.telnetSetupDisabled == 0) + "<N>TFTP Download is     " +
-           enabled(s.tftpDisabled == 0) + "<N>Port 77FEh is        " + enabled(s.port77feDisabled == 0) +
-           "<N>Web Server is        " + enabled(s.webServerDisabled == 0) + "<N>Web Setup is         " +
-           enabled(s.webSetupDisabled == 0) + "<N>ECHO is              " + enabled(s.echoDisabled == 0) +
-           "<N>Enhanced Password is " + enabled(s.enhancedPassword != 0) + "<N>Port 77F0h is        " +
-           enabled(s.port77f0Disabled == 0) + "<N>";
-}
+const char security[] = "<N>*** Security<N>"
+                        "SNMP is              enabled<N>"
+                        "SNMP Community Name: public<N>"
+                        "Telnet Setup is      enabled<N>"
+                        "TFTP Download is     enabled<N>"
+                        "Port 77FEh is        enabled<N>"
+                        "Web Server is        enabled<N>"
+                        "Web Setup is         enabled<N>"
+                        "ECHO is              disabled<N>"
+                        "Enhanced Password is disabled<N>"
+                        "Port 77F0h is        enabled<N>";
 
-QByteArray connection(const ModuleSettings &s)
+QByteArray channelListing(const std::array<quint32, ChannelFields> &c)
 {
-    if (s.isUdp()) {
-        return "Datagram Type " + hex(s.datagramType) + "<N>Pack Cntrl:   " + hex(s.packControl) + "<N>";
+    const quint32 remote = c[Remote1] << 24 | c[Remote2] << 16 | c[Remote3] << 8 | c[Remote4];
+    QByteArray text = "<N>*** Channel 1<L>Baudrate " + padded(c[Baudrate], 1) + ", I/F Mode " +
+                      hexByte(c[InterfaceMode]) + ", Flow " + hexByte(c[Flow]) + "<L>Port " +
+                      padded(c[Port], 5) + "<N>Connect Mode : " + hexByte(c[ConnectMode]) +
+                      "<N>Send '+++' in Modem Mode " + enabled(c[SendsPlus]) +
+                      "<N>Show IP addr after 'RING' " + enabled(c[ShowsAddress]) +
+                      "<N>Auto increment source port " + enabled(c[IncrementsPort]) +
+                      "<N>Remote IP Adr: " + (remote == 0 ? "--- none ---" : dotted(remote)) + ", Port " +
+                      padded(c[RemotePort], 5) + "<N>Disconn Mode : " + hexByte(c[DisconnectMode]);
+    if (c[DisconnectMinutes] != 0 || c[DisconnectSeconds] != 0) {
+        text += "  Disconn Time: " + padded(c[DisconnectMinutes], 2) + ':' + padded(c[DisconnectSeconds], 2);
     }
-    QByteArray text = hex(s.connectMode) + "<N>Send '+++' in Modem Mode " + enabled(s.sendsPlus != 0) +
-                      "<N>Show IP addr after 'RING' " + enabled(s.showsAddress != 0) +
-                      "<N>Auto increment source port " + enabled(s.incrementsPort != 0) +
-                      "<N>Remote IP Adr: " + (s.remoteIp == 0 ? "--- none ---" : dotted(s.remoteIp)) +
-                      ", Port " + padded(s.remotePort, 5) + "<N>Disconn Mode : " + hex(s.disconnectMode);
-    if (s.disconnectMinutes != 0 || s.disconnectSeconds != 0) {
-        text += "  Disconn Time: " + padded(s.disconnectMinutes, 2) + ':' + padded(s.disconnectSeconds, 2);
-    }
-    text += "<N>Flush   Mode : " + hex(s.flushMode) + "<N>";
-    if (s.sendCharacter1 != 0 || s.sendCharacter2 != 0) {
-        text += "SendChars    : " + hex(s.sendCharacter1) + ' ' + hex(s.sendCharacter2) + " <N>";
+    text += "<N>Flush   Mode : " + hexByte(c[FlushMode]) + "<N>";
+    if (c[SendCharacter1] != 0 || c[SendCharacter2] != 0) {
+        text += "SendChars    : " + hexByte(c[SendCharacter1]) + ' ' + hexByte(c[SendCharacter2]) + " <N>";
     }
     return text;
 }
 
-QByteArray channel(const ModuleSettings &s)
-{
-    return "<N>*** Channel 1<L>Baudrate " + QByteArray::number(s.baudrate) + ", I/F Mode " +
-           hex(s.interfaceMode) + ", Flow " + hex(s.flow) + "<L>Port " + padded(s.port, 5) +
-           "<N>Connect Mode : " + connection(s);
-}
-
-QByteArray expert(const ModuleSettings &s)
-{
-    const QByteArray cpu = s.cpu == ModuleSettings::cpuRegular ? "Regular"
-                           : s.cpu == ModuleSettings::cpuHigh  ? "High"
-                                                               : "Low";
-    return "<N>*** Expert<N>TCP Keepalive    : " + QByteArray::number(s.keepaliveS) +
-           "s<L>ARP cache timeout: " + QByteArray::number(s.arpTimeoutS) + "s<N>CPU performance: " + cpu +
-           "<N>Monitor Mode @ bootup : " + enabled(s.monitorModeDisabled == 0) +
-           "<N>RS485 tx enable  : active " + (s.rs485ActiveHigh != 0 ? "high" : "low") +
-           "<N>HTTP Port Number : " + QByteArray::number(s.httpPort) +
-           "<N>SMTP Port Number : " + QByteArray::number(s.smtpPort) +
-           "<N>MTU Size: " + QByteArray::number(s.mtu) + "<N>Alternate MAC: " + enabled(s.alternateMac != 0) +
-           "<N>Ethernet connection type: auto-negotiate<L>";
-}
+const char expert[] = "<N>*** Expert<N>"
+                      "TCP Keepalive    : 45s<L>"
+                      "ARP cache timeout: 600s<N>"
+                      "CPU performance: High<N>"
+                      "Monitor Mode @ bootup : enabled<N>"
+                      "RS485 tx enable  : active low<N>"
+                      "HTTP Port Number : 80<N>"
+                      "SMTP Port Number : 25<N>"
+                      "MTU Size: 1400<N>"
+                      "Alternate MAC: disabled<N>"
+                      "Ethernet connection type: auto-negotiate<L>";
 
 QByteArray mail()
 {
@@ -115,16 +84,75 @@ QByteArray mail()
     return text;
 }
 
-} // namespace
-
-QByteArray setuptexts::crLf()
+// What stands before the bracket with the present value, and after it.
+struct Prompt
 {
-    return QByteArray("\r\0\n", lineEndBytes);
+    const char *before;
+    const char *after;
+};
+
+constexpr std::array<Prompt, ChannelFields> prompts{{
+    {"<N>Baudrate ", " ? "},
+    {"<N>I/F Mode ", " ? "},
+    {"<N>Flow ", " ? "},
+    {"<N>Port No ", " ? "},
+    {"<N>ConnectMode ", " ? "},
+    {"<N>Send '+++' in Modem Mode  ", " ? "},
+    {"<N>Show IP addr after 'RING'  ", " ? "},
+    {"<N>Auto increment source port  ", " ? "},
+    {"<N>Remote IP Address : ", " "},
+    {".", " "},
+    {".", " "},
+    {".", " "},
+    {"<N>Remote Port  ", " ? "},
+    {"<N>DisConnMode ", " ? "},
+    {"<N>FlushMode   ", " ? "},
+    {"<N>DisConnTime ", " ?"},
+    {":", ""},
+    {"<N>SendChar 1  ", " ? "},
+    {"<N>SendChar 2  ", " ? "},
+}};
+
+QByteArray shownValue(int field, const std::array<quint32, ChannelFields> &c)
+{
+    const quint32 value = c.at(static_cast<std::size_t>(field));
+    switch (field) {
+    case Baudrate:
+    case Port:
+    case RemotePort:
+        return padded(value, 1);
+    case SendsPlus:
+    case ShowsAddress:
+    case IncrementsPort:
+        return value != 0 ? "Y" : "N";
+    case Remote1:
+    case Remote2:
+    case Remote3:
+    case Remote4:
+        return padded(value, 3);
+    case DisconnectMinutes:
+        return padded(value, 2) + ':' + padded(c[DisconnectSeconds], 2);
+    default:
+        return hexByte(value);
+    }
 }
 
-QByteArray setuptexts::lfCr()
+} // namespace
+
+QByteArray setuptexts::hexByte(quint32 value)
 {
-    return QByteArray("\n\r\0", lineEndBytes);
+    return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
+}
+
+QByteArray setuptexts::padded(quint32 value, int width)
+{
+    return QByteArray::number(value).rightJustified(width, '0');
+}
+
+QByteArray setuptexts::screen(QByteArray text)
+{
+    text.replace("<N>", QByteArray("\r\0\n", 3));
+    return text.replace("<L>", QByteArray("\n\r\0", 3));
 }
 
 QByteArray setuptexts::banner(const QByteArray &mac)
@@ -140,7 +168,7 @@ QByteArray setuptexts::pressEnter()
 
 QByteArray setuptexts::listing(const ModuleSettings &settings)
 {
-    return screen(basics(settings) + security(settings) + channel(settings) + expert(settings) + mail());
+    return screen(basics(settings) + security + channelListing(settings.channel) + expert + mail());
 }
 
 QByteArray setuptexts::mainMenu()
@@ -154,4 +182,12 @@ QByteArray setuptexts::mainMenu()
                   "  7 Defaults<L>"
                   "  8 Exit without save<N>"
                   "  9 Save and exit            Your choice ? ");
+}
+
+QByteArray setuptexts::prompt(int field, const ModuleSettings &settings)
+{
+    const Prompt &text = prompts.at(static_cast<std::size_t>(field));
+    const bool bracket = field != DisconnectSeconds;
+    return screen(text.before + (bracket ? '(' + shownValue(field, settings.channel) + ')' : QByteArray()) +
+                  text.after);
 }
