@@ -1,5 +1,6 @@
 #include "firmwareloaders.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -9,6 +10,44 @@ constexpr const char *ack = "#ACK";
 constexpr const char *eraseCommand = "EPCSER:";
 
 } // namespace
+
+void FirmwareMemory::touch(int size)
+{
+    // Not FF anywhere, so that writing without erasing shows.
+    constexpr int step = 37;
+    constexpr int kinds = 255;
+    for (int i = m_cells.size(); i < size; ++i) {
+        m_cells.append(static_cast<char>(i * step % kinds));
+    }
+}
+
+bool FirmwareMemory::eraseSector(int sector)
+{
+    if (sector < 0 || sector >= sectorCount) {
+        return false;
+    }
+    const int start = sector * sectorSize;
+    touch(start + sectorSize);
+    m_cells.replace(start, sectorSize, QByteArray(sectorSize, '\xff'));
+    return true;
+}
+
+bool FirmwareMemory::write(int offset, const QByteArray &bytes)
+{
+    if (offset < 0 || bytes.size() > capacity - offset) {
+        return false;
+    }
+    touch(offset + bytes.size());
+    std::transform(bytes.cbegin(), bytes.cend(), m_cells.cbegin() + offset, m_cells.begin() + offset,
+                   [](char byte, char cell) { return static_cast<char>(byte & cell); });
+    return true;
+}
+
+QByteArray FirmwareMemory::image()
+{
+    touch(m_imageSize);
+    return m_cells.left(m_imageSize);
+}
 
 PowerSupplyLoader::PowerSupplyLoader(const UpdateSpec &spec, FirmwareMemory &memory, const EventLog &log)
     : UpdateDialogue(spec, log), m_memory(memory)

@@ -1,7 +1,5 @@
 #include "instrument.h"
 
-#include "hostaddresses.h"
-
 namespace {
 
 constexpr int shownBytes = 128; // of a datagram, in an event

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "cable.h"
 #include "eventlog.h"
+#include "hostaddresses.h"
 #include "instrumentspec.h"
 #include "udpface.h"
 
@@ -11,8 +11,6 @@
 #include <QTimer>
 
 #include <optional>
-
-class HostAddresses;
 
 // What every instrument finds around it. The lab owns all of it and outlives the instruments.
 struct Workbench

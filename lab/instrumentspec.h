@@ -1,7 +1,7 @@
 #pragma once
 
-#include "cable.h"
 #include "faults.h"
+#include "hostaddresses.h"
 #include "motor/motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"

@@ -1,7 +1,6 @@
-#include "cable.h"
 #include "commandreader.h"
 #include "eventlog.h"
-#include "plaininstruments.h"
+#include "hostaddresses.h"
 #include "scenario.h"
 #include "virtuallab.h"
 
@@ -116,13 +115,8 @@ int play(const Options &options, QCoreApplication &application)
     if (!lab.open(cables, &error) || !lab.populate(scenario.instruments, &error)) {
         return refuse(error);
     }
-    const CommandReader commands(STDIN_FILENO, [&lab, &application](const QJsonObject &command) {
-        if (command.value(QLatin1String("command")) != QLatin1String("quit")) {
-            return lab.carryOut(command);
-        }
-        application.quit();
-        return QString();
-    });
+    const CommandReader commands(STDIN_FILENO,
+                                 [&lab](const QJsonObject &command) { return lab.carryOut(command); });
     if (options.quitWithStdin) {
         QObject::connect(&commands, &CommandReader::ended, &application, &QCoreApplication::quit);
     }

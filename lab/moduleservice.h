@@ -21,7 +21,7 @@ public:
 
     virtual void stop() = 0;
 
-    // Goes into the module's state.
+    // The part "motor" of the module's state; empty when there is none.
     virtual QJsonObject state() const { return {}; }
 
     // Why this service cannot do it; nothing when it did.

@@ -2,12 +2,25 @@
 
 #include "commandreader.h"
 #include "devicecatalogue.h"
-#include "firmwareloaders.h"
-#include "setdatagram.h"
 
 #include <QCryptographicHash>
+#include <QtEndian>
 
 #include <utility>
+
+namespace {
+
+// "Quorvex Set:", 36 bytes: MAC (12-17), a port (18-19), address, netmask and gateway (20-31), all most
+// significant byte first; the DHCP flag (32-35) least significant byte first.
+constexpr const char *setDatagram = "Quorvex Set:";
+constexpr int setDatagramSize = 36;
+
+quint32 numberAt(const QByteArray &bytes, int offset)
+{
+    return qFromBigEndian<quint32>(bytes.constData() + offset);
+}
+
+} // namespace
 
 QuorvexInstrument::QuorvexInstrument(const InstrumentSpec &spec, const Workbench &bench, QObject *parent)
     : Instrument(spec, bench, bench.discovery, parent), m_texts(spec.texts), m_update(spec.update)
@@ -48,35 +61,35 @@ QString QuorvexInstrument::receive(const Datagram &datagram)
         answer(datagram, encodeReply(identity(), m_texts));
         return {};
     }
-    if (!isSetDatagram(datagram.bytes)) {
+    if (!datagram.bytes.startsWith(setDatagram)) {
         return QStringLiteral("unknown");
     }
-    const auto set = readSetDatagram(datagram.bytes);
-    if (!set) {
+    if (datagram.bytes.size() != setDatagramSize) {
         return QStringLiteral("length");
     }
-    if (set->mac != mac()) {
+    if (datagram.bytes.mid(12, 6) != mac()) {
         return QStringLiteral("other MAC");
     }
-    if (!isHostAddress(set->ip)) {
+    if (!isHostAddress(numberAt(datagram.bytes, 20))) {
         return QStringLiteral("address");
     }
-    takeSettings(datagram, *set);
+    takeSettings(datagram);
     return {};
 }
 
-void QuorvexInstrument::takeSettings(const Datagram &datagram, const SetDatagram &set)
+void QuorvexInstrument::takeSettings(const Datagram &datagram)
 {
-    log().report("set", {{"bytes", hexDigits(datagram.bytes)},
+    const QByteArray &bytes = datagram.bytes;
+    m_wanted = identity();
+    m_wanted.ip = numberAt(bytes, 20);
+    m_wanted.netmask = numberAt(bytes, 24);
+    m_wanted.gateway = numberAt(bytes, 28);
+    m_wanted.dhcp = qFromLittleEndian<quint32>(bytes.constData() + 32) == 1;
+    log().report("set", {{"bytes", hexDigits(bytes)},
                          {"via", wayOf(datagram)},
                          {"interface", cable().name},
-                         {"port", set.port},
-                         {"ip", addressText(set.ip)}});
-    m_wanted = identity();
-    m_wanted.ip = set.ip;
-    m_wanted.netmask = set.netmask;
-    m_wanted.gateway = set.gateway;
-    m_wanted.dhcp = set.dhcp == 1;
+                         {"port", qFromBigEndian<quint16>(bytes.constData() + 18)},
+                         {"ip", addressText(m_wanted.ip)}});
     if (devicecatalogue::is6100(identity().code)) {
         keepForRestart(m_wanted);
     } else {
@@ -118,7 +131,7 @@ QString QuorvexInstrument::carryOut(const QJsonObject &command)
                : Instrument::carryOut(command);
 }
 
-QString QuorvexInstrument::dumpImage(const QString &path) const
+QString QuorvexInstrument::dumpImage(const QString &path)
 {
     const QByteArray image = m_memory.image();
     const QString problem = writeFile(path, image);

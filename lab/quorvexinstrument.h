@@ -1,13 +1,11 @@
 #pragma once
 
-#include "firmwarememory.h"
+#include "firmwareloaders.h"
 #include "instrument.h"
 
 #include <QTimer>
 
 #include <memory>
-
-struct SetDatagram;
 
 // An instrument with the maker's own network interface, on UDP 30719. It answers "Quorvex Dev?" with
 // what its kind tells of itself, and takes new network settings from a "Quorvex Set:" datagram with
@@ -36,9 +34,9 @@ protected:
 
 private:
     void makeDialogue();
-    void takeSettings(const Datagram &datagram, const SetDatagram &set);
+    void takeSettings(const Datagram &datagram);
     void runNewFirmware();
-    QString dumpImage(const QString &path) const;
+    QString dumpImage(const QString &path);
 
     InstrumentTexts m_texts;
     UpdateSpec m_update;

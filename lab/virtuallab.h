@@ -1,6 +1,5 @@
 #pragma once
 
-#include "cable.h"
 #include "hostaddresses.h"
 #include "instrument.h"
 #include "udpface.h"

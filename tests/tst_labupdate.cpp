@@ -227,7 +227,7 @@ void TestLabUpdate::channelOneIsAskedPromptByPrompt()
         {QByteArray("\r\0", 2), "<N>Flow (00) ? "},
         {"2\r\n", "2\n<N>Port No (10001) ? "},
         {"80\r\n", "80\n<N>ConnectMode (C0) ? "},
-        {"\xFF\xFD\x03\r\n", "<N>Send '+++' in Modem Mode  (Y) ? "}, // a telnet wish, unheard
+        {"\r\n", "<N>Send '+++' in Modem Mode  (Y) ? "},
         {"N", "N<N>Show IP addr after 'RING'  (Y) ? "},
         {"\r\n", "<N>Auto increment source port  (N) ? "},
         {"\r\n", "<N>Remote IP Address : (000) "},
@@ -237,7 +237,7 @@ void TestLabUpdate::channelOneIsAskedPromptByPrompt()
         {"\r\n", "<N>Remote Port  (0) ? "},
         {"\r\n", "<N>DisConnMode (00) ? "},
         {"80\r\n", "80\n<N>FlushMode   (00) ? "},
-        {"7\b77\r\n", "7\b \b77\n<N>DisConnTime (00:00) ?"},
+        {"77\r\n", "77\n<N>DisConnTime (00:00) ?"},
         {"\r\n", ":"},
         {"3\r\n", "3\n<N>SendChar 1  (00) ? "},
         {"D\r\n", "D\n<N>SendChar 2  (00) ? "},

@@ -14,37 +14,6 @@ constexpr char endOfFileRecord = 0x01;
 
 } // namespace
 
-BootloaderText::State BootloaderText::take(char character)
-{
-    if (!m_inRecord) {
-        m_inRecord = character == ':';
-        const bool blank = std::isspace(static_cast<unsigned char>(character)) != 0;
-        return m_inRecord || blank ? State::Reading : State::Broken;
-    }
-    if (std::isxdigit(static_cast<unsigned char>(character)) == 0) {
-        return State::Broken;
-    }
-    m_digits.append(character);
-    if (m_digits.size() < 2) {
-        return State::Reading;
-    }
-    const int count = static_cast<unsigned char>(QByteArray::fromHex(m_digits.left(2)).at(0));
-    return m_digits.size() == 2 * (count + overheadBytes) ? endRecord() : State::Reading;
-}
-
-BootloaderText::State BootloaderText::endRecord()
-{
-    const QByteArray record = QByteArray::fromHex(m_digits);
-    m_digits.clear();
-    m_inRecord = false;
-    const int sum = std::accumulate(record.cbegin(), record.cend(), 0);
-    if ((sum & 0xFF) != 0) {
-        return State::Broken;
-    }
-    m_dataRecords += record.at(3) == dataRecord ? 1 : 0;
-    return record.at(3) == endOfFileRecord ? State::Complete : State::Reading;
-}
-
 Dsp::Dsp(const QString &name, const DspSpec &spec, const EventLog &log)
     : m_name(name), m_spec(spec), m_log(log.with("dsp", name))
 {}
@@ -67,10 +36,14 @@ void Dsp::runForProgramming()
 void Dsp::enter(State state)
 {
     m_kernel.reset(); // an erase under way ends here, half done
-    m_bootloader = {};
     m_line.clear();
+    m_records = 0;
     m_state = state;
-    m_log.report("dspState", {{"state", stateName()}});
+    static const QMap<State, const char *> names{{State::Reset, "reset"},
+                                                 {State::Normal, "normal"},
+                                                 {State::Autobaud, "programming"},
+                                                 {State::Lost, "lost"}};
+    m_log.report("dspState", {{"state", QLatin1String(names.value(state))}});
 }
 
 int Dsp::baudrate() const
@@ -129,18 +102,34 @@ void Dsp::lock(char character)
     emit sends(QByteArray(1, character));
 }
 
+// The image is Intel HEX text. A record is complete with its last digit, so that line ends of any kind
+// and a last line without one make no difference.
 void Dsp::load(char character)
 {
     emit sends(QByteArray(1, character));
-    switch (m_bootloader.take(character)) {
-    case BootloaderText::State::Reading:
-        break;
-    case BootloaderText::State::Complete:
-        endLoading(m_bootloader.dataRecords() > 0 || !m_spec.requireBootloaderCode, "bootloaderLoaded");
-        break;
-    case BootloaderText::State::Broken:
-        endLoading(false, "bootloaderBroken");
-        break;
+    const auto letter = static_cast<unsigned char>(character);
+    if (m_line.isEmpty() && std::isspace(letter) != 0) {
+        return;
+    }
+    if (m_line.isEmpty() ? character != ':' : std::isxdigit(letter) == 0) {
+        return endLoading(false, "bootloaderBroken");
+    }
+    m_line.append(character);
+    if (m_line.size() < 3) {
+        return;
+    }
+    const int count = static_cast<unsigned char>(QByteArray::fromHex(m_line.mid(1, 2)).at(0));
+    if (m_line.size() < 1 + 2 * (count + overheadBytes)) {
+        return;
+    }
+    const QByteArray record = QByteArray::fromHex(m_line.mid(1));
+    m_line.clear();
+    if ((std::accumulate(record.cbegin(), record.cend(), 0) & 0xFF) != 0) {
+        return endLoading(false, "bootloaderBroken");
+    }
+    m_records += record.at(3) == dataRecord ? 1 : 0;
+    if (record.at(3) == endOfFileRecord) {
+        endLoading(m_records > 0 || !m_spec.requireBootloaderCode, "bootloaderLoaded");
     }
 }
 
@@ -151,19 +140,5 @@ void Dsp::endLoading(bool running, const char *event)
         m_kernel = std::make_unique<FlashKernel>(m_spec.kernel, m_flash, m_log);
         connect(m_kernel.get(), &FlashKernel::sends, this, &Dsp::sends);
     }
-    m_log.report(event, {{"records", m_bootloader.dataRecords()}, {"running", running}});
-}
-
-QString Dsp::stateName() const
-{
-    static const QMap<State, QString> names{
-        {State::Reset, QStringLiteral("reset")},          {State::Normal, QStringLiteral("normal")},
-        {State::Autobaud, QStringLiteral("programming")}, {State::Loading, QStringLiteral("loading")},
-        {State::Kernel, QStringLiteral("bootloader")},    {State::Lost, QStringLiteral("lost")}};
-    return names.value(m_state);
-}
-
-QJsonObject Dsp::state() const
-{
-    return Fields{{"state", stateName()}, {"blank", m_flash.isBlank()}};
+    m_log.report(event, {{"records", m_records}, {"running", running}});
 }

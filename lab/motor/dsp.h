@@ -3,7 +3,6 @@
 #include "flashkernel.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QMap>
 #include <QObject>
 #include <QString>
@@ -17,30 +16,6 @@ struct DspSpec
                                    {QStringLiteral("MRG:22"), QStringLiteral("21Y08W0131")}};
     bool autobaud = true;              // false: the boot ROM never locks
     bool requireBootloaderCode = true; // an image without a data record runs nothing
-};
-
-// The boot loader image as it comes over a DSP's serial line: Intel HEX text, a character at a time. A
-// record is complete with its last digit, so that line ends of any kind and a last line without one make
-// no difference.
-class BootloaderText
-{
-public:
-    enum class State {
-        Reading,
-        Complete, // the end-of-file record has come
-        Broken    // something that is no Intel HEX, or a wrong checksum
-    };
-
-    State take(char character);
-
-    int dataRecords() const { return m_dataRecords; }
-
-private:
-    State endRecord();
-
-    QByteArray m_digits; // of the record that has begun; without the colon
-    bool m_inRecord = false;
-    int m_dataRecords = 0;
 };
 
 // One of the two DSPs of the motor driver. Owned by DspPair, which holds it in reset, lets it go and
@@ -67,7 +42,6 @@ public:
 
     const QString &name() const { return m_name; }
     const DspFlash &flash() const { return m_flash; }
-    QJsonObject state() const;
 
 signals:
     void sends(const QByteArray &bytes);
@@ -80,14 +54,13 @@ private:
     void lock(char character);
     void load(char character);
     void endLoading(bool running, const char *event);
-    QString stateName() const;
 
     QString m_name;
     DspSpec m_spec;
     EventLog m_log;
     DspFlash m_flash;
     State m_state = State::Normal;
-    QByteArray m_line;
-    BootloaderText m_bootloader;
+    QByteArray m_line; // what has come of one; of the image, of a record
+    int m_records = 0; // of data, in the image so far
     std::unique_ptr<FlashKernel> m_kernel;
 };

@@ -1,6 +1,10 @@
 #include "flashkernel.h"
 
+#include <QMap>
+#include <QPair>
 #include <QtEndian>
+
+#include <algorithm>
 
 namespace {
 
@@ -11,23 +15,14 @@ constexpr int overheadBytes = 5;
 constexpr int pageBytes = 512;
 constexpr int eraseArgument = 0x0B;
 
-enum Command { SetAddress = 0x0A, WritePage = 0x0B, Data = 0x0C, VerifyPage = 0x0D, Erase = 0x0E };
+enum Command { SetAddress = 0x0A, WritePage, Data, VerifyPage, Erase };
 
 bool hasRightLength(int command, int length)
 {
-    switch (command) {
-    case SetAddress:
-        return length == 4;
-    case Data:
-        return length >= 1 && length <= 32;
-    case WritePage:
-    case VerifyPage:
-        return length == 0;
-    case Erase:
-        return length == 1;
-    default:
-        return false;
-    }
+    static const QMap<int, QPair<int, int>> lengths{
+        {SetAddress, {4, 4}}, {WritePage, {0, 0}}, {Data, {1, 32}}, {VerifyPage, {0, 0}}, {Erase, {1, 1}}};
+    const QPair<int, int> range = lengths.value(command, {1, 0});
+    return length >= range.first && length <= range.second;
 }
 
 int byteAt(const QByteArray &bytes, int index)
@@ -46,6 +41,45 @@ QVector<quint16> wordsOf(const QByteArray &bytes)
 }
 
 } // namespace
+
+DspFlash::DspFlash() : m_words(int(end - begin))
+{
+    for (int i = 0; i < m_words.size(); ++i) {
+        m_words[i] = quint16((begin + quint32(i)) ^ 0x5AA5U);
+    }
+}
+
+int DspFlash::write(quint32 address, const QVector<quint16> &words)
+{
+    int wrong = 0;
+    for (int i = 0; i < words.size(); ++i) {
+        quint16 &cell = m_words[int(address - begin) + i];
+        cell = quint16(cell & words[i]);
+        wrong += cell == words[i] ? 0 : 1;
+    }
+    return wrong;
+}
+
+bool DspFlash::equals(quint32 address, const QVector<quint16> &words) const
+{
+    return std::equal(words.cbegin(), words.cend(), m_words.cbegin() + int(address - begin));
+}
+
+bool DspFlash::isBlank() const
+{
+    return std::all_of(m_words.cbegin(), m_words.cend(), [](quint16 word) { return word == 0xFFFF; });
+}
+
+QByteArray DspFlash::dump() const
+{
+    QByteArray bytes;
+    bytes.reserve(2 * m_words.size());
+    for (const quint16 word : m_words) {
+        bytes.append(char(word >> 8));
+        bytes.append(char(word & 0xFF));
+    }
+    return bytes;
+}
 
 FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, const EventLog &log)
     : m_spec(spec), m_flash(flash), m_log(log)

@@ -113,11 +113,9 @@ void MotorDriver::passToClient(const QByteArray &bytes)
 
 QJsonObject MotorDriver::state() const
 {
-    return Fields{{"motor", Fields{{"baudrate", int(m_settings.channel[Baudrate])},
-                                   {"tunnelPort", int(m_settings.channel[Port])},
-                                   {"pins", m_dsps.state()},
-                                   {"communication", m_dsps.communication().state()},
-                                   {"control", m_dsps.control().state()}}}};
+    return Fields{{"baudrate", int(m_settings.channel[Baudrate])},
+                  {"tunnelPort", int(m_settings.channel[Port])},
+                  {"pins", m_dsps.state()}};
 }
 
 QString MotorDriver::carryOut(const QJsonObject &command)

@@ -2,34 +2,11 @@
 
 namespace {
 
-constexpr char telnetCommand = '\xFF';
-constexpr int telnetCommandBytes = 3;
 constexpr int fieldBytes = 16;
 constexpr int baudrateFieldBytes = 6;
 
 constexpr std::array<quint32, 13> rates{38400, 19200,  9600,  4800,   2400,   1200,  600,
                                         300,   115200, 57600, 230400, 460800, 921600};
-
-bool isOneKey(int question)
-{
-    return question >= SendsPlus && question <= IncrementsPort;
-}
-
-bool isHexadecimal(int question)
-{
-    switch (question) {
-    case InterfaceMode:
-    case Flow:
-    case ConnectMode:
-    case DisconnectMode:
-    case FlushMode:
-    case SendCharacter1:
-    case SendCharacter2:
-        return true;
-    default:
-        return false;
-    }
-}
 
 } // namespace
 
@@ -50,10 +27,6 @@ QByteArray SetupMenu::receive(const QByteArray &bytes)
 
 QByteArray SetupMenu::take(char character)
 {
-    if (m_telnetBytes > 0 || character == telnetCommand) {
-        m_telnetBytes = m_telnetBytes > 0 ? m_telnetBytes - 1 : telnetCommandBytes - 1;
-        return {}; // the client's wishes are not looked at
-    }
     if (character == '\n' || character == '\0') {
         return {};
     }
@@ -63,7 +36,9 @@ QByteArray SetupMenu::take(char character)
     if (m_screen == Screen::Banner) {
         return {};
     }
-    return m_screen == Screen::Question && isOneKey(m_question) ? takeKey(character) : type(character);
+    const bool oneKey = m_screen == Screen::Question && m_question < ChannelFields &&
+                        setuptexts::answer(m_question) == ChannelPrompt::OneKey;
+    return oneKey ? takeKey(character) : type(character);
 }
 
 QByteArray SetupMenu::takeKey(char key)
@@ -77,13 +52,6 @@ QByteArray SetupMenu::takeKey(char key)
 
 QByteArray SetupMenu::type(char character)
 {
-    if (character == '\b' || character == '\x7F') {
-        if (m_typed.isEmpty()) {
-            return {};
-        }
-        m_typed.chop(1);
-        return "\b \b";
-    }
     const bool isRate = m_screen == Screen::Question && m_question == Baudrate;
     if (m_typed.size() == (isRate ? baudrateFieldBytes : fieldBytes)) {
         return {};
@@ -151,13 +119,13 @@ void SetupMenu::keep(const QByteArray &typed)
     if (m_question >= ChannelFields) {
         return;
     }
-    const bool isByte = isHexadecimal(m_question) || (m_question >= Remote1 && m_question <= Remote4);
-    const quint32 most = isByte ? 0xFF : m_question == Baudrate ? rates.back() : 0xFFFF;
+    const ChannelPrompt::Answer answer = setuptexts::answer(m_question);
+    const bool isHex = answer == ChannelPrompt::Hexadecimal;
+    const quint32 most = isHex || answer == ChannelPrompt::Number ? 0xFF
+                         : m_question == Baudrate                 ? rates.back()
+                                                                  : 0xFFFF;
     bool isNumber = false;
-    quint32 value = typed.toUInt(&isNumber, isHexadecimal(m_question) ? 16 : 10);
-    if (m_question == Flow && (value & 3) == 3) {
-        value &= ~3U; // both kinds of flow control at once: the module takes neither
-    }
+    const quint32 value = typed.toUInt(&isNumber, isHex ? 16 : 10);
     if (isNumber && value <= most) {
         m_settings.channel.at(static_cast<std::size_t>(m_question)) = value;
     }

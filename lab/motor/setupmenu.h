@@ -50,6 +50,5 @@ private:
     Screen m_screen = Screen::Banner;
     End m_end = End::Open;
     QByteArray m_typed;
-    int m_telnetBytes = 0; // that are left of a telnet command
-    int m_question = 0;    // a ChannelField, or beyond when there are more prompts
+    int m_question = 0; // a ChannelField, or beyond when there are more prompts
 };

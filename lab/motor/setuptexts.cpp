@@ -4,8 +4,17 @@
 
 namespace {
 
-using setuptexts::hexByte;
-using setuptexts::padded;
+using P = ChannelPrompt;
+
+QByteArray hexByte(quint32 value)
+{
+    return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
+}
+
+QByteArray padded(quint32 value, int width)
+{
+    return QByteArray::number(value).rightJustified(width, '0');
+}
 
 QByteArray dotted(quint32 address)
 {
@@ -84,70 +93,49 @@ QByteArray mail()
     return text;
 }
 
-// What stands before the bracket with the present value, and after it.
-struct Prompt
-{
-    const char *before;
-    const char *after;
-};
-
-constexpr std::array<Prompt, ChannelFields> prompts{{
-    {"<N>Baudrate ", " ? "},
-    {"<N>I/F Mode ", " ? "},
-    {"<N>Flow ", " ? "},
-    {"<N>Port No ", " ? "},
-    {"<N>ConnectMode ", " ? "},
-    {"<N>Send '+++' in Modem Mode  ", " ? "},
-    {"<N>Show IP addr after 'RING'  ", " ? "},
-    {"<N>Auto increment source port  ", " ? "},
-    {"<N>Remote IP Address : ", " "},
-    {".", " "},
-    {".", " "},
-    {".", " "},
-    {"<N>Remote Port  ", " ? "},
-    {"<N>DisConnMode ", " ? "},
-    {"<N>FlushMode   ", " ? "},
-    {"<N>DisConnTime ", " ?"},
-    {":", ""},
-    {"<N>SendChar 1  ", " ? "},
-    {"<N>SendChar 2  ", " ? "},
+constexpr std::array<ChannelPrompt, ChannelFields> prompts{{
+    {P::Decimal, "<N>Baudrate ", " ? "},
+    {P::Hexadecimal, "<N>I/F Mode ", " ? "},
+    {P::Hexadecimal, "<N>Flow ", " ? "},
+    {P::Decimal, "<N>Port No ", " ? "},
+    {P::Hexadecimal, "<N>ConnectMode ", " ? "},
+    {P::OneKey, "<N>Send '+++' in Modem Mode  ", " ? "},
+    {P::OneKey, "<N>Show IP addr after 'RING'  ", " ? "},
+    {P::OneKey, "<N>Auto increment source port  ", " ? "},
+    {P::Number, "<N>Remote IP Address : ", " "},
+    {P::Number, ".", " "},
+    {P::Number, ".", " "},
+    {P::Number, ".", " "},
+    {P::Decimal, "<N>Remote Port  ", " ? "},
+    {P::Hexadecimal, "<N>DisConnMode ", " ? "},
+    {P::Hexadecimal, "<N>FlushMode   ", " ? "},
+    {P::Minutes, "<N>DisConnTime ", " ?"},
+    {P::Seconds, ":", ""},
+    {P::Hexadecimal, "<N>SendChar 1  ", " ? "},
+    {P::Hexadecimal, "<N>SendChar 2  ", " ? "},
 }};
 
-QByteArray shownValue(int field, const std::array<quint32, ChannelFields> &c)
+QByteArray bracket(int field, const std::array<quint32, ChannelFields> &c)
 {
     const quint32 value = c.at(static_cast<std::size_t>(field));
-    switch (field) {
-    case Baudrate:
-    case Port:
-    case RemotePort:
-        return padded(value, 1);
-    case SendsPlus:
-    case ShowsAddress:
-    case IncrementsPort:
-        return value != 0 ? "Y" : "N";
-    case Remote1:
-    case Remote2:
-    case Remote3:
-    case Remote4:
-        return padded(value, 3);
-    case DisconnectMinutes:
-        return padded(value, 2) + ':' + padded(c[DisconnectSeconds], 2);
-    default:
-        return hexByte(value);
+    switch (setuptexts::answer(field)) {
+    case P::Decimal:
+        return '(' + padded(value, 1) + ')';
+    case P::Hexadecimal:
+        return '(' + hexByte(value) + ')';
+    case P::OneKey:
+        return value != 0 ? "(Y)" : "(N)";
+    case P::Number:
+        return '(' + padded(value, 3) + ')';
+    case P::Minutes:
+        return '(' + padded(value, 2) + ':' + padded(c[DisconnectSeconds], 2) + ')';
+    case P::Seconds:
+        break;
     }
+    return {};
 }
 
 } // namespace
-
-QByteArray setuptexts::hexByte(quint32 value)
-{
-    return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
-}
-
-QByteArray setuptexts::padded(quint32 value, int width)
-{
-    return QByteArray::number(value).rightJustified(width, '0');
-}
 
 QByteArray setuptexts::screen(QByteArray text)
 {
@@ -186,8 +174,11 @@ QByteArray setuptexts::mainMenu()
 
 QByteArray setuptexts::prompt(int field, const ModuleSettings &settings)
 {
-    const Prompt &text = prompts.at(static_cast<std::size_t>(field));
-    const bool bracket = field != DisconnectSeconds;
-    return screen(text.before + (bracket ? '(' + shownValue(field, settings.channel) + ')' : QByteArray()) +
-                  text.after);
+    const ChannelPrompt &text = prompts.at(static_cast<std::size_t>(field));
+    return screen(text.before + bracket(field, settings.channel) + text.after);
+}
+
+ChannelPrompt::Answer setuptexts::answer(int field)
+{
+    return prompts.at(static_cast<std::size_t>(field)).answer;
 }

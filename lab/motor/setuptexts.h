@@ -29,6 +29,23 @@ enum ChannelField {
     ChannelFields // so many
 };
 
+// How a field is asked for, and answered. A prompt reads `before`, the present value in brackets, `after`.
+struct ChannelPrompt
+{
+    enum Answer {
+        Decimal,     // (9600)
+        Hexadecimal, // (4C)
+        OneKey,      // (Y): answered by the key alone, without Enter
+        Number,      // (192) of the remote address, which stands on one line
+        Minutes,     // (00:03), with the seconds of the field after it
+        Seconds      // no bracket, on the same line
+    };
+
+    Answer answer;
+    const char *before;
+    const char *after;
+};
+
 // What the module keeps in its setup memory, as far as its menu shows or changes it: its addresses, as
 // host-order numbers, and the serial line with the connection that carries it. At first it is what
 // the motor driver's module is set to when it leaves the works.
@@ -59,9 +76,6 @@ QByteArray mainMenu();
 
 // Of a field of the channel; with its line end, unless it goes on with the line.
 QByteArray prompt(int field, const ModuleSettings &settings);
-
-// Numbers as the prompts and the listing have them.
-QByteArray hexByte(quint32 value);
-QByteArray padded(quint32 value, int width);
+ChannelPrompt::Answer answer(int field);
 
 } // namespace setuptexts
