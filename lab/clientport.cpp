@@ -1,8 +1,6 @@
 #include "clientport.h"
 
-#include <QHostAddress>
-
-#include <limits>
+#include <algorithm>
 #include <memory>
 #include <poll.h>
 #include <sys/socket.h>
@@ -34,7 +32,7 @@ void breakConnection(QTcpSocket &socket)
 
 } // namespace
 
-ClientPort::ClientPort(const EventLog &log, QObject *parent) : QObject(parent), m_log(log)
+ClientPort::ClientPort(Second second, const EventLog &log) : m_second(second), m_log(log)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &ClientPort::accept);
     connect(&m_output, &PacedBytes::passed, this, &ClientPort::write);
@@ -60,12 +58,15 @@ void ClientPort::setAppetite(const std::function<int()> &appetite, int window)
 
 bool ClientPort::open(quint32 address, quint16 port)
 {
+    m_address = address;
     m_port = port;
-    return m_server.listen(QHostAddress(address), port);
+    m_isOpen = true;
+    return listen();
 }
 
 void ClientPort::close()
 {
+    m_isOpen = false;
     m_server.close();
     reset();
 }
@@ -91,6 +92,9 @@ void ClientPort::serve(QTcpSocket *client)
         client->deleteLater(); // hung up while it waited, without a word
         return;
     }
+    if (m_second == Second::Refused) {
+        m_server.close();
+    }
     m_client = client;
     ++m_connection;
     m_received = 0;
@@ -115,9 +119,10 @@ void ClientPort::pull()
 {
     // Whoever takes the bytes may end the connection at any of them.
     while (m_client != nullptr && m_client->bytesAvailable() > 0) {
-        const int most = m_appetite ? m_appetite() : std::numeric_limits<int>::max();
+        const auto waiting = static_cast<int>(m_client->bytesAvailable());
+        const int most = m_appetite ? m_appetite() : waiting;
         if (most > 0) {
-            take(m_client->read(most));
+            take(m_client->read(std::min(most, waiting)));
         } else {
             if (hasEnded(*m_client)) {
                 reset(); // a slow instrument need not take what nobody waits for
@@ -176,7 +181,10 @@ void ClientPort::endClient()
     client->deleteLater(); // it is the sender
     m_output.clear();
     emit clientLeft();
-    report("disconnected", *client);
+    if (m_isOpen && m_second == Second::Refused) {
+        listen();
+    }
+    report("disconnected", *client); // a new client is welcome from here on
     accept();
 }
 

@@ -4,15 +4,17 @@
 #include "pacedbytes.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <functional>
 
-// A TCP port that serves one client at a time: a second one finds its connection reset as soon as it
-// has one. Whoever hangs up and calls again at once gets through, though, which is why the port goes on
-// listening and asks the kernel whether its client is still there.
+// A TCP port that serves one client at a time. What a second one meets is chosen: either nobody listens
+// while there is a client, so that it is refused; or it finds its connection reset as soon as it has
+// one. In this case whoever hangs up and calls again at once gets through, which is why the port goes
+// on listening and asks the kernel whether its client is still there.
 //
 // Events: "connected", "disconnected" and, a second one, "refused", with peer and port; "connectionCut"
 // with port and bytes.
@@ -21,7 +23,9 @@ class ClientPort : public QObject
     Q_OBJECT
 
 public:
-    explicit ClientPort(const EventLog &log, QObject *parent = nullptr);
+    enum class Second { Refused, Reset };
+
+    ClientPort(Second second, const EventLog &log);
     ~ClientPort() override;
 
     // How what is sent travels. At once and whole, unless it is said.
@@ -55,6 +59,7 @@ signals:
     void clientLeft();
 
 private:
+    bool listen() { return m_server.listen(QHostAddress(m_address), m_port); }
     void accept();
     void serve(QTcpSocket *client);
     void take(const QByteArray &bytes);
@@ -62,10 +67,13 @@ private:
     void endClient();
     void report(const char *event, const QTcpSocket &client) const;
 
+    Second m_second;
     EventLog m_log;
     QTcpServer m_server;
     QTcpSocket *m_client = nullptr; // child of the server
+    quint32 m_address = 0;
     quint16 m_port = 0;
+    bool m_isOpen = false;
     PacedBytes m_output;
     std::function<int()> m_appetite;
     int m_window = 0;

@@ -116,8 +116,9 @@ void readIdentity(JsonReader &reader, bool hasCode, NetworkIdentity &identity)
 {
     QString mac;
     reader.requiredText("mac", mac);
-    identity.mac = macFromText(mac).value_or(QByteArray());
-    if (identity.mac.isEmpty()) {
+    const auto bytes = macFromText(mac);
+    identity.mac = bytes.value_or(QByteArray(6, '\0'));
+    if (!bytes) {
         reader.fail("mac", QStringLiteral("six pairs of hexadecimal digits joined by \":\""));
     }
     if (hasCode) {

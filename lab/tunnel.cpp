@@ -51,7 +51,8 @@ TunnelSpec readTunnelSpec(JsonReader &reader)
     return spec;
 }
 
-Tunnel::Tunnel(const TunnelSpec &spec, const EventLog &log) : m_spec(spec), m_log(log), m_port(log)
+Tunnel::Tunnel(const TunnelSpec &spec, const EventLog &log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Refused, log)
 {
     if (spec.manner == TunnelSpec::Late) {
         m_port.setPace({std::numeric_limits<int>::max(), spec.delayMs});

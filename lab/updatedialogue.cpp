@@ -92,7 +92,7 @@ UpdateSpec readUpdateSpec(JsonReader &reader)
 }
 
 UpdateDialogue::UpdateDialogue(const UpdateSpec &spec, const EventLog &log)
-    : m_spec(spec), m_log(log), m_port(log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Refused, log)
 {
     m_port.setPace(spec.replies);
     m_port.setAppetite([this] { return appetite(); }, spec.bytesPerSecond > 0 ? narrowWindow : mostAtOnce);

@@ -28,7 +28,7 @@ private slots:
     void unknownRatesAreAskedForAgain();
     void motorDriverIsUpdated();
     void motorFlashOnlyLosesBits();
-    void secondClientIsReset();
+    void oneClientIsServedAtATime();
 };
 
 namespace {
@@ -313,23 +313,25 @@ void TestLabUpdate::motorFlashOnlyLosesBits()
     QCOMPARE(lab.dump(dsp), hex("1224") + old.mid(2));
 }
 
-void TestLabUpdate::secondClientIsReset()
+void TestLabUpdate::oneClientIsServedAtATime()
 {
     LabProcess lab;
     play(lab, {driver({}), updateroom::instrument(powerSupply)});
-    const QByteArray own = updateroom::address().toLatin1();
-    const QVector<QPair<const char *, quint16>> ports{
-        {address, setupPort}, {address, tunnelPort}, {own.constData(), tunnelPort}};
     int clients = 0;
-    for (const auto &[host, port] : ports) {
-        Client first(port, host);
+    for (const quint16 port : {setupPort, gpioPort, tunnelPort}) {
+        Client first(port);
         QVERIFY(lab.waitForEvent(QStringLiteral("connected"), ++clients));
-        QVERIFY(Client(port, host).isDropped());
+        QVERIFY(Client(port).isDropped());
         QVERIFY(first.isConnected());
         first.hangUp();
-        const Client third(port, host); // whoever calls at once gets through
+        const Client third(port); // whoever calls at once gets through
         QVERIFY(lab.waitForEvent(QStringLiteral("connected"), ++clients));
     }
+    const QByteArray own = updateroom::address().toLatin1();
+    Client first(tunnelPort, own.constData());
+    QVERIFY(first.exchange("VER\r\n", "\r\n").startsWith("#VER:"));
+    QVERIFY(Client(tunnelPort, own.constData()).isRefused());
+    QVERIFY(first.isConnected());
 }
 
 QTEST_GUILESS_MAIN(TestLabUpdate)

@@ -25,7 +25,7 @@ int merged(int old, int mask, int value)
 } // namespace
 
 GpioPort::GpioPort(int wrongAnswerAt, const EventLog &log)
-    : m_log(log), m_port(log), m_wrongAnswerAt(wrongAnswerAt)
+    : m_log(log), m_port(ClientPort::Second::Reset, log), m_wrongAnswerAt(wrongAnswerAt)
 {
     connect(&m_port, &ClientPort::received, this, &GpioPort::receive);
     connect(&m_port, &ClientPort::clientLeft, this, [this] {

@@ -52,7 +52,7 @@ MotorDriver::MotorDriver(const MotorDriverSpec &spec, const QByteArray &mac, con
       m_dsps(spec.dsps, log),
       m_setup(spec.setup, spec.replies, log),
       m_gpio(spec.gpioWrongAnswerAt, log),
-      m_tunnel(log),
+      m_tunnel(ClientPort::Second::Reset, log),
       m_unheard(spec.oldBytes.value_or(QByteArray()))
 {
     m_tunnel.setPace(spec.replies);

@@ -3,7 +3,7 @@
 #include <utility>
 
 SetupPort::SetupPort(const SetupPortSpec &spec, const Pace &replies, const EventLog &log)
-    : m_spec(spec), m_log(log), m_port(log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Reset, log)
 {
     m_port.setPace(replies);
     m_port.setCut(spec.cutAfterBytes);
