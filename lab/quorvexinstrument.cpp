@@ -134,7 +134,7 @@ QString QuorvexInstrument::carryOut(const QJsonObject &command)
 QString QuorvexInstrument::dumpImage(const QString &path)
 {
     const QByteArray image = m_memory.image();
-    const QString problem = writeFile(path, image);
+    QString problem = writeFile(path, image);
     if (problem.isEmpty()) {
         const QByteArray digest = QCryptographicHash::hash(image, QCryptographicHash::Sha256);
         log().report("imageDumped", {{"path", path}, {"bytes", image.size()}, {"sha256", hexDigits(digest)}});

@@ -127,7 +127,7 @@ QString MotorDriver::carryOut(const QJsonObject &command)
     for (const Dsp *dsp : {&m_dsps.communication(), &m_dsps.control()}) {
         if (command.value(QLatin1String("dsp")) == dsp->name()) {
             const QByteArray bytes = dsp->flash().dump();
-            const QString problem = writeFile(path, bytes);
+            QString problem = writeFile(path, bytes);
             if (problem.isEmpty()) {
                 m_log.report("flashDumped",
                              {{"dsp", dsp->name()}, {"path", path}, {"words", bytes.size() / 2}});
