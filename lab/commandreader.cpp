@@ -1,35 +1,27 @@
 #include "commandreader.h"
 
-#include "eventlog.h"
-
+#include <QFile>
 #include <QJsonDocument>
 
 #include <array>
 #include <cerrno>
 #include <unistd.h>
 
-CommandReader::CommandReader(EventLog &log, QObject *parent) : QObject(parent), m_log(log) {}
-
-void CommandReader::add(const QString &name, const Handler &handler)
+CommandReader::CommandReader(int descriptor, const Handler &handler)
+    : m_handler(handler), m_readable(descriptor, QSocketNotifier::Read)
 {
-    m_handlers.insert(name, handler);
-}
-
-void CommandReader::listen(int descriptor)
-{
-    m_readable = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-    connect(m_readable.get(), &QSocketNotifier::activated, this, &CommandReader::read);
+    connect(&m_readable, &QSocketNotifier::activated, this, &CommandReader::read);
 }
 
 void CommandReader::read()
 {
     std::array<char, 65536> buffer{};
-    const ssize_t size = ::read(static_cast<int>(m_readable->socket()), buffer.data(), buffer.size());
+    const ssize_t size = ::read(static_cast<int>(m_readable.socket()), buffer.data(), buffer.size());
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
         return;
     }
     if (size <= 0) {
-        m_readable->setEnabled(false);
+        m_readable.setEnabled(false);
         emit ended();
         return;
     }
@@ -45,23 +37,17 @@ void CommandReader::read()
 
 void CommandReader::take(const QByteArray &line)
 {
-    const QString problem = carryOut(line);
+    const QJsonDocument document = QJsonDocument::fromJson(line);
+    const QString problem =
+        document.isObject() ? m_handler(document.object()) : QStringLiteral("not a JSON object");
     if (!problem.isEmpty()) {
-        m_log.report(
-            QStringLiteral("commandFailed"), {},
-            {{QStringLiteral("line"), QString::fromUtf8(line)}, {QStringLiteral("reason"), problem}});
+        EventLog().report("commandFailed", {{"line", QString::fromUtf8(line)}, {"reason", problem}});
     }
 }
 
-QString CommandReader::carryOut(const QByteArray &line)
+QString writeFile(const QString &path, const QByteArray &bytes)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(line);
-    if (!document.isObject()) {
-        return QStringLiteral("not a JSON object");
-    }
-    const auto handler = m_handlers.constFind(document.object().value(QStringLiteral("command")).toString());
-    if (handler == m_handlers.constEnd()) {
-        return QStringLiteral("no such command");
-    }
-    return (*handler)(document.object());
+    QFile file(path);
+    const bool done = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
+    return done ? QString() : path + QStringLiteral(": ") + file.errorString();
 }

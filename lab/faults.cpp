@@ -1,9 +1,13 @@
 #include "faults.h"
 
+#include "jsonreader.h"
+
 namespace {
 
 constexpr int prefixSize = 12;
 constexpr char fillByte = '\xEE';
+constexpr int largestDatagram = 65507;
+constexpr int many = 1000000;
 
 QByteArray randomBytes(int size, QRandomGenerator &random)
 {
@@ -43,6 +47,32 @@ QByteArray spoilSize(QByteArray reply, const Faults &faults)
 }
 
 } // namespace
+
+Faults readFaults(JsonReader &reader, bool isJson)
+{
+    Faults faults;
+    reader.number("dropFirst", faults.dropFirst, 0, many);
+    reader.number("dropEvery", faults.dropEvery, 0, many);
+    reader.milliseconds("delayMs", faults.delayMs);
+    reader.number("duplicate", faults.copies, 1, 1000);
+    if (isJson) {
+        reader.flag("invalidJson", faults.invalidJson);
+        reader.flag("jsonArray", faults.jsonArray);
+    }
+    reader.text("wrongPrefix", faults.wrongPrefix);
+    reader.number("embeddedNul", faults.embeddedNul, 0, largestDatagram);
+    reader.number("oversize", faults.oversize, 2049, largestDatagram);
+    reader.number("truncate", faults.truncate, 0, largestDatagram);
+
+    JsonReader garbage = reader.part("garbage");
+    faults.garbageBytes = reader.has("garbage") ? 100 : 0;
+    garbage.number("bytes", faults.garbageBytes, 1, largestDatagram);
+    garbage.number("count", faults.garbageCount, 1, many);
+    garbage.flag("instead", faults.garbageOnly);
+    garbage.finish();
+    reader.finish();
+    return faults;
+}
 
 bool isDropped(const Faults &faults, int count)
 {

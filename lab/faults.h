@@ -4,6 +4,8 @@
 #include <QRandomGenerator>
 #include <QVector>
 
+class JsonReader;
+
 // How an instrument spoils its answers; nothing is spoiled unless the scenario asks for it.
 struct Faults
 {
@@ -22,6 +24,9 @@ struct Faults
     int garbageCount = 1;     // how many of them come before each reply
     bool garbageOnly = false; // and no reply after them
 };
+
+// Reads a scenario's "faults" object. Only instruments that answer in JSON can break their JSON.
+Faults readFaults(JsonReader &reader, bool isJson);
 
 // True when query number `count`, counted from 1, stays without an answer.
 bool isDropped(const Faults &faults, int count);

@@ -1,9 +1,5 @@
 #include "instrument.h"
 
-#include "eventlog.h"
-#include "hostaddresses.h"
-#include "udpface.h"
-
 namespace {
 
 constexpr int shownBytes = 128; // of a datagram, in an event
@@ -15,20 +11,21 @@ QString place(quint32 address, quint16 port)
 
 } // namespace
 
-QJsonObject eventFields(const Datagram &datagram)
+Fields eventFields(const Datagram &datagram)
 {
-    return {{QStringLiteral("from"), place(datagram.from, datagram.fromPort)},
-            {QStringLiteral("to"), place(datagram.to, datagram.toPort)},
-            {QStringLiteral("size"), datagram.bytes.size()},
-            {QStringLiteral("bytes"), QString::fromLatin1(datagram.bytes.left(shownBytes).toHex())}};
+    return {{"from", place(datagram.from, datagram.fromPort)},
+            {"to", place(datagram.to, datagram.toPort)},
+            {"size", datagram.bytes.size()},
+            {"bytes", hexDigits(datagram.bytes.left(shownBytes))}};
 }
 
 Instrument::Instrument(const InstrumentSpec &spec, const Workbench &bench, UdpFace &face, QObject *parent)
     : QObject(parent),
       m_identity(spec.identity),
       m_cable(spec.cable),
+      m_log(macText(spec.identity.mac)),
       m_faults(spec.faults),
-      m_bench(bench),
+      m_addresses(bench.addresses),
       m_face(face),
       m_random(spec.seed)
 {
@@ -41,7 +38,7 @@ Instrument::~Instrument() = default;
 
 bool Instrument::start()
 {
-    if (!m_bench.addresses.add(m_identity.ip, m_cable)) {
+    if (!m_addresses.add(m_identity.ip, m_cable)) {
         return false;
     }
     m_up = true;
@@ -62,15 +59,14 @@ void Instrument::comeUp()
         m_identity = *m_next;
         m_next.reset();
     }
-    if (!m_bench.addresses.add(m_identity.ip, m_cable)) {
-        report(QStringLiteral("addressFailed"), {{QStringLiteral("ip"), addressText(m_identity.ip)}});
+    if (!m_addresses.add(m_identity.ip, m_cable)) {
+        m_log.report("addressFailed", {{"ip", addressText(m_identity.ip)}});
     }
     giveUpAddress(before);
     m_up = true;
     cameUp();
     if (m_identity.ip != before) {
-        report(QStringLiteral("addressChanged"), {{QStringLiteral("from"), addressText(before)},
-                                                  {QStringLiteral("to"), addressText(m_identity.ip)}});
+        m_log.report("addressChanged", {{"from", addressText(before)}, {"to", addressText(m_identity.ip)}});
     }
 }
 
@@ -90,7 +86,7 @@ void Instrument::goDown(bool keepsAddress)
 void Instrument::giveUpAddress(quint32 address)
 {
     if (m_keepsAddress) {
-        m_bench.addresses.remove(address, m_cable);
+        m_addresses.remove(address, m_cable);
         m_keepsAddress = false;
     }
 }
@@ -104,56 +100,48 @@ void Instrument::apply(const NetworkIdentity &next)
     }
 }
 
-bool Instrument::reboot(bool keepsAddress)
+void Instrument::reboot(bool keepsAddress)
 {
-    if (!m_up && !m_restart.isActive()) {
-        return false;
-    }
     goDown(keepsAddress);
     m_restart.start();
-    return true;
 }
 
 void Instrument::finishRestart()
 {
     comeUp();
-    report(QStringLiteral("rebooted"), {{QStringLiteral("ip"), addressText(m_identity.ip)}});
+    m_log.report("rebooted", {{"ip", addressText(m_identity.ip)}});
 }
 
-void Instrument::remove()
+QString Instrument::carryOut(const QJsonObject &command)
 {
-    m_restart.stop();
-    goDown();
-    giveUpAddress(m_identity.ip);
-    report(QStringLiteral("removed"));
-}
-
-void Instrument::restore()
-{
-    m_restart.stop();
-    if (!m_up) {
-        comeUp();
+    const QString name = command.value(QLatin1String("command")).toString();
+    if (name == QLatin1String("reboot")) {
+        reboot();
+    } else if (name == QLatin1String("state")) {
+        m_log.report("state", state());
+    } else {
+        return QStringLiteral("no such command, or not for this instrument");
     }
-    report(QStringLiteral("restored"), {{QStringLiteral("ip"), addressText(m_identity.ip)}});
+    return {};
 }
 
 QJsonObject Instrument::state() const
 {
-    return {{QStringLiteral("up"), m_up},
-            {QStringLiteral("interface"), m_cable.name},
-            {QStringLiteral("ip"), addressText(m_identity.ip)},
-            {QStringLiteral("netmask"), addressText(m_identity.netmask)},
-            {QStringLiteral("gateway"), addressText(m_identity.gateway)},
-            {QStringLiteral("dhcp"), m_identity.dhcp},
-            {QStringLiteral("afterRestart"), m_next ? addressText(m_next->ip) : QString()}};
+    return Fields{{"up", m_up},
+                  {"interface", m_cable.name},
+                  {"ip", addressText(m_identity.ip)},
+                  {"netmask", addressText(m_identity.netmask)},
+                  {"gateway", addressText(m_identity.gateway)},
+                  {"dhcp", m_identity.dhcp},
+                  {"afterRestart", m_next ? addressText(m_next->ip) : QString()}};
 }
 
 void Instrument::answer(const Datagram &query, const QByteArray &reply)
 {
     if (isDropped(m_faults, ++m_queries)) {
-        QJsonObject fields = eventFields(query);
+        Fields fields = eventFields(query);
         fields.insert(QStringLiteral("reason"), QStringLiteral("drop"));
-        report(QStringLiteral("ignored"), fields);
+        m_log.report("ignored", fields);
         return;
     }
     const QVector<QByteArray> datagrams = spoil(reply, m_faults, m_random);
@@ -167,21 +155,13 @@ void Instrument::answer(const Datagram &query, const QByteArray &reply)
 void Instrument::sendNow(const Datagram &query, const QVector<QByteArray> &datagrams)
 {
     if (!m_up) {
-        return; // unplugged between question and answer
+        return; // restarted between question and answer
     }
     for (const QByteArray &bytes : datagrams) {
         const Datagram datagram{bytes,      m_identity.ip,  m_face.port(),
                                 query.from, query.fromPort, m_cable.index};
         m_face.send(datagram);
-        if (m_bench.verbose) {
-            report(QStringLiteral("reply"), eventFields(datagram));
-        }
     }
-}
-
-void Instrument::report(const QString &event, const QJsonObject &fields) const
-{
-    m_bench.log.report(event, macName(), fields);
 }
 
 QString Instrument::wayOf(const Datagram &datagram) const

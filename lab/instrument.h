@@ -1,9 +1,9 @@
 #pragma once
 
-#include "cable.h"
-#include "datagram.h"
+#include "eventlog.h"
+#include "hostaddresses.h"
 #include "instrumentspec.h"
-#include "workbench.h"
+#include "udpface.h"
 
 #include <QJsonObject>
 #include <QObject>
@@ -12,14 +12,20 @@
 
 #include <optional>
 
-class UdpFace;
+// What every instrument finds around it. The lab owns all of it and outlives the instruments.
+struct Workbench
+{
+    HostAddresses &addresses;
+    UdpFace &discovery; // UDP 30719
+    UdpFace &modules;   // UDP 30718
+};
 
-// One virtual instrument: an address on one cable, a life (plugged in, restarting, gone) and a way to
+// One virtual instrument: an address on one cable, a life (here, or away for a restart) and a way to
 // answer. It hears what is broadcast on its cable, whatever its own address, and what is sent to its
 // own address. What it says and obeys is its kind's.
 //
-// Events: "ignored" with a reason, "reply" when the lab is verbose, "addressChanged" with from and to,
-// "rebooted", "removed", "restored"; "addressFailed" when the host cannot have the address.
+// Events: "ignored" with a reason, "addressChanged" with from and to, "rebooted", "state";
+// "addressFailed" when the host cannot have the address.
 class Instrument : public QObject
 {
     Q_OBJECT
@@ -29,7 +35,6 @@ public:
     ~Instrument() override;
 
     const QByteArray &mac() const { return m_identity.mac; }
-    QString macName() const { return macText(m_identity.mac); }
     const Cable &cable() const { return m_cable; }
     const UdpFace &face() const { return m_face; }
 
@@ -42,39 +47,35 @@ public:
     // why it did not ("unknown", "length", "other MAC", "address"): the lab says so once if nobody took it.
     virtual QString receive(const Datagram &datagram) = 0;
 
-    // Away for restartMs, then back with what waited for a restart. False when it is not plugged in.
-    // One that keeps its address meanwhile refuses connections, the others are not there at all.
-    bool reboot(bool keepsAddress = false);
+    // "reboot" and "state", and what only some instruments know. Why this one cannot carry it out; nothing
+    // when it did.
+    virtual QString carryOut(const QJsonObject &command);
 
-    void remove();  // pulls the plug
-    void restore(); // and puts it back
-
-    virtual QJsonObject state() const;
-
-    // A command that only some instruments know. Why this one does not; nothing when it carried it out.
-    virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
+    const EventLog &log() const { return m_log; }
 
 protected:
     const NetworkIdentity &identity() const { return m_identity; }
-    const Workbench &bench() const { return m_bench; }
     bool isUp() const { return m_up; }
+    virtual QJsonObject state() const;
+
+    // Away for restartMs, then back with what waited for a restart. One that keeps its address meanwhile
+    // refuses connections, the others are not there at all.
+    void reboot(bool keepsAddress = false);
 
     // Called when the instrument is on the network at its present address, and before it leaves it.
     virtual void cameUp() {}
     virtual void goesDown() {}
 
-    // Settings that the next restart, or restore, takes over.
+    // Settings that the next restart takes over.
     void keepForRestart(const NetworkIdentity &next) { m_next = next; }
 
     void setCode(const QString &code) { m_identity.code = code; }
 
-    // Takes over new settings now, or when it is plugged in again.
+    // Takes over new settings now, or with the restart that is under way.
     void apply(const NetworkIdentity &next);
 
     // Sends `reply` to whoever sent `query`, spoiled by this instrument's faults.
     void answer(const Datagram &query, const QByteArray &reply);
-
-    void report(const QString &event, const QJsonObject &fields = {}) const;
 
     // "broadcast" or "unicast"
     QString wayOf(const Datagram &datagram) const;
@@ -89,8 +90,9 @@ private:
     NetworkIdentity m_identity;
     std::optional<NetworkIdentity> m_next;
     Cable m_cable;
+    EventLog m_log;
     Faults m_faults;
-    Workbench m_bench;
+    HostAddresses &m_addresses;
     UdpFace &m_face;
     QTimer m_restart;
     QRandomGenerator m_random;
@@ -100,4 +102,4 @@ private:
 };
 
 // Fields that describe a datagram in an event: from, to, size and the first bytes in hexadecimal.
-QJsonObject eventFields(const Datagram &datagram);
+Fields eventFields(const Datagram &datagram);

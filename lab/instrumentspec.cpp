@@ -1,201 +1,155 @@
 #include "instrumentspec.h"
 
-#include "faultsreader.h"
-#include "firmwaretexts.h"
 #include "jsonreader.h"
-#include "motordriverreader.h"
 
 #include <algorithm>
-#include <array>
+#include <initializer_list>
 
 namespace {
 
-constexpr int longestWaitMs = 600000;
+constexpr int fixedTextSize = 4;
 
-QString letters(const char *text)
+// A text of exactly four Latin-1 characters.
+void readFixed(JsonReader &reader, const char *key, QString &value)
 {
-    return QString::fromLatin1(text);
-}
-
-// Exactly `size` Latin-1 characters.
-QByteArray fixedText(JsonReader &reader, const char *key, const char *otherwise, int size)
-{
-    QByteArray text = reader.text(letters(key), letters(otherwise)).toLatin1();
-    if (text.size() != size) {
-        reader.fail(letters(key), QStringLiteral("a text of %1 characters").arg(size));
+    reader.text(key, value);
+    if (value.toLatin1().size() != fixedTextSize) {
+        reader.fail(key, QStringLiteral("a text of four characters"));
     }
-    return text;
 }
 
-PowerSupplyTexts readPowerSupply(JsonReader &reader, const NetworkIdentity &identity)
+bool isHex(const QByteArray &digits, int size)
 {
-    PowerSupplyTexts texts;
-    texts.firmware = reader.text(letters("firmware"), letters("1.0.00"));
-    texts.serial = reader.text(letters("serial"), letters("0000001"));
-    texts.module = reader.text(letters("module"), letters("MODULE"));
-    texts.note = reader.text(letters("note"), letters("REV A"));
-    texts.site = reader.text(letters("site"), letters("RACK"));
-    texts.parts = reader.number(letters("parts"), 6, 4, 6);
-    if (textBlock(identity, texts).size() >= textBlockSize) {
+    return digits.size() == size && QByteArray::fromHex(digits).toHex() == digits.toLower();
+}
+
+void checkCode(JsonReader &reader, const char *key, const QString &code)
+{
+    if (!isHex(code.toLatin1(), 4)) {
+        reader.fail(key, QStringLiteral("four hexadecimal digits"));
+    }
+}
+
+void readPowerSupply(JsonReader &reader, InstrumentSpec &spec)
+{
+    InstrumentTexts &texts = spec.texts;
+    texts = {InstrumentTexts::TextBlock, QStringLiteral("1.0.00"), "0000001", QStringLiteral("MODULE"),
+             QStringLiteral("REV A"),    QStringLiteral("RACK"),   6,         {}};
+    reader.text("firmware", texts.firmware);
+    reader.text("serial", texts.serial);
+    reader.text("module", texts.module);
+    reader.text("note", texts.note);
+    reader.text("site", texts.site);
+    reader.number("parts", texts.parts, 4, 6);
+    if (textBlock(spec.identity, texts).size() >= textBlockSize) {
         reader.fail(
-            letters("note"),
+            "note",
             QStringLiteral("shorter: all texts together have at most %1 bytes").arg(textBlockSize - 1));
     }
-    return texts;
 }
 
-BeamlineTexts readBeamline(JsonReader &reader)
+void readBeamline(JsonReader &reader, InstrumentTexts &texts)
 {
-    const int serial = reader.number(letters("serial"), 1812345, 0, 0x7FFFFFFF);
-    return {fixedText(reader, "firmware", "1203", 4), fixedText(reader, "module", "QB4A", 4),
-            static_cast<quint32>(serial)};
+    texts.form = InstrumentTexts::Beamline;
+    texts.firmware = QStringLiteral("1203");
+    texts.module = QStringLiteral("QB4A");
+    int serial = 1812345;
+    readFixed(reader, "firmware", texts.firmware);
+    readFixed(reader, "module", texts.module);
+    reader.count("serial", serial);
+    texts.serial = bigEndian(static_cast<quint32>(serial));
 }
 
-TransducerTexts readTransducer(JsonReader &reader)
+void readTransducer(JsonReader &reader, InstrumentTexts &texts)
 {
-    TransducerTexts texts{fixedText(reader, "firmware", "1203", 4), {}, {}};
-    const QByteArray digits = reader.text(letters("serial"), letters("12345678")).toLatin1();
-    texts.serial = QByteArray::fromHex(digits);
-    if (texts.serial.toHex() != digits.toLower() || texts.serial.size() != 4) {
-        reader.fail(letters("serial"), QStringLiteral("eight hexadecimal digits"));
+    texts.form = InstrumentTexts::Transducer;
+    texts.firmware = QStringLiteral("1203");
+    texts.module = QStringLiteral("MODULE");
+    QByteArray serial = "12345678";
+    readFixed(reader, "firmware", texts.firmware);
+    reader.text("module", texts.module);
+    reader.text("serial", serial);
+    if (!isHex(serial, 8)) {
+        reader.fail("serial", QStringLiteral("eight hexadecimal digits"));
     }
-    texts.module = reader.text(letters("module"), letters("MODULE"));
-    if (texts.module.toUtf8().size() >= textSize) {
-        reader.fail(letters("module"), QStringLiteral("at most %1 bytes long").arg(textSize - 1));
-    }
-    return texts;
+    texts.serial = QByteArray::fromHex(serial);
 }
 
-ModuleTexts readModuleTexts(JsonReader &reader)
+void readJson(JsonReader &reader, InstrumentTexts &texts)
 {
-    ModuleTexts texts;
-    texts.type = fixedText(reader, "type", "X5", 2);
-    texts.firmware = reader.text(letters("firmware"), letters("6.5.0.7")).toLatin1();
-    if (texts.firmware.size() > 7) {
-        reader.fail(letters("firmware"), QStringLiteral("a text of up to 7 characters"));
-    }
-    return texts;
+    texts.form = InstrumentTexts::Json;
+    reader.object("texts", texts.keys);
+    texts.module = texts.keys.value(QLatin1String("ID")).toString();
+    texts.firmware = texts.keys.value(QLatin1String("FW")).toString();
 }
 
-ModuleSpec readModule(JsonReader &reader)
-{
-    ModuleSpec spec;
-    spec.texts = readModuleTexts(reader);
-    JsonReader tunnel(reader.object(letters("tunnel")), reader.where() + QStringLiteral(", tunnel"));
-    spec.tunnel = readTunnelSpec(tunnel);
-    reader.adopt(tunnel);
-    return spec;
-}
-
-ModuleSpec readMotorDriver(JsonReader &reader)
-{
-    ModuleSpec spec;
-    spec.texts = readModuleTexts(reader);
-    JsonReader motor(reader.object(letters("motor")), reader.where() + QStringLiteral(", motor"));
-    spec.motor = readMotorDriverSpec(motor);
-    reader.adopt(motor);
-    return spec;
-}
-
-bool isModuleKind(const QString &kind)
-{
-    return kind == QLatin1String("module") || kind == QLatin1String("motorDriver");
-}
-
-void readTexts(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
+// What only instruments of its kind have.
+void readKind(JsonReader &reader, const QString &kind, InstrumentSpec &spec)
 {
     if (kind == QLatin1String("powerSupply")) {
-        spec.texts = readPowerSupply(reader, spec.identity);
+        readPowerSupply(reader, spec);
     } else if (kind == QLatin1String("beamline")) {
-        spec.texts = readBeamline(reader);
+        readBeamline(reader, spec.texts);
     } else if (kind == QLatin1String("transducer") || kind == QLatin1String("tools")) {
-        spec.texts = readTransducer(reader);
+        readTransducer(reader, spec.texts);
     } else if (kind == QLatin1String("json")) {
-        spec.texts = JsonTexts{reader.object(letters("texts"))};
-    } else if (kind == QLatin1String("module")) {
-        spec.texts = readModule(reader);
-    } else if (kind == QLatin1String("motorDriver")) {
-        spec.texts = readMotorDriver(reader);
+        readJson(reader, spec.texts);
+    } else if (spec.kind == InstrumentSpec::Module) {
+        JsonReader part = reader.part("tunnel");
+        spec.tunnel = readTunnelSpec(part);
+    } else if (spec.kind == InstrumentSpec::MotorDriver) {
+        JsonReader part = reader.part("motor");
+        spec.motor = readMotorDriverSpec(part);
     } else {
-        reader.fail(letters("kind"),
+        reader.fail("kind",
                     QStringLiteral("powerSupply, beamline, transducer, tools, json, module or motorDriver"));
     }
-}
-
-constexpr const char *codeForm = "four hexadecimal digits";
-
-bool isCode(const QString &code)
-{
-    const QByteArray digits = code.toLatin1();
-    return digits.size() == 4 && QByteArray::fromHex(digits).toHex() == digits.toLower();
-}
-
-QString readCode(JsonReader &reader)
-{
-    QString code = reader.requiredText(letters("code"));
-    if (!isCode(code)) {
-        reader.fail(letters("code"), letters(codeForm));
+    if (spec.kind == InstrumentSpec::Quorvex) {
+        spec.update = readUpdateSpec(reader);
+        if (!spec.update.newCode.isEmpty()) {
+            checkCode(reader, "newCode", spec.update.newCode);
+        }
     }
-    return code;
 }
 
-quint32 readHostAddress(JsonReader &reader)
+void readIdentity(JsonReader &reader, bool hasCode, NetworkIdentity &identity)
 {
-    const QString key = letters("ip");
-    const QString text = reader.requiredText(key);
-    const quint32 ip = text.isEmpty() ? 0 : reader.address(key, 0);
-    if (!isHostAddress(ip)) {
-        reader.fail(key, QStringLiteral("an address that a host can have"));
+    QString mac;
+    reader.requiredText("mac", mac);
+    const auto bytes = macFromText(mac);
+    identity.mac = bytes.value_or(QByteArray(6, '\0'));
+    if (!bytes) {
+        reader.fail("mac", QStringLiteral("six pairs of hexadecimal digits joined by \":\""));
     }
-    return ip;
-}
-
-NetworkIdentity readIdentity(JsonReader &reader, bool hasCode)
-{
-    constexpr quint32 usualNetmask = 0xFFFFFF00;
-    NetworkIdentity identity;
-    const auto mac = macFromText(reader.requiredText(letters("mac")));
-    if (!mac) {
-        reader.fail(letters("mac"), QStringLiteral("six pairs of hexadecimal digits joined by \":\""));
-    }
-    identity.mac = mac.value_or(QByteArray(6, '\0'));
     if (hasCode) {
-        identity.code = readCode(reader);
+        reader.requiredText("code", identity.code);
+        checkCode(reader, "code", identity.code);
     }
-    identity.ip = readHostAddress(reader);
-    identity.netmask = reader.address(letters("netmask"), usualNetmask);
-    identity.gateway = reader.address(letters("gateway"), (identity.ip & usualNetmask) | 1);
-    identity.dhcp = reader.flag(letters("dhcp"), false);
-    return identity;
+    reader.address("ip", identity.ip);
+    if (!isHostAddress(identity.ip)) {
+        reader.fail("ip", QStringLiteral("an address that a host can have"));
+    }
+    identity.netmask = 0xFFFFFF00;
+    identity.gateway = (identity.ip & identity.netmask) | 1;
+    reader.address("netmask", identity.netmask);
+    reader.address("gateway", identity.gateway);
+    reader.flag("dhcp", identity.dhcp);
 }
 
 Cable readCable(JsonReader &reader, quint32 ip, const QVector<Cable> &cables)
 {
-    const QString key = letters("interface");
-    const QString name = reader.text(key, {});
+    QString name;
+    reader.text("interface", name);
     const auto cable = std::find_if(cables.cbegin(), cables.cend(), [&name, ip](const Cable &candidate) {
         return name.isEmpty() ? candidate.isLocal(ip) : candidate.name == name;
     });
     if (cable == cables.cend()) {
-        reader.fail(key, name.isEmpty()
-                             ? QStringLiteral("given, because no cable has a network with this \"ip\"")
-                             : QStringLiteral("one of the lab's interfaces"));
+        reader.fail("interface",
+                    name.isEmpty() ? QStringLiteral("given, because no cable has a network with this \"ip\"")
+                                   : QStringLiteral("one of the lab's interfaces"));
         return {};
     }
     return *cable;
-}
-
-void readUpdate(JsonReader &reader, InstrumentSpec &spec)
-{
-    spec.update = readUpdateSpec(reader);
-    const QString &next = spec.update.newFirmware;
-    if (!next.isEmpty() && !fitsFirmware(spec.identity, spec.texts, next)) {
-        reader.fail(letters("newFirmware"),
-                    QStringLiteral("a version that its discovery reply has room for"));
-    }
-    if (!spec.update.newCode.isEmpty() && !isCode(spec.update.newCode)) {
-        reader.fail(letters("newCode"), letters(codeForm));
-    }
 }
 
 } // namespace
@@ -203,22 +157,24 @@ void readUpdate(JsonReader &reader, InstrumentSpec &spec)
 InstrumentSpec readInstrumentSpec(JsonReader &reader, const QVector<Cable> &cables)
 {
     InstrumentSpec spec;
-    const QString kind = reader.requiredText(letters("kind"));
-    const bool isModule = isModuleKind(kind);
-    spec.identity = readIdentity(reader, !isModule);
-    spec.cable = readCable(reader, spec.identity.ip, cables);
-    readTexts(reader, kind, spec);
-    JsonReader faults(reader.object(letters("faults")), reader.where() + QStringLiteral(", faults"));
-    spec.faults = readFaults(faults, kind);
-    reader.adopt(faults);
-    if (!isModule) {
-        readUpdate(reader, spec);
+    QString kind;
+    reader.requiredText("kind", kind);
+    if (kind == QLatin1String("module")) {
+        spec.kind = InstrumentSpec::Module;
+    } else if (kind == QLatin1String("motorDriver")) {
+        spec.kind = InstrumentSpec::MotorDriver;
     }
-    spec.applyMs = reader.number(letters("applyMs"), spec.applyMs, 0, longestWaitMs);
-    spec.restartMs = reader.number(letters("restartMs"), isModule ? 2000 : spec.restartMs, 0, longestWaitMs);
-    reader.ignore(letters("expect")); // what a user should see: for tests, not for the instrument
-    reader.ignore(letters("expectExtra"));
-    reader.ignore(letters("count"));
+    readIdentity(reader, spec.kind == InstrumentSpec::Quorvex, spec.identity);
+    spec.cable = readCable(reader, spec.identity.ip, cables);
+    readKind(reader, kind, spec);
+    JsonReader faults = reader.part("faults");
+    spec.faults = readFaults(faults, kind == QLatin1String("json"));
+    spec.restartMs = spec.kind == InstrumentSpec::Quorvex ? 1000 : 2000;
+    reader.milliseconds("applyMs", spec.applyMs);
+    reader.milliseconds("restartMs", spec.restartMs);
+    for (const char *key : {"count", "expect", "expectExtra"}) {
+        reader.ignore(key); // of the scenario; and what a user should see: for tests, not for the instrument
+    }
     reader.finish();
     return spec;
 }

@@ -1,42 +1,34 @@
 #pragma once
 
-#include "cable.h"
 #include "faults.h"
-#include "jsonreply.h"
-#include "modulereply.h"
-#include "motordriver.h"
+#include "hostaddresses.h"
+#include "motor/motordriver.h"
 #include "networkidentity.h"
 #include "replyencoder.h"
-#include "tunnelspec.h"
-#include "updatespec.h"
+#include "tunnel.h"
+#include "updatedialogue.h"
 
-#include <QJsonObject>
-#include <QString>
 #include <QVector>
 
-#include <optional>
-#include <variant>
-
 class JsonReader;
-
-// A serial-server module: what it tells of itself and what its tunnel leads to.
-struct ModuleSpec
-{
-    ModuleTexts texts;
-    TunnelSpec tunnel;
-    std::optional<MotorDriverSpec> motor; // instead of what the tunnel leads to
-};
-
-using InstrumentTexts = std::variant<PowerSupplyTexts, BeamlineTexts, TransducerTexts, JsonTexts, ModuleSpec>;
 
 // One instrument as a scenario describes it, checked and complete.
 struct InstrumentSpec
 {
+    enum Kind {
+        Quorvex,    // with a network interface of its own, as its texts and `update` say
+        Module,     // a serial server, `tunnel`
+        MotorDriver // a serial server, `motor`
+    };
+
+    Kind kind = Quorvex;
     NetworkIdentity identity;
     Cable cable;
-    InstrumentTexts texts;
     Faults faults;
+    InstrumentTexts texts;
     UpdateSpec update;
+    TunnelSpec tunnel;
+    MotorDriverSpec motor;
     int applyMs = 300;    // from a set datagram to life at the new address
     int restartMs = 1000; // how long a restart takes
     quint32 seed = 1;     // of its random bytes

@@ -3,101 +3,121 @@
 #include "networkidentity.h"
 
 #include <cmath>
-#include <utility>
 
-JsonReader::JsonReader(QJsonObject object, QString where)
-    : m_object(std::move(object)), m_where(std::move(where))
+JsonReader::JsonReader(const QJsonObject &object, const QString &where, QString &error)
+    : m_object(object), m_where(where), m_error(error)
 {}
 
-std::optional<QJsonValue> JsonReader::take(const QString &key)
+JsonReader JsonReader::part(const char *key)
 {
-    m_asked.insert(key);
-    const auto value = m_object.constFind(key);
-    return value == m_object.constEnd() ? std::nullopt : std::make_optional<QJsonValue>(*value);
+    QJsonObject part;
+    object(key, part);
+    return {part, m_where + QStringLiteral(", ") + QLatin1String(key), m_error};
 }
 
-QString JsonReader::text(const QString &key, const QString &otherwise)
+bool JsonReader::take(const char *key, QJsonValue::Type type, const char *expected, QJsonValue &value)
 {
-    const auto value = take(key);
-    if (value && !value->isString()) {
-        fail(key, QStringLiteral("a text"));
+    m_asked.insert(QLatin1String(key));
+    value = m_object.value(QLatin1String(key));
+    if (has(key) && value.type() != type) {
+        fail(key, QLatin1String(expected));
     }
-    return value ? value->toString() : otherwise;
+    return value.type() == type;
 }
 
-QString JsonReader::requiredText(const QString &key)
+void JsonReader::text(const char *key, QString &value)
+{
+    QJsonValue given;
+    if (take(key, QJsonValue::String, "a text", given)) {
+        value = given.toString();
+    }
+}
+
+void JsonReader::text(const char *key, QByteArray &value)
+{
+    QString text = QString::fromLatin1(value);
+    this->text(key, text);
+    value = text.toLatin1();
+}
+
+void JsonReader::requiredText(const char *key, QString &value)
 {
     if (!has(key)) {
         fail(key, QStringLiteral("given"));
     }
-    return text(key, {});
+    text(key, value);
 }
 
-int JsonReader::number(const QString &key, int otherwise, int least, int most)
+void JsonReader::texts(const char *key, QMap<QString, QString> &values)
 {
-    const auto value = take(key);
-    if (!value) {
-        return otherwise;
+    QJsonObject given;
+    object(key, given);
+    for (auto text = given.constBegin(); text != given.constEnd(); ++text) {
+        if (!text->isString()) {
+            fail(key, QStringLiteral("an object of texts"));
+        }
+        values.insert(text.key(), text->toString());
     }
-    const double number = value->toDouble(std::nan(""));
-    if (!(number >= least && number <= most && std::floor(number) == number)) {
-        fail(key, QStringLiteral("a whole number from %1 to %2").arg(least).arg(most));
-        return otherwise;
-    }
-    return static_cast<int>(number);
 }
 
-bool JsonReader::flag(const QString &key, bool otherwise)
+void JsonReader::number(const char *key, int &value, int least, int most)
 {
-    const auto value = take(key);
-    if (value && !value->isBool()) {
-        fail(key, QStringLiteral("true or false"));
+    const QString expected = QStringLiteral("a whole number from %1 to %2").arg(least).arg(most);
+    QJsonValue given;
+    if (!take(key, QJsonValue::Double, qPrintable(expected), given)) {
+        return;
     }
-    return value ? value->toBool() : otherwise;
+    const double number = given.toDouble();
+    if (number >= least && number <= most && std::floor(number) == number) {
+        value = static_cast<int>(number);
+    } else {
+        fail(key, expected);
+    }
 }
 
-quint32 JsonReader::address(const QString &key, quint32 otherwise)
+void JsonReader::flag(const char *key, bool &value)
 {
-    const auto value = take(key);
-    if (!value) {
-        return otherwise;
+    QJsonValue given;
+    if (take(key, QJsonValue::Bool, "true or false", given)) {
+        value = given.toBool();
     }
-    const auto address = addressFromText(value->toString());
+}
+
+void JsonReader::address(const char *key, quint32 &value)
+{
+    QJsonValue given;
+    if (!take(key, QJsonValue::String, "an IPv4 address", given)) {
+        return;
+    }
+    const auto address = addressFromText(given.toString());
     if (!address) {
         fail(key, QStringLiteral("an IPv4 address"));
     }
-    return address.value_or(otherwise);
+    value = address.value_or(value);
 }
 
-QJsonObject JsonReader::object(const QString &key)
+void JsonReader::object(const char *key, QJsonObject &value)
 {
-    const auto value = take(key);
-    if (value && !value->isObject()) {
-        fail(key, QStringLiteral("an object"));
+    QJsonValue given;
+    if (take(key, QJsonValue::Object, "an object", given)) {
+        value = given.toObject();
     }
-    return value ? value->toObject() : QJsonObject();
 }
 
-QJsonArray JsonReader::array(const QString &key)
+void JsonReader::array(const char *key, QJsonArray &value)
 {
-    const auto value = take(key);
-    if (!value || !value->isArray()) {
+    QJsonValue given;
+    if (take(key, QJsonValue::Array, "an array", given)) {
+        value = given.toArray();
+    } else {
         fail(key, QStringLiteral("an array"));
     }
-    return value ? value->toArray() : QJsonArray();
 }
 
-void JsonReader::fail(const QString &key, const QString &expected)
+void JsonReader::fail(const char *key, const QString &expected)
 {
     if (m_error.isEmpty()) {
-        m_error = QStringLiteral("%1: \"%2\" must be %3").arg(m_where, key, expected);
-    }
-}
-
-void JsonReader::adopt(const JsonReader &part)
-{
-    if (m_error.isEmpty()) {
-        m_error = part.error();
+        m_error = QStringLiteral("%1: \"%2\" must be %3").arg(m_where, QLatin1String(key), expected);
     }
 }
 

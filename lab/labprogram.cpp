@@ -1,7 +1,6 @@
-#include "cable.h"
 #include "commandreader.h"
 #include "eventlog.h"
-#include "plaininstruments.h"
+#include "hostaddresses.h"
 #include "scenario.h"
 #include "virtuallab.h"
 
@@ -24,7 +23,6 @@ struct Options
 {
     QString scenario; // path; empty: none
     int count = 0;    // of plain instruments
-    bool verbose = false;
     bool quitWithStdin = false;
 };
 
@@ -42,11 +40,10 @@ Options readOptions(const QCoreApplication &application)
         "to them as JSON lines.\nCommands come as JSON lines on standard input."));
     const QCommandLineOption count(QStringLiteral("count"), QStringLiteral("plays N plain instruments (too)"),
                                    QStringLiteral("N"));
-    const QCommandLineOption verbose(QStringLiteral("verbose"), QStringLiteral("tells each reply"));
     const QCommandLineOption quit(QStringLiteral("quit-with-stdin"),
                                   QStringLiteral("ends when standard input ends"));
     parser.addHelpOption();
-    parser.addOptions({count, verbose, quit});
+    parser.addOptions({count, quit});
     parser.addPositionalArgument(QStringLiteral("SCENARIO.json"), QStringLiteral("the instruments"),
                                  QStringLiteral("[SCENARIO.json]"));
     parser.process(application);
@@ -56,7 +53,7 @@ Options readOptions(const QCoreApplication &application)
         (parser.positionalArguments().isEmpty() && !parser.isSet(count))) {
         parser.showHelp(exitRefused);
     }
-    return {parser.positionalArguments().value(0), plain, parser.isSet(verbose), parser.isSet(quit)};
+    return {parser.positionalArguments().value(0), plain, parser.isSet(quit)};
 }
 
 // A module takes a descriptor for its listening socket; the usual limit of 1024 ends too soon.
@@ -113,25 +110,19 @@ int play(const Options &options, QCoreApplication &application)
     if (!scenario.error.isEmpty()) {
         return refuse(scenario.error);
     }
-    EventLog log;
-    VirtualLab lab(log, options.verbose);
+    VirtualLab lab;
     QString error;
     if (!lab.open(cables, &error) || !lab.populate(scenario.instruments, &error)) {
         return refuse(error);
     }
-    CommandReader commands(log);
-    lab.registerCommands(commands);
-    commands.add(QStringLiteral("quit"), [&application](const QJsonObject &) {
-        application.quit();
-        return QString();
-    });
+    const CommandReader commands(STDIN_FILENO,
+                                 [&lab](const QJsonObject &command) { return lab.carryOut(command); });
     if (options.quitWithStdin) {
         QObject::connect(&commands, &CommandReader::ended, &application, &QCoreApplication::quit);
     }
     const QSocketNotifier ending(endingSignals(), QSocketNotifier::Read);
     QObject::connect(&ending, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
-    commands.listen(STDIN_FILENO);
-    log.report(QStringLiteral("ready"), {}, {{QStringLiteral("instruments"), scenario.instruments.size()}});
+    EventLog().report("ready", {{"instruments", scenario.instruments.size()}});
     return QCoreApplication::exec();
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "networkidentity.h"
+
 #include <QJsonObject>
 #include <QObject>
 #include <QString>
 
-// One TCP service of a serial-server module: the tunnel to the instrument behind it, and whatever
-// else a module offers. The module owns its services, starts them each time it comes up at an address
-// and stops them when it leaves it; stop() ends every connection.
+// What a serial-server module offers over TCP: the tunnel to the instrument behind it, and whatever
+// belongs to that. The module owns it, starts it each time it comes up at an address and stops it when
+// it leaves it; stop() ends every connection.
 class ModuleService : public QObject
 {
     Q_OBJECT
@@ -14,14 +16,17 @@ class ModuleService : public QObject
 public:
     using QObject::QObject;
 
-    // Listens at this address, a host-order number. False when it cannot.
-    virtual bool start(quint32 address) = 0;
+    // Listens at the module's address. False when it cannot.
+    virtual bool start(const NetworkIdentity &identity) = 0;
 
     virtual void stop() = 0;
 
-    // Goes into the module's state.
+    // The part "motor" of the module's state; empty when there is none.
     virtual QJsonObject state() const { return {}; }
 
     // Why this service cannot do it; nothing when it did.
     virtual QString carryOut(const QJsonObject &) { return QStringLiteral("not for this instrument"); }
+
+signals:
+    void restartWanted(); // of the module: it has new settings
 };

@@ -51,3 +51,10 @@ bool isHostAddress(quint32 address)
     const quint32 first = address >> 24;
     return first != 0 && first != loopback && first < firstMulticast;
 }
+
+QByteArray bigEndian(quint32 number)
+{
+    QByteArray bytes(4, '\0');
+    qToBigEndian(number, bytes.data());
+    return bytes;
+}

@@ -35,3 +35,6 @@ std::optional<quint32> addressFromText(const QString &text);
 // True for an address that one host can have: neither of "this network", loopback, multicast nor
 // broadcast.
 bool isHostAddress(quint32 address);
+
+// The four bytes of a number, most significant first.
+QByteArray bigEndian(quint32 number);

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "cable.h"
+#include "hostaddresses.h"
 #include "instrumentspec.h"
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
 #include <QVector>
 
@@ -18,3 +19,9 @@ struct Scenario
 };
 
 Scenario readScenario(const QByteArray &json, const QVector<Cable> &cables);
+
+// `count` instruments of mixed families without any fault, spread over the cables, at addresses that
+// are not `taken`. Those that find no room in their cable's network have addresses from 10.64.0.0 on
+// (10.65.0.0 on the second cable): the workstation cannot reach these, but it hears them.
+QVector<InstrumentSpec> plainInstruments(int count, const QVector<Cable> &cables,
+                                         const QSet<quint32> &taken = {});

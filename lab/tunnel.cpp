@@ -1,146 +1,124 @@
 #include "tunnel.h"
 
-#include "eventlog.h"
-#include "networkidentity.h"
+#include "jsonreader.h"
 
-#include <QHostAddress>
-
-#include <algorithm>
-#include <poll.h>
-#include <sys/socket.h>
+#include <limits>
+#include <utility>
 
 namespace {
 
-// A serial line has no flow control: what a client does not read in time is lost, not kept for ever.
-constexpr int mostUnread = 4 * 1024 * 1024;
+constexpr int longestLine = 4096;
+constexpr int megabyte = 1024 * 1024;
+constexpr int endlessBytes = 4096; // at a time
 
-// Makes the next close of the socket send a reset.
-void armReset(const QTcpSocket &socket)
+int usualDelayMs(TunnelSpec::Manner manner)
 {
-    const linger now{1, 0};
-    setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-}
-
-// Lets no more than about so many bytes wait unread.
-void narrow(QTcpSocket &socket, int window)
-{
-    if (window > 0) {
-        socket.setReadBufferSize(window);
-        socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, window);
+    switch (manner) {
+    case TunnelSpec::Late:
+        return 1000;
+    case TunnelSpec::Pieces:
+        return 50;
+    case TunnelSpec::Endless:
+        return 5;
+    default:
+        return 0;
     }
-}
-
-// Whether the client has ended the connection, even if bytes that it sent before still wait: Qt sees an
-// end only behind the last of them.
-bool hasLeft(const QTcpSocket &client)
-{
-    pollfd end{static_cast<int>(client.socketDescriptor()), POLLRDHUP, 0};
-    return poll(&end, 1, 0) == 1 && (end.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 } // namespace
 
-Tunnel::Tunnel(std::unique_ptr<SerialPartner> partner, TunnelSpec::Manner manner, EventLog &log,
-               const QString &mac, quint16 port)
-    : m_partner(std::move(partner)), m_manner(manner), m_log(log), m_mac(mac), m_port(port)
+TunnelSpec readTunnelSpec(JsonReader &reader)
 {
-    connect(&m_server, &QTcpServer::newConnection, this, &Tunnel::welcome);
-    connect(m_partner.get(), &SerialPartner::transmit, this, &Tunnel::write);
-    connect(m_partner.get(), &SerialPartner::resetConnection, this, &Tunnel::reset);
-    connect(m_partner.get(), &SerialPartner::hungry, this, &Tunnel::read, Qt::QueuedConnection);
-}
-
-Tunnel::~Tunnel()
-{
-    m_server.disconnect(this);
-    if (m_client != nullptr) {
-        m_client->disconnect(this);
+    TunnelSpec spec;
+    if (reader.has("answers")) {
+        spec.answers.clear();
     }
+    reader.texts("answers", spec.answers);
+    reader.choice("manner", spec.manner,
+                  {{"prompt", TunnelSpec::Prompt},
+                   {"late", TunnelSpec::Late},
+                   {"pieces", TunnelSpec::Pieces},
+                   {"endless", TunnelSpec::Endless},
+                   {"megabyte", TunnelSpec::Megabyte},
+                   {"resetInLine", TunnelSpec::ResetInLine},
+                   {"silent", TunnelSpec::Silent},
+                   {"closeAtOnce", TunnelSpec::CloseAtOnce},
+                   {"refuse", TunnelSpec::Refuse}});
+    spec.delayMs = usualDelayMs(spec.manner);
+    reader.milliseconds("delayMs", spec.delayMs);
+    reader.number("pieceBytes", spec.pieceBytes, 1, longestLine);
+    reader.finish();
+    return spec;
 }
 
-bool Tunnel::start(quint32 address)
+Tunnel::Tunnel(const TunnelSpec &spec, const EventLog &log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Refused, log)
 {
-    m_address = address;
-    m_started = true;
-    return listen();
+    if (spec.manner == TunnelSpec::Late) {
+        m_port.setPace({std::numeric_limits<int>::max(), spec.delayMs});
+    } else if (spec.manner == TunnelSpec::Pieces) {
+        m_port.setPace({spec.pieceBytes, spec.delayMs});
+    }
+    m_endless.setInterval(spec.delayMs);
+    connect(&m_endless, &QTimer::timeout, this, [this] { m_port.send(QByteArray(endlessBytes, 'x')); });
+    connect(&m_port, &ClientPort::received, this, &Tunnel::receive);
+    connect(&m_port, &ClientPort::clientArrived, this, [this] {
+        if (m_spec.manner == TunnelSpec::CloseAtOnce) {
+            m_port.hangUp();
+        }
+    });
+    connect(&m_port, &ClientPort::clientLeft, this, [this] {
+        m_endless.stop();
+        m_received.clear();
+    });
 }
 
-bool Tunnel::listen()
+bool Tunnel::start(const NetworkIdentity &identity)
 {
-    return m_manner == TunnelSpec::Refuse || m_server.listen(QHostAddress(m_address), m_port);
+    return m_spec.manner == TunnelSpec::Refuse || m_port.open(identity.ip, port);
 }
 
-void Tunnel::stop()
+void Tunnel::receive(const QByteArray &bytes)
 {
-    m_started = false;
-    m_server.close();
-    reset();
-}
-
-void Tunnel::welcome()
-{
-    QTcpSocket *client = m_server.nextPendingConnection();
-    if (m_manner == TunnelSpec::CloseAtOnce) {
-        report(QStringLiteral("accepted"), *client);
-        connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
-        client->disconnectFromHost();
+    if (m_spec.manner == TunnelSpec::Silent) {
         return;
     }
-    m_server.close();
-    m_client = client;
-    narrow(*client, m_partner->window());
-    connect(m_client, &QTcpSocket::readyRead, this, &Tunnel::read);
-    connect(m_client, &QTcpSocket::disconnected, this, &Tunnel::clientGone);
-    report(QStringLiteral("connected"), *m_client);
-    m_partner->clientArrived();
-}
-
-void Tunnel::read()
-{
-    // The partner may end the connection at any byte.
-    while (m_client != nullptr && m_client->bytesAvailable() > 0 && m_partner->appetite() > 0) {
-        const QByteArray bytes =
-            m_client->read(std::min<qint64>(m_partner->appetite(), m_client->bytesAvailable()));
-        if (m_manner != TunnelSpec::Silent) {
-            m_partner->receive(bytes);
+    for (const char byte : bytes) {
+        if (byte != '\r' && byte != '\n') {
+            m_received.append(byte);
+        } else if (!m_received.isEmpty()) {
+            takeLine(std::exchange(m_received, {}));
         }
     }
-    if (m_client != nullptr && m_client->bytesAvailable() > 0 && hasLeft(*m_client)) {
-        reset(); // a slow partner need not take what nobody waits for
+    if (m_received.size() > longestLine) {
+        m_received.clear();
     }
 }
 
-void Tunnel::write(const QByteArray &bytes)
+void Tunnel::takeLine(const QByteArray &line)
 {
-    if (m_client != nullptr && m_client->bytesToWrite() < mostUnread) {
-        m_client->write(bytes);
-        m_client->flush();
+    const QString text = QString::fromLatin1(line);
+    m_log.report("lineReceived", {{"line", text}});
+    const auto reply = m_spec.answers.constFind(text);
+    if (reply != m_spec.answers.constEnd()) {
+        respond(reply->toLatin1() + "\r\n");
     }
 }
 
-void Tunnel::reset()
+void Tunnel::respond(const QByteArray &reply)
 {
-    if (m_client != nullptr) {
-        armReset(*m_client);
-        m_client->abort(); // ends in clientGone()
+    switch (m_spec.manner) {
+    case TunnelSpec::Endless:
+        m_endless.start();
+        break;
+    case TunnelSpec::Megabyte:
+        m_port.send(QByteArray(megabyte, 'x') + "\r\n");
+        break;
+    case TunnelSpec::ResetInLine:
+        m_port.send(reply.left(reply.size() / 2));
+        m_port.reset();
+        break;
+    default:
+        m_port.send(reply);
     }
-}
-
-void Tunnel::clientGone()
-{
-    QTcpSocket *client = m_client;
-    m_client = nullptr;
-    client->deleteLater();
-    m_partner->clientLeft();
-    if (m_started) {
-        listen();
-    }
-    report(QStringLiteral("disconnected"), *client); // a new client is welcome from here on
-}
-
-void Tunnel::report(const QString &event, const QTcpSocket &client)
-{
-    m_log.report(
-        event, m_mac,
-        {{QStringLiteral("peer"), client.peerAddress().toString()}, {QStringLiteral("port"), m_port}});
 }

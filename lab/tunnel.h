@@ -1,52 +1,66 @@
 #pragma once
 
+#include "clientport.h"
 #include "moduleservice.h"
-#include "serialpartner.h"
-#include "tunnelspec.h"
 
-#include <QTcpServer>
-#include <QTcpSocket>
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QTimer>
 
-#include <memory>
+class JsonReader;
 
-class EventLog;
+// How a module's TCP port 10001 behaves, and what is behind it.
+struct TunnelSpec
+{
+    enum Manner {
+        Prompt,      // each answer at once and whole
+        Late,        // each answer after delayMs
+        Pieces,      // pieceBytes at a time, delayMs apart
+        Endless,     // bytes without a carriage return, for as long as the client stays
+        Megabyte,    // a line of a megabyte
+        ResetInLine, // half an answer, then a reset connection
+        Silent,      // takes everything, says nothing
+        CloseAtOnce, // accepts and closes
+        Refuse       // nobody listens
+    };
 
-// A module's serial tunnel, TCP 10001: what a client writes goes to the instrument behind the module,
-// and back. An instrument with a network interface of its own has the same port. There is one client at a
-// time; while it is there nobody listens, so that a second one is refused, as the module does it.
+    QMap<QString, QString> answers{// command to reply, both without line end
+                                   {QStringLiteral("MVER"), QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07")},
+                                   {QStringLiteral("MRG:22"), QStringLiteral("21Y08W0131")}};
+    Manner manner = Prompt;
+    int delayMs = 0;
+    int pieceBytes = 3;
+};
+
+// Reads a scenario's "tunnel" object.
+TunnelSpec readTunnelSpec(JsonReader &reader);
+
+// A module's serial tunnel, TCP 10001, with an instrument behind it that knows a few commands: a line,
+// ended by CR LF, gets the reply that the scenario gives for it, also ended by CR LF; any other gets none.
+// How the reply travels is the scenario's too, the ways of a failing instrument included.
 //
-// Events: "connected" and "disconnected" with peer and port, "accepted" when a client is only closed.
+// Event "lineReceived" with the line.
 class Tunnel : public ModuleService
 {
     Q_OBJECT
 
 public:
-    static constexpr quint16 usualPort = 10001;
+    static constexpr quint16 port = 10001;
 
-    // `mac` is the module's, for the events.
-    Tunnel(std::unique_ptr<SerialPartner> partner, TunnelSpec::Manner manner, EventLog &log,
-           const QString &mac, quint16 port = usualPort);
-    ~Tunnel() override;
+    Tunnel(const TunnelSpec &spec, const EventLog &log);
 
-    bool start(quint32 address) override;
-    void stop() override;
+    bool start(const NetworkIdentity &identity) override;
+    void stop() override { m_port.close(); }
 
 private:
-    void welcome();
-    void read();
-    void write(const QByteArray &bytes);
-    void reset();
-    void clientGone();
-    bool listen();
-    void report(const QString &event, const QTcpSocket &client);
+    void receive(const QByteArray &bytes);
+    void takeLine(const QByteArray &line);
+    void respond(const QByteArray &reply);
 
-    std::unique_ptr<SerialPartner> m_partner;
-    TunnelSpec::Manner m_manner;
-    EventLog &m_log;
-    QString m_mac;
-    quint16 m_port;
-    QTcpServer m_server;
-    QTcpSocket *m_client = nullptr; // child of the server
-    quint32 m_address = 0;
-    bool m_started = false;
+    TunnelSpec m_spec;
+    EventLog m_log;
+    ClientPort m_port;
+    QByteArray m_received; // of a line that has not ended
+    QTimer m_endless;
 };

@@ -1,13 +1,23 @@
 #pragma once
 
-#include "datagram.h"
-
+#include <QByteArray>
 #include <QObject>
 #include <QQueue>
 #include <QSocketNotifier>
 #include <QString>
 
 #include <memory>
+
+// One UDP datagram with everything that decides who hears it. Addresses are host-order numbers.
+struct Datagram
+{
+    QByteArray bytes;
+    quint32 from = 0;
+    quint16 fromPort = 0;
+    quint32 to = 0;
+    quint16 toPort = 0;
+    int interfaceIndex = 0; // of the cable it comes from or leaves by
+};
 
 // All instruments' UDP socket of one port. It is bound to every address of the lab host and learns
 // from the kernel at which address and on which cable each datagram came; what it sends leaves from

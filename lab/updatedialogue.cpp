@@ -1,14 +1,16 @@
 #include "updatedialogue.h"
 
-#include "eventlog.h"
+#include "jsonreader.h"
 
 #include <QCryptographicHash>
+#include <QStringList>
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
+constexpr quint16 port = 10001;
 constexpr int longestLine = 4096;
 constexpr int mostAtOnce = 64 * 1024;
 constexpr int narrowWindow = 16 * 1024; // an instrument that is slow lets no more wait
@@ -29,6 +31,26 @@ bool isStep(const QByteArray &line, const QString &step)
 
 constexpr const char *imageStep = "image";
 
+// A misspelt step would be a fault that never happens, so a test on it would pass for nothing.
+void checkStep(JsonReader &reader, const char *key, const QString &step)
+{
+    static const QStringList steps{QStringLiteral("VER"),     QStringLiteral("MVER"),
+                                   QStringLiteral("MST"),     QStringLiteral("MRP"),
+                                   QStringLiteral("MRG:83"),  QStringLiteral("image"),
+                                   QStringLiteral("MREBOOT"), QStringLiteral("EPCSWR")};
+    if (!steps.contains(step) && step.section(QLatin1Char(':'), 0, 0) != QLatin1String("EPCSER")) {
+        reader.fail(key, QStringLiteral("a step of an update, if it is given"));
+    }
+}
+
+void readStep(JsonReader &reader, const char *key, QString &step)
+{
+    reader.text(key, step);
+    if (reader.has(key)) {
+        checkStep(reader, key, step);
+    }
+}
+
 // Takes away the line's own end, and what the end before it has left.
 QByteArray withoutEnds(QByteArray line)
 {
@@ -40,38 +62,62 @@ QByteArray withoutEnds(QByteArray line)
 
 } // namespace
 
-UpdateDialogue::UpdateDialogue(const UpdateSpec &spec, EventLog &log, const QString &mac)
-    : m_spec(spec), m_log(log), m_mac(mac)
+UpdateSpec readUpdateSpec(JsonReader &reader)
 {
+    UpdateSpec spec;
+    if (!reader.hasObject("update")) {
+        reader.flag("update", spec.enabled);
+        return spec;
+    }
+    JsonReader part = reader.part("update");
+    part.text("newFirmware", spec.newFirmware);
+    part.text("newCode", spec.newCode);
+    part.flag("keepsFirmware", spec.keepsFirmware);
+    part.milliseconds("imageSilenceMs", spec.imageSilenceMs);
+    part.count("bytesPerSecond", spec.bytesPerSecond);
+    part.milliseconds("eraseMs", spec.eraseMs);
+    part.milliseconds("storeMs", spec.storeMs);
+    readStep(part, "nakAt", spec.nakAt);
+    part.text("nakText", spec.nakText);
+    readStep(part, "silentAt", spec.silentAt);
+    part.texts("wrongAt", spec.wrongAt);
+    for (const QString &step : spec.wrongAt.keys()) {
+        checkStep(part, "wrongAt", step);
+    }
+    part.count("cutAfterBytes", spec.cutAfterBytes);
+    part.count("pieceBytes", spec.replies.bytes);
+    part.milliseconds("pieceMs", spec.replies.ms);
+    part.finish();
+    return spec;
+}
+
+UpdateDialogue::UpdateDialogue(const UpdateSpec &spec, const EventLog &log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Refused, log)
+{
+    m_port.setPace(spec.replies);
+    m_port.setAppetite([this] { return appetite(); }, spec.bytesPerSecond > 0 ? narrowWindow : mostAtOnce);
     m_busy.setSingleShot(true);
     m_silence.setInterval(spec.imageSilenceMs);
     m_speed.setInterval(speedTickMs);
-    m_pieces.setInterval(spec.pieceMs);
+    connect(&m_port, &ClientPort::received, this, &UpdateDialogue::receive);
+    connect(&m_port, &ClientPort::clientLeft, this, &UpdateDialogue::clientLeft);
+    // Queued, because it is mostly while bytes are taken that more can be.
+    connect(this, &UpdateDialogue::hungry, &m_port, &ClientPort::pull, Qt::QueuedConnection);
     connect(&m_busy, &QTimer::timeout, this, &UpdateDialogue::finishReaction);
     connect(&m_silence, &QTimer::timeout, this, &UpdateDialogue::pauseInImage);
     connect(&m_speed, &QTimer::timeout, this, &UpdateDialogue::earnCredit);
-    connect(&m_pieces, &QTimer::timeout, this, &UpdateDialogue::sendPiece);
 }
 
-void UpdateDialogue::introduce(const QString &name, const QString &version)
+bool UpdateDialogue::start(quint32 address, const QString &module, const QString &firmware)
 {
-    m_version = QStringLiteral("%1:%2").arg(name, version).toLatin1();
-}
-
-int UpdateDialogue::window() const
-{
-    return m_spec.bytesPerSecond > 0 ? narrowWindow : mostAtOnce;
+    m_version = QStringLiteral("%1:%2").arg(module, firmware).toLatin1();
+    return m_port.open(address, port);
 }
 
 int UpdateDialogue::appetite() const
 {
-    switch (m_state) {
-    case State::Line:
-        return 1;
-    case State::Busy:
-        return 0;
-    case State::Image:
-        break;
+    if (m_state != State::Image) {
+        return m_state == State::Line ? 1 : 0;
     }
     const int paced = m_spec.bytesPerSecond > 0 ? static_cast<int>(m_credit) : mostAtOnce;
     const int untilCut = m_spec.cutAfterBytes > 0 ? m_spec.cutAfterBytes - m_imageBytes : mostAtOnce;
@@ -95,14 +141,9 @@ void UpdateDialogue::receive(const QByteArray &bytes)
     }
 }
 
-bool UpdateDialogue::isWholeLine(const QByteArray &received) const
-{
-    return received.endsWith("\r\n");
-}
-
 void UpdateDialogue::takeLine(const QByteArray &line)
 {
-    report(QStringLiteral("lineReceived"), {{QStringLiteral("line"), QString::fromLatin1(line)}});
+    m_log.report("lineReceived", {{"line", QString::fromLatin1(line)}});
     if (isStep(line, m_spec.silentAt)) {
         return;
     }
@@ -128,11 +169,6 @@ UpdateDialogue::Reaction UpdateDialogue::obey(const QByteArray &line)
     return {nak()};
 }
 
-QByteArray UpdateDialogue::nak()
-{
-    return QByteArrayLiteral("#NAK");
-}
-
 void UpdateDialogue::react(const Reaction &reaction)
 {
     m_reaction = reaction;
@@ -146,15 +182,9 @@ void UpdateDialogue::react(const Reaction &reaction)
 
 void UpdateDialogue::finishReaction()
 {
-    m_state = m_reaction.next == Next::Image ? State::Image : State::Line;
-    if (m_state == State::Image) {
-        m_imageBytes = 0;
-        m_fits = true;
-        m_credit = 0;
-        if (m_spec.bytesPerSecond > 0) {
-            m_sinceCredit.start();
-            m_speed.start();
-        }
+    m_state = State::Line;
+    if (m_reaction.next == Next::Image) {
+        startImage();
     }
     if (!m_reaction.answer.isEmpty()) {
         send(m_reaction.answer + "\r\n");
@@ -165,6 +195,18 @@ void UpdateDialogue::finishReaction()
     emit hungry();
 }
 
+void UpdateDialogue::startImage()
+{
+    m_state = State::Image;
+    m_imageBytes = 0;
+    m_fits = true;
+    m_credit = 0;
+    if (m_spec.bytesPerSecond > 0) {
+        m_sinceCredit.start();
+        m_speed.start();
+    }
+}
+
 void UpdateDialogue::takePiece(const QByteArray &bytes)
 {
     m_fits = m_fits && takeImage(m_imageBytes, bytes);
@@ -172,18 +214,8 @@ void UpdateDialogue::takePiece(const QByteArray &bytes)
     m_credit -= bytes.size();
     m_silence.start();
     if (m_spec.cutAfterBytes > 0 && m_imageBytes >= m_spec.cutAfterBytes) {
-        emit resetConnection(); // ends in clientLeft()
+        m_port.reset(); // ends in clientLeft()
     }
-}
-
-bool UpdateDialogue::takeImage(int /*offset*/, const QByteArray & /*bytes*/)
-{
-    return false;
-}
-
-QByteArray UpdateDialogue::keepImage()
-{
-    return {};
 }
 
 void UpdateDialogue::earnCredit()
@@ -214,63 +246,28 @@ void UpdateDialogue::pauseInImage()
 // Stores or refuses the image that has ended.
 UpdateDialogue::Reaction UpdateDialogue::endImage()
 {
-    const QJsonObject size{{QStringLiteral("bytes"), m_imageBytes}};
-    if (isStep(imageStep, m_spec.silentAt)) {
-        report(QStringLiteral("imageRefused"), size);
-        return {{}, Next::Line, m_spec.storeMs};
-    }
-    if (isStep(imageStep, m_spec.nakAt) || !m_fits) {
-        report(QStringLiteral("imageRefused"), size);
-        const QByteArray reason =
-            m_spec.nakText.isEmpty() ? QByteArrayLiteral("image refused") : m_spec.nakText.toLatin1();
-        return {nak() + ':' + reason, Next::Line, m_spec.storeMs};
+    const bool isSilent = isStep(imageStep, m_spec.silentAt);
+    if (isSilent || isStep(imageStep, m_spec.nakAt) || !m_fits) {
+        m_log.report("imageRefused", {{"bytes", m_imageBytes}});
+        const QByteArray reason = m_spec.nakText.isEmpty() ? "image refused" : m_spec.nakText.toLatin1();
+        return {isSilent ? QByteArray() : nak() + ':' + reason, Next::Line, m_spec.storeMs};
     }
     const QByteArray stored = keepImage();
-    const QByteArray digest = QCryptographicHash::hash(stored, QCryptographicHash::Sha256).toHex();
-    report(QStringLiteral("imageStored"), {{QStringLiteral("bytes"), stored.size()},
-                                           {QStringLiteral("sha256"), QString::fromLatin1(digest)}});
+    const QByteArray digest = QCryptographicHash::hash(stored, QCryptographicHash::Sha256);
+    m_log.report("imageStored", {{"bytes", stored.size()}, {"sha256", hexDigits(digest)}});
     emit imageStored();
-    const QString wrong = m_spec.wrongAt.value(QString::fromLatin1(imageStep), QStringLiteral("#ACK"));
-    return {wrong.toLatin1(), Next::Line, m_spec.storeMs};
+    const QString answer = m_spec.wrongAt.value(QLatin1String(imageStep), QStringLiteral("#ACK"));
+    return {answer.toLatin1(), Next::Line, m_spec.storeMs};
 }
 
 void UpdateDialogue::clientLeft()
 {
     if (m_state == State::Image && m_imageBytes > 0) {
-        report(QStringLiteral("imageAborted"), {{QStringLiteral("bytes"), m_imageBytes}});
+        m_log.report("imageAborted", {{"bytes", m_imageBytes}});
     }
-    for (QTimer *timer : {&m_busy, &m_silence, &m_speed, &m_pieces}) {
+    for (QTimer *timer : {&m_busy, &m_silence, &m_speed}) {
         timer->stop();
     }
     m_state = State::Line;
     m_line.clear();
-    m_outgoing.clear();
-}
-
-void UpdateDialogue::send(const QByteArray &bytes)
-{
-    if (m_spec.pieceBytes == 0) {
-        emit transmit(bytes);
-        return;
-    }
-    m_outgoing += bytes;
-    if (!m_pieces.isActive()) {
-        m_pieces.start();
-        sendPiece();
-    }
-}
-
-void UpdateDialogue::sendPiece()
-{
-    const QByteArray piece = m_outgoing.left(m_spec.pieceBytes);
-    m_outgoing.remove(0, m_spec.pieceBytes);
-    if (m_outgoing.isEmpty()) {
-        m_pieces.stop();
-    }
-    emit transmit(piece);
-}
-
-void UpdateDialogue::report(const QString &event, const QJsonObject &fields) const
-{
-    m_log.report(event, m_mac, fields);
 }

@@ -1,9 +1,6 @@
 #include "virtuallab.h"
 
-#include "commandreader.h"
-#include "eventlog.h"
-#include "moduleequipment.h"
-#include "updatableinstrument.h"
+#include "quorvexinstrument.h"
 #include "xportmodule.h"
 
 #include <algorithm>
@@ -22,20 +19,16 @@ bool isQuery(const Datagram &datagram)
 
 } // namespace
 
-VirtualLab::VirtualLab(EventLog &log, bool verbose, QObject *parent)
-    : QObject(parent),
-      m_log(log),
-      m_discovery(discoveryPort),
-      m_modules(modulePort),
-      m_bench{log, m_addresses, m_discovery, m_modules, verbose}
+VirtualLab::VirtualLab()
+    : m_discovery(discoveryPort), m_modules(modulePort), m_bench{m_addresses, m_discovery, m_modules}
 {
     for (UdpFace *face : {&m_discovery, &m_modules}) {
         connect(face, &UdpFace::received, this,
                 [this, face](const Datagram &datagram) { dispatch(*face, datagram); });
         connect(face, &UdpFace::sendFailed, this, [this](const Datagram &datagram, const QString &reason) {
-            QJsonObject fields = eventFields(datagram);
+            Fields fields = eventFields(datagram);
             fields.insert(QStringLiteral("reason"), reason);
-            m_log.report(QStringLiteral("sendFailed"), {}, fields);
+            m_log.report("sendFailed", fields);
         });
     }
 }
@@ -54,7 +47,7 @@ bool VirtualLab::populate(const QVector<InstrumentSpec> &specs, QString *error)
         m_instruments.append(instrument);
         if (!instrument->start()) {
             *error = QStringLiteral("%1: the address %2 is not to be had on %3")
-                         .arg(instrument->macName(), addressText(spec.identity.ip), spec.cable.name);
+                         .arg(macText(instrument->mac()), addressText(spec.identity.ip), spec.cable.name);
             return false;
         }
     }
@@ -63,15 +56,10 @@ bool VirtualLab::populate(const QVector<InstrumentSpec> &specs, QString *error)
 
 Instrument *VirtualLab::makeInstrument(const InstrumentSpec &spec)
 {
-    if (const auto *module = std::get_if<ModuleSpec>(&spec.texts)) {
-        auto *xport = new XportModule(spec, m_bench, this);
-        equipModule(*xport, *module, m_log);
-        return xport;
+    if (spec.kind == InstrumentSpec::Quorvex) {
+        return new QuorvexInstrument(spec, m_bench, this);
     }
-    if (spec.update.enabled) {
-        return new UpdatableInstrument(spec, m_bench, this);
-    }
-    return new QuorvexInstrument(spec, m_bench, this);
+    return new XportModule(spec, m_bench, this);
 }
 
 const Cable *VirtualLab::cableOf(const Datagram &datagram) const
@@ -104,60 +92,29 @@ void VirtualLab::dispatch(UdpFace &face, const Datagram &datagram)
         reason = refusal;
     }
     if (!taken) {
-        QJsonObject fields = eventFields(datagram);
+        Fields fields = eventFields(datagram);
         fields.insert(QStringLiteral("interface"), cable->name);
         fields.insert(QStringLiteral("reason"), reason);
-        m_log.report(QStringLiteral("ignored"), {}, fields);
+        m_log.report("ignored", fields);
     }
 }
 
 void VirtualLab::reportQuery(const Datagram &datagram, const Cable &cable,
                              const QVector<Instrument *> &hearers)
 {
-    QJsonObject fields = eventFields(datagram);
+    Fields fields = eventFields(datagram);
     fields.insert(QStringLiteral("interface"), cable.name);
     fields.insert(QStringLiteral("heardBy"), hearers.size());
     const bool single = hearers.size() == 1 && !cable.isBroadcast(datagram.to);
-    m_log.report(QStringLiteral("query"), single ? hearers.first()->macName() : QString(), fields);
+    (single ? hearers.first()->log() : m_log).report("query", fields);
 }
 
-Instrument *VirtualLab::find(const QJsonObject &command) const
+QString VirtualLab::carryOut(const QJsonObject &command) const
 {
-    const auto mac = macFromText(command.value(QStringLiteral("mac")).toString());
+    const auto mac = macFromText(command.value(QLatin1String("mac")).toString());
     const auto instrument =
         std::find_if(m_instruments.cbegin(), m_instruments.cend(),
                      [&mac](const Instrument *candidate) { return mac && candidate->mac() == *mac; });
-    return instrument == m_instruments.cend() ? nullptr : *instrument;
-}
-
-void VirtualLab::registerCommands(CommandReader &commands)
-{
-    const auto add = [this, &commands](const QString &name, const std::function<QString(Instrument &)> &act) {
-        commands.add(name, [this, act](const QJsonObject &command) {
-            Instrument *instrument = find(command);
-            return instrument == nullptr ? QStringLiteral("no instrument with this MAC") : act(*instrument);
-        });
-    };
-    add(QStringLiteral("reboot"), [](Instrument &instrument) {
-        return instrument.reboot() ? QString() : QStringLiteral("not plugged in");
-    });
-    add(QStringLiteral("remove"), [](Instrument &instrument) {
-        instrument.remove();
-        return QString();
-    });
-    add(QStringLiteral("restore"), [](Instrument &instrument) {
-        instrument.restore();
-        return QString();
-    });
-    for (const QString &name : {QStringLiteral("dumpFlash"), QStringLiteral("dumpImage")}) {
-        commands.add(name, [this](const QJsonObject &command) {
-            Instrument *instrument = find(command);
-            return instrument == nullptr ? QStringLiteral("no instrument with this MAC")
-                                         : instrument->carryOut(command);
-        });
-    }
-    add(QStringLiteral("state"), [this](Instrument &instrument) {
-        m_log.report(QStringLiteral("state"), instrument.macName(), instrument.state());
-        return QString();
-    });
+    return instrument == m_instruments.cend() ? QStringLiteral("no instrument with this MAC")
+                                              : (*instrument)->carryOut(command);
 }

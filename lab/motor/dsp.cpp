@@ -1,20 +1,22 @@
 #include "dsp.h"
 
+#include <cctype>
+#include <numeric>
+
 namespace {
 
 constexpr int normalBaudrate = 921600;
 constexpr int programmingBaudrate = 38400;
 constexpr int longestLine = 256;
+constexpr int overheadBytes = 5; // of a record: count, two of the address, type, checksum
+constexpr char dataRecord = 0x00;
+constexpr char endOfFileRecord = 0x01;
 
 } // namespace
 
-Dsp::Dsp(const QString &name, const DspSpec &spec, QObject *parent)
-    : QObject(parent), m_name(name), m_spec(spec)
-{
-    if (spec.blank) {
-        m_flash.erase("ABCD");
-    }
-}
+Dsp::Dsp(const QString &name, const DspSpec &spec, const EventLog &log)
+    : m_name(name), m_spec(spec), m_log(log.with("dsp", name))
+{}
 
 void Dsp::hold()
 {
@@ -34,11 +36,14 @@ void Dsp::runForProgramming()
 void Dsp::enter(State state)
 {
     m_kernel.reset(); // an erase under way ends here, half done
-    m_bootloader = {};
     m_line.clear();
+    m_records = 0;
     m_state = state;
-    report(QStringLiteral("dspState"),
-           {{QStringLiteral("state"), this->state().value(QStringLiteral("state"))}});
+    static const QMap<State, const char *> names{{State::Reset, "reset"},
+                                                 {State::Normal, "normal"},
+                                                 {State::Autobaud, "programming"},
+                                                 {State::Lost, "lost"}};
+    m_log.report("dspState", {{"state", QLatin1String(names.value(state))}});
 }
 
 int Dsp::baudrate() const
@@ -83,7 +88,7 @@ void Dsp::takeLine(char character)
     }
     const QString command = QString::fromLatin1(m_line).trimmed();
     m_line.clear();
-    report(QStringLiteral("lineReceived"), {{QStringLiteral("line"), command}});
+    m_log.report("lineReceived", {{"line", command}});
     emit sends(m_spec.answers.value(command, QStringLiteral("#NAK")).toLatin1() + "\r\n");
 }
 
@@ -93,49 +98,47 @@ void Dsp::lock(char character)
         return;
     }
     m_state = State::Loading;
-    report(QStringLiteral("autobaud"));
+    m_log.report("autobaud");
     emit sends(QByteArray(1, character));
 }
 
+// The image is Intel HEX text. A record is complete with its last digit, so that line ends of any kind
+// and a last line without one make no difference.
 void Dsp::load(char character)
 {
     emit sends(QByteArray(1, character));
-    switch (m_bootloader.take(character)) {
-    case BootloaderText::State::Reading:
-        break;
-    case BootloaderText::State::Complete:
-        endLoading(m_bootloader.dataRecords() > 0 || !m_spec.requireBootloaderCode,
-                   QStringLiteral("bootloaderLoaded"));
-        break;
-    case BootloaderText::State::Broken:
-        endLoading(false, QStringLiteral("bootloaderBroken"));
-        break;
+    const auto letter = static_cast<unsigned char>(character);
+    if (m_line.isEmpty() && std::isspace(letter) != 0) {
+        return;
+    }
+    if (m_line.isEmpty() ? character != ':' : std::isxdigit(letter) == 0) {
+        return endLoading(false, "bootloaderBroken");
+    }
+    m_line.append(character);
+    if (m_line.size() < 3) {
+        return;
+    }
+    const int count = static_cast<unsigned char>(QByteArray::fromHex(m_line.mid(1, 2)).at(0));
+    if (m_line.size() < 1 + 2 * (count + overheadBytes)) {
+        return;
+    }
+    const QByteArray record = QByteArray::fromHex(m_line.mid(1));
+    m_line.clear();
+    if ((std::accumulate(record.cbegin(), record.cend(), 0) & 0xFF) != 0) {
+        return endLoading(false, "bootloaderBroken");
+    }
+    m_records += record.at(3) == dataRecord ? 1 : 0;
+    if (record.at(3) == endOfFileRecord) {
+        endLoading(m_records > 0 || !m_spec.requireBootloaderCode, "bootloaderLoaded");
     }
 }
 
-void Dsp::endLoading(bool running, const QString &event)
+void Dsp::endLoading(bool running, const char *event)
 {
     m_state = running ? State::Kernel : State::Lost;
     if (running) {
-        m_kernel = std::make_unique<FlashKernel>(m_spec.kernel, m_flash);
+        m_kernel = std::make_unique<FlashKernel>(m_spec.kernel, m_flash, m_log);
         connect(m_kernel.get(), &FlashKernel::sends, this, &Dsp::sends);
-        connect(m_kernel.get(), &FlashKernel::happened, this, &Dsp::report);
     }
-    report(event,
-           {{QStringLiteral("records"), m_bootloader.dataRecords()}, {QStringLiteral("running"), running}});
-}
-
-QJsonObject Dsp::state() const
-{
-    static const QMap<State, QString> names{
-        {State::Reset, QStringLiteral("reset")},          {State::Normal, QStringLiteral("normal")},
-        {State::Autobaud, QStringLiteral("programming")}, {State::Loading, QStringLiteral("loading")},
-        {State::Kernel, QStringLiteral("bootloader")},    {State::Lost, QStringLiteral("lost")}};
-    return {{QStringLiteral("state"), names.value(m_state)}, {QStringLiteral("blank"), m_flash.isBlank()}};
-}
-
-void Dsp::report(const QString &event, QJsonObject fields)
-{
-    fields.insert(QStringLiteral("dsp"), m_name);
-    emit happened(event, fields);
+    m_log.report(event, {{"records", m_records}, {"running", running}});
 }

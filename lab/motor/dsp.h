@@ -1,11 +1,8 @@
 #pragma once
 
-#include "bootloadertext.h"
-#include "dspflash.h"
 #include "flashkernel.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QMap>
 #include <QObject>
 #include <QString>
@@ -17,7 +14,6 @@ struct DspSpec
     FlashKernelSpec kernel;
     QMap<QString, QString> answers{{QStringLiteral("MVER"), QStringLiteral("#MVER:ROVAN-MOTOR:x:1.07")},
                                    {QStringLiteral("MRG:22"), QStringLiteral("21Y08W0131")}};
-    bool blank = false;                // starts with an erased flash
     bool autobaud = true;              // false: the boot ROM never locks
     bool requireBootloaderCode = true; // an image without a data record runs nothing
 };
@@ -35,7 +31,7 @@ class Dsp : public QObject
     Q_OBJECT
 
 public:
-    Dsp(const QString &name, const DspSpec &spec, QObject *parent = nullptr);
+    Dsp(const QString &name, const DspSpec &spec, const EventLog &log);
 
     void hold();              // in reset
     void run();               // out of it, into the program in its flash
@@ -46,11 +42,9 @@ public:
 
     const QString &name() const { return m_name; }
     const DspFlash &flash() const { return m_flash; }
-    QJsonObject state() const;
 
 signals:
     void sends(const QByteArray &bytes);
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     enum class State { Reset, Normal, Autobaud, Loading, Kernel, Lost };
@@ -59,14 +53,14 @@ private:
     void takeLine(char character);
     void lock(char character);
     void load(char character);
-    void endLoading(bool running, const QString &event);
-    void report(const QString &event, QJsonObject fields = {});
+    void endLoading(bool running, const char *event);
 
     QString m_name;
     DspSpec m_spec;
+    EventLog m_log;
     DspFlash m_flash;
-    State m_state = State::Reset;
-    QByteArray m_line;
-    BootloaderText m_bootloader;
+    State m_state = State::Normal;
+    QByteArray m_line; // what has come of one; of the image, of a record
+    int m_records = 0; // of data, in the image so far
     std::unique_ptr<FlashKernel> m_kernel;
 };

@@ -1,20 +1,13 @@
 #include "dsppair.h"
 
-DspPair::DspPair(const DspPairSpec &spec, QObject *parent)
-    : QObject(parent),
-      m_communication(QStringLiteral("communication"), spec.communication),
-      m_control(QStringLiteral("control"), spec.control)
+DspPair::DspPair(const DspSpec &spec, const EventLog &log)
+    : m_log(log),
+      m_communication(QStringLiteral("communication"), spec, log),
+      m_control(QStringLiteral("control"), spec, log)
 {
-    m_communication.run();
-    m_control.run();
-    listenTo(m_communication);
-    listenTo(m_control);
-}
-
-void DspPair::listenTo(const Dsp &dsp)
-{
-    connect(&dsp, &Dsp::happened, this, &DspPair::happened);
-    connect(&dsp, &Dsp::sends, this, &DspPair::sends);
+    for (Dsp *dsp : {&m_communication, &m_control}) {
+        connect(dsp, &Dsp::sends, this, &DspPair::sends);
+    }
 }
 
 void DspPair::setPins(int levels)
@@ -28,10 +21,10 @@ void DspPair::setPins(int levels)
     if (isReset || wasReset) {
         m_started = levels;
     }
-    emit happened(QStringLiteral("pins"), {{QStringLiteral("cp1"), (levels & cp1) != 0},
-                                           {QStringLiteral("cp2"), (levels & cp2) != 0},
-                                           {QStringLiteral("cp3"), (levels & cp3) != 0},
-                                           {QStringLiteral("state"), state()}});
+    m_log.report("pins", {{"cp1", (levels & cp1) != 0},
+                          {"cp2", (levels & cp2) != 0},
+                          {"cp3", (levels & cp3) != 0},
+                          {"state", state()}});
     if (isReset && !wasReset) {
         m_communication.hold();
         m_control.hold();
@@ -65,8 +58,7 @@ void DspPair::receive(const QByteArray &bytes, int baudrate)
     if (baudrate == m_onLine->baudrate()) {
         m_onLine->receive(bytes);
     } else {
-        emit happened(QStringLiteral("serialGarbled"),
-                      {{QStringLiteral("count"), bytes.size()}, {QStringLiteral("baudrate"), baudrate}});
+        m_log.report("serialGarbled", {{"count", bytes.size()}, {"baudrate", baudrate}});
     }
 }
 

@@ -4,12 +4,6 @@
 
 #include <QObject>
 
-struct DspPairSpec
-{
-    DspSpec communication;
-    DspSpec control;
-};
-
 // The motor driver behind its module: two DSPs on one serial line and three pins. CP3 low holds both
 // in reset. What they do when it rises follows from the other two at that moment: both high, both run
 // and the Communication DSP has the line; CP2 low, the Communication DSP starts for programming;
@@ -27,7 +21,8 @@ public:
     static constexpr int cp2 = 2;
     static constexpr int cp3 = 4;
 
-    explicit DspPair(const DspPairSpec &spec, QObject *parent = nullptr);
+    // Both are of this kind.
+    DspPair(const DspSpec &spec, const EventLog &log);
 
     // `levels` is a sum of cp1 to cp3, those that are high. All are, to begin with.
     void setPins(int levels);
@@ -43,12 +38,11 @@ public:
 
 signals:
     void sends(const QByteArray &bytes); // at baudrate()
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
-    void listenTo(const Dsp &dsp);
     void release();
 
+    EventLog m_log;
     Dsp m_communication;
     Dsp m_control;
     Dsp *m_onLine = &m_communication;

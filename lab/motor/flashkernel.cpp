@@ -1,6 +1,10 @@
 #include "flashkernel.h"
 
+#include <QMap>
+#include <QPair>
 #include <QtEndian>
+
+#include <algorithm>
 
 namespace {
 
@@ -11,23 +15,14 @@ constexpr int overheadBytes = 5;
 constexpr int pageBytes = 512;
 constexpr int eraseArgument = 0x0B;
 
-enum Command { SetAddress = 0x0A, WritePage = 0x0B, Data = 0x0C, VerifyPage = 0x0D, Erase = 0x0E };
+enum Command { SetAddress = 0x0A, WritePage, Data, VerifyPage, Erase };
 
 bool hasRightLength(int command, int length)
 {
-    switch (command) {
-    case SetAddress:
-        return length == 4;
-    case Data:
-        return length >= 1 && length <= 32;
-    case WritePage:
-    case VerifyPage:
-        return length == 0;
-    case Erase:
-        return length == 1;
-    default:
-        return false;
-    }
+    static const QMap<int, QPair<int, int>> lengths{
+        {SetAddress, {4, 4}}, {WritePage, {0, 0}}, {Data, {1, 32}}, {VerifyPage, {0, 0}}, {Erase, {1, 1}}};
+    const QPair<int, int> range = lengths.value(command, {1, 0});
+    return length >= range.first && length <= range.second;
 }
 
 int byteAt(const QByteArray &bytes, int index)
@@ -45,15 +40,49 @@ QVector<quint16> wordsOf(const QByteArray &bytes)
     return words;
 }
 
-QString hexAddress(quint32 address)
-{
-    return QString::number(address, 16).toUpper();
-}
-
 } // namespace
 
-FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent)
-    : QObject(parent), m_spec(spec), m_flash(flash)
+DspFlash::DspFlash() : m_words(int(end - begin))
+{
+    for (int i = 0; i < m_words.size(); ++i) {
+        m_words[i] = quint16((begin + quint32(i)) ^ 0x5AA5U);
+    }
+}
+
+int DspFlash::write(quint32 address, const QVector<quint16> &words)
+{
+    int wrong = 0;
+    for (int i = 0; i < words.size(); ++i) {
+        quint16 &cell = m_words[int(address - begin) + i];
+        cell = quint16(cell & words[i]);
+        wrong += cell == words[i] ? 0 : 1;
+    }
+    return wrong;
+}
+
+bool DspFlash::equals(quint32 address, const QVector<quint16> &words) const
+{
+    return std::equal(words.cbegin(), words.cend(), m_words.cbegin() + int(address - begin));
+}
+
+bool DspFlash::isBlank() const
+{
+    return std::all_of(m_words.cbegin(), m_words.cend(), [](quint16 word) { return word == 0xFFFF; });
+}
+
+QByteArray DspFlash::dump() const
+{
+    QByteArray bytes;
+    bytes.reserve(2 * m_words.size());
+    for (const quint16 word : m_words) {
+        bytes.append(char(word >> 8));
+        bytes.append(char(word & 0xFF));
+    }
+    return bytes;
+}
+
+FlashKernel::FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, const EventLog &log)
+    : m_spec(spec), m_flash(flash), m_log(log)
 {
     m_work.setSingleShot(true);
     connect(&m_work, &QTimer::timeout, this, &FlashKernel::finishWork);
@@ -80,9 +109,8 @@ bool FlashKernel::takePacket()
         const QByteArray garbage = m_received.left(skipped);
         m_received.remove(0, skipped);
         if (!garbage.trimmed().isEmpty()) {
-            emit happened(QStringLiteral("packetRejected"),
-                          {{QStringLiteral("bytes"), QString::fromLatin1(garbage.toHex())},
-                           {QStringLiteral("reason"), QStringLiteral("no header")}});
+            m_log.report("packetRejected",
+                         {{"bytes", hexDigits(garbage)}, {"reason", QLatin1String("no header")}});
         }
         return true;
     }
@@ -92,7 +120,7 @@ bool FlashKernel::takePacket()
     const int command = byteAt(m_received, 2);
     const int length = byteAt(m_received, 3);
     if (m_received.at(1) != header[1] || !hasRightLength(command, length)) {
-        reject(m_received.left(headerBytes + 2), QStringLiteral("no such packet"));
+        reject(m_received.left(headerBytes + 2), "no such packet");
         m_received.remove(0, 1); // a packet may begin inside of it
         return true;
     }
@@ -104,7 +132,7 @@ bool FlashKernel::takePacket()
     if (packet.back() == trailer) {
         obey(command, packet.mid(headerBytes + 2, length));
     } else {
-        reject(packet, QStringLiteral("no end"));
+        reject(packet, "no end");
     }
     return true;
 }
@@ -126,13 +154,13 @@ void FlashKernel::obey(int command, const QByteArray &arguments)
 void FlashKernel::setAddress(const QByteArray &arguments)
 {
     if (!m_page.isEmpty()) {
-        reject(m_page, QStringLiteral("page not ended"));
+        reject(m_page, "page not ended");
     }
     m_page.clear();
     m_address = qFromBigEndian<quint32>(arguments.constData());
     if (!DspFlash::holds(*m_address, 1)) {
         m_address.reset();
-        reject(arguments, QStringLiteral("address outside the flash"));
+        reject(arguments, "address outside the flash");
     }
 }
 
@@ -140,9 +168,9 @@ void FlashKernel::addData(const QByteArray &arguments)
 {
     const int bytes = m_page.size() + arguments.size();
     if (!m_address) {
-        reject(arguments, QStringLiteral("no address"));
+        reject(arguments, "no address");
     } else if (bytes > pageBytes || !DspFlash::holds(*m_address, (bytes + 1) / 2)) {
-        reject(arguments, QStringLiteral("past the end of the page or the flash"));
+        reject(arguments, "past the end of the page or the flash");
     } else {
         m_page += arguments;
     }
@@ -151,73 +179,62 @@ void FlashKernel::addData(const QByteArray &arguments)
 void FlashKernel::endPage(bool writes)
 {
     if (!m_address || m_page.isEmpty()) {
-        return reject({}, QStringLiteral("empty page"));
+        return reject({}, "empty page");
     }
     const QVector<quint16> words = wordsOf(m_page);
-    if (writes) {
-        workFor(m_spec.pageWriteMs, [this, words] { writePage(words); });
-    } else {
-        verifyPage(words);
+    if (!writes) {
+        const bool equal = m_flash.equals(*m_address, words);
+        reportPage("pageVerified", words.size(), "equal", equal);
+        return answerPage(equal);
     }
+    workFor(m_spec.pageWriteMs, [this, words] {
+        const int notErased = m_flash.write(*m_address, words);
+        reportPage("pageWritten", words.size(), "notErased", notErased);
+        answerPage(notErased == 0);
+    });
 }
 
-void FlashKernel::writePage(const QVector<quint16> &words)
+void FlashKernel::reportPage(const char *event, int words, const char *key, const QJsonValue &value)
 {
-    const int notErased = m_flash.write(*m_address, words);
-    emit happened(QStringLiteral("pageWritten"), {{QStringLiteral("address"), hexAddress(*m_address)},
-                                                  {QStringLiteral("words"), words.size()},
-                                                  {QStringLiteral("notErased"), notErased}});
-    m_page.clear();
-    m_address.reset();
-    answer(notErased == 0 ? "ACK\n" : "NAK\n");
+    const QString address = QString::number(*m_address, 16).toUpper();
+    m_log.report(event, {{"address", address}, {"words", words}, {key, value}});
 }
 
-void FlashKernel::verifyPage(const QVector<quint16> &words)
+void FlashKernel::answerPage(bool isRight)
 {
-    const bool equal = m_flash.equals(*m_address, words);
-    emit happened(QStringLiteral("pageVerified"), {{QStringLiteral("address"), hexAddress(*m_address)},
-                                                   {QStringLiteral("words"), words.size()},
-                                                   {QStringLiteral("equal"), equal}});
     m_page.clear();
     m_address.reset();
-    answer(equal ? "ACK\n" : "NAK\n");
+    emit sends(isRight ? "ACK\n" : "NAK\n");
 }
 
 void FlashKernel::erase(int argument)
 {
-    emit happened(QStringLiteral("eraseStarted"), {{QStringLiteral("argument"), argument}});
+    m_log.report("eraseStarted", {{"argument", argument}});
     if (argument != eraseArgument || m_spec.eraseAnswer == FlashKernelSpec::Nak) {
-        emit happened(QStringLiteral("eraseRefused"), {{QStringLiteral("argument"), argument}});
-        return answer("NAK\n");
+        m_log.report("eraseRefused", {{"argument", argument}});
+        emit sends("NAK\n");
+        return;
     }
     if (m_spec.eraseAnswer == FlashKernelSpec::Silent) {
         return;
     }
     m_page.clear();
     m_address.reset();
-    m_flash.clear(m_spec.erasedSectors);
+    m_flash.clear();
     workFor(m_spec.eraseMs, [this] { finishErase(); });
 }
 
 void FlashKernel::finishErase()
 {
-    m_flash.erase(m_spec.erasedSectors);
-    emit happened(QStringLiteral("erased"),
-                  {{QStringLiteral("sectors"), QString::fromLatin1(m_spec.erasedSectors)}});
-    answer(m_spec.eraseAnswer == FlashKernelSpec::AckWithoutNewline ? "ACK" : "ACK\n");
+    m_flash.erase();
+    m_log.report("erased");
+    emit sends(m_spec.eraseAnswer == FlashKernelSpec::AckWithoutNewline ? "ACK" : "ACK\n");
 }
 
-void FlashKernel::reject(const QByteArray &bytes, const QString &reason)
+void FlashKernel::reject(const QByteArray &bytes, const char *reason)
 {
-    emit happened(
-        QStringLiteral("packetRejected"),
-        {{QStringLiteral("bytes"), QString::fromLatin1(bytes.toHex())}, {QStringLiteral("reason"), reason}});
-    answer("NAK\n");
-}
-
-void FlashKernel::answer(const QByteArray &text)
-{
-    emit sends(text);
+    m_log.report("packetRejected", {{"bytes", hexDigits(bytes)}, {"reason", QLatin1String(reason)}});
+    emit sends("NAK\n");
 }
 
 void FlashKernel::workFor(int ms, const std::function<void()> &then)
@@ -232,7 +249,7 @@ void FlashKernel::workFor(int ms, const std::function<void()> &then)
 void FlashKernel::finishWork()
 {
     if (m_lost > 0) {
-        emit happened(QStringLiteral("bytesLost"), {{QStringLiteral("count"), m_lost}});
+        m_log.report("bytesLost", {{"count", m_lost}});
         m_lost = 0;
     }
     const std::function<void()> then = std::move(m_then);

@@ -1,14 +1,49 @@
 #pragma once
 
-#include "dspflash.h"
+#include "eventlog.h"
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QObject>
 #include <QTimer>
+#include <QVector>
 
 #include <functional>
 #include <optional>
+
+// The flash of one DSP, as 16-bit words at word addresses from 3E8000 on. The boot loader takes pages up
+// to the end of 3F8FFF, and erases all of it at once. Flash only turns ones into zeros: a word that was
+// not erased before it is written holds what both have in common. Pure, owned by a Dsp.
+class DspFlash
+{
+public:
+    static constexpr quint32 begin = 0x3E8000;
+    static constexpr quint32 end = 0x3F9000; // one past the last word
+
+    // Holds some older program.
+    DspFlash();
+
+    static bool holds(quint32 address, int words)
+    {
+        return words >= 0 && address >= begin && address <= end && quint32(words) <= end - address;
+    }
+
+    // clear() is the first half of an erase, all bits zero, and what an erase that was cut short
+    // leaves; erase() is the whole.
+    void clear() { m_words.fill(0x0000); }
+    void erase() { m_words.fill(0xFFFF); }
+
+    // Both need holds(address, words.size()). Writing returns how many words did not take their value.
+    int write(quint32 address, const QVector<quint16> &words);
+    bool equals(quint32 address, const QVector<quint16> &words) const;
+
+    bool isBlank() const;
+
+    // Every word from `begin` on, the high byte first: the order of the data in a firmware file.
+    QByteArray dump() const;
+
+private:
+    QVector<quint16> m_words;
+};
 
 // How the flash program of a DSP takes its time, and how it fails when a scenario wants it to.
 struct FlashKernelSpec
@@ -17,8 +52,7 @@ struct FlashKernelSpec
 
     int eraseMs = 8000;
     int pageWriteMs = 400;
-    QByteArray erasedSectors = "ABCD"; // by the erase command's one argument
-    EraseAnswer eraseAnswer = Ack;     // Nak and Silent leave the flash as it is
+    EraseAnswer eraseAnswer = Ack; // Nak and Silent leave the flash as it is
 };
 
 // The flash program that the boot loader image carries, running on a DSP. Owned by a Dsp. Packets:
@@ -28,7 +62,7 @@ struct FlashKernelSpec
 // Writing, comparing and erasing answer "ACK\n", or "NAK\n" when the flash is not as it was told.
 // While it works on the flash it does not listen: bytes that come then are lost.
 //
-// Events: "eraseStarted" with argument; "erased" with sectors; "eraseRefused"; "pageWritten" with
+// Events: "eraseStarted" with argument; "erased"; "eraseRefused"; "pageWritten" with
 // address, words and notErased; "pageVerified" with address, words and equal; "packetRejected" with
 // bytes and reason; "bytesLost" with count.
 class FlashKernel : public QObject
@@ -37,13 +71,12 @@ class FlashKernel : public QObject
 
 public:
     // `flash` must outlive it.
-    FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, QObject *parent = nullptr);
+    FlashKernel(const FlashKernelSpec &spec, DspFlash &flash, const EventLog &log);
 
     void receive(const QByteArray &bytes);
 
 signals:
     void sends(const QByteArray &bytes);
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     bool takePacket(); // true when it took something off m_received
@@ -51,17 +84,17 @@ private:
     void setAddress(const QByteArray &arguments);
     void addData(const QByteArray &arguments);
     void endPage(bool writes);
-    void writePage(const QVector<quint16> &words);
-    void verifyPage(const QVector<quint16> &words);
+    void reportPage(const char *event, int words, const char *key, const QJsonValue &value);
     void erase(int argument);
     void finishErase();
-    void reject(const QByteArray &bytes, const QString &reason);
-    void answer(const QByteArray &text);
+    void answerPage(bool isRight);
+    void reject(const QByteArray &bytes, const char *reason);
     void workFor(int ms, const std::function<void()> &then);
     void finishWork();
 
     FlashKernelSpec m_spec;
     DspFlash &m_flash;
+    EventLog m_log;
     QByteArray m_received;
     std::optional<quint32> m_address; // of the page that is being filled
     QByteArray m_page;

@@ -1,77 +1,97 @@
 #include "gpioport.h"
 
-GpioPort::GpioPort(GpioPins &pins, int wrongAnswerAt, QObject *parent)
-    : QObject(parent), m_pins(pins), m_wrongAnswerAt(wrongAnswerAt)
+#include <utility>
+
+namespace {
+
+constexpr int allPins = 0x07;
+constexpr int commandBytes = 9;
+
+enum Command : char {
+    GetFunctions = 0x10,
+    GetDirections = 0x11,
+    GetActiveLevels = 0x12,
+    GetStates = 0x13,
+    SetDirections = 0x19,
+    SetActiveLevels = 0x1A,
+    SetStates = 0x1B
+};
+
+int merged(int old, int mask, int value)
 {
-    connect(&m_server, &QTcpServer::newConnection, this, &GpioPort::accept);
+    return ((old & ~mask) | (value & mask)) & allPins;
 }
 
-GpioPort::~GpioPort()
+} // namespace
+
+GpioPort::GpioPort(int wrongAnswerAt, const EventLog &log)
+    : m_log(log), m_port(ClientPort::Second::Reset, log), m_wrongAnswerAt(wrongAnswerAt)
 {
-    blockSignals(true); // whoever listens may be half gone
-    close();
+    connect(&m_port, &ClientPort::received, this, &GpioPort::receive);
+    connect(&m_port, &ClientPort::clientLeft, this, [this] {
+        m_received.clear();
+        m_commands = 0;
+    });
 }
 
-bool GpioPort::open(const QHostAddress &address, quint16 port)
+void GpioPort::restart()
 {
-    m_port = port;
-    return m_server.listen(address, port);
+    m_port.close();
+    m_pins = {};
 }
 
-void GpioPort::close()
+int GpioPort::levels() const
 {
-    m_server.close();
-    const QList<QTcpSocket *> sockets = m_clients.keys();
-    for (QTcpSocket *const socket : sockets) {
-        socket->abort();
+    return merged(allPins, m_pins.outputs, m_pins.active ^ m_pins.activeLow);
+}
+
+void GpioPort::receive(const QByteArray &bytes)
+{
+    m_received += bytes;
+    while (m_received.size() >= commandBytes) {
+        const QByteArray command = m_received.left(commandBytes);
+        m_received.remove(0, commandBytes);
+        const Pins before = m_pins;
+        QByteArray answer = obey(command);
+        if (++m_commands == m_wrongAnswerAt && answer.size() > 1) {
+            m_pins = before;
+            answer[1] = char(answer.at(1) ^ allPins);
+        }
+        m_log.report("gpioCommand", {{"bytes", hexDigits(command)}, {"answer", hexDigits(answer)}});
+        emit changed();
+        m_port.send(answer);
     }
 }
 
-void GpioPort::accept()
+QByteArray GpioPort::obey(const QByteArray &command)
 {
-    while (QTcpSocket *const socket = m_server.nextPendingConnection()) {
-        m_clients.insert(socket, {});
-        connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
-        connect(socket, &QTcpSocket::disconnected, this, [this, socket] { forget(socket); });
-        report(QStringLiteral("connected"), *socket);
+    const int mask = static_cast<unsigned char>(command.at(1)); // the pins are all in the first byte
+    const int value = static_cast<unsigned char>(command.at(5));
+    int answer = 0;
+    switch (command.at(0)) {
+    case SetDirections:
+        m_pins.outputs = merged(m_pins.outputs, mask, value);
+        [[fallthrough]];
+    case GetDirections:
+        answer = m_pins.outputs;
+        break;
+    case SetActiveLevels:
+        m_pins.activeLow = merged(m_pins.activeLow, mask, value);
+        [[fallthrough]];
+    case GetActiveLevels:
+        answer = m_pins.activeLow;
+        break;
+    case SetStates:
+        m_pins.active = merged(m_pins.active, mask, value);
+        [[fallthrough]];
+    case GetStates:
+        answer = levels() ^ m_pins.activeLow;
+        break;
+    case GetFunctions:
+        answer = allPins;
+        break;
+    default:
+        return QByteArray(1, '\xFF');
     }
-}
-
-void GpioPort::forget(QTcpSocket *socket)
-{
-    m_clients.remove(socket);
-    socket->deleteLater();
-    report(QStringLiteral("disconnected"), *socket);
-}
-
-void GpioPort::report(const QString &event, const QTcpSocket &socket)
-{
-    emit happened(
-        event, {{QStringLiteral("peer"), socket.peerAddress().toString()}, {QStringLiteral("port"), m_port}});
-}
-
-void GpioPort::read(QTcpSocket *socket)
-{
-    Client &client = m_clients[socket];
-    client.received += socket->readAll();
-    while (client.received.size() >= GpioPins::commandBytes) {
-        const QByteArray command = client.received.left(GpioPins::commandBytes);
-        client.received.remove(0, command.size());
-        socket->write(answer(command, ++client.commands));
-    }
-}
-
-QByteArray GpioPort::answer(const QByteArray &command, int number)
-{
-    const bool wrong = number == m_wrongAnswerAt;
-    GpioPins disobedient = m_pins;
-    QByteArray reply = (wrong ? disobedient : m_pins).obey(command);
-    if (wrong && reply.size() > 1) {
-        reply[1] = char(reply.at(1) ^ 0x07);
-    }
-    emit happened(QStringLiteral("gpioCommand"),
-                  {{QStringLiteral("bytes"), QString::fromLatin1(command.toHex())},
-                   {QStringLiteral("answer"), QString::fromLatin1(reply.toHex())}});
-    emit changed();
-    return reply;
+    return command.left(1) + QByteArray(1, char(answer)) + QByteArray(3, '\0');
 }

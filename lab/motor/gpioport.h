@@ -1,51 +1,51 @@
 #pragma once
 
-#include "gpiopins.h"
+#include "clientport.h"
 
-#include <QHash>
-#include <QJsonObject>
+#include <QByteArray>
 #include <QObject>
-#include <QTcpServer>
-#include <QTcpSocket>
 
-// The module's control port for its pins, TCP 30704, for any number of clients; MotorDriver owns it
-// and the pins. A command may come in any number of segments.
+// The module's three configurable pins and their control port, TCP 30704; MotorDriver owns it.
+// A command is nine bytes, in any number of segments: command, mask and value, both 32 bits with the low
+// byte first; bit 0 is CP1. The answer is the command and the value of all pins after it, whatever the mask:
+//   10 get functions   11 get directions (1: output)   12 get active levels (1: active low)
+//   13 get states (1: active)   19 set directions   1A set active levels   1B set states
+// Any other command is answered with the single byte FF. An input is pulled high; an output that was
+// never set is inactive. What is set here lasts until the module restarts.
 //
-// Events: "connected" and "disconnected" with peer and port; "gpioCommand" with bytes and answer.
+// Event "gpioCommand" with bytes and answer.
 class GpioPort : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr quint16 defaultPort = 30704;
-
     // `wrongAnswerAt`: which command of a connection, from 1 on, is not obeyed and answered wrong; 0: none.
-    GpioPort(GpioPins &pins, int wrongAnswerAt, QObject *parent = nullptr);
-    ~GpioPort() override;
+    GpioPort(int wrongAnswerAt, const EventLog &log);
 
-    bool open(const QHostAddress &address, quint16 port);
-    void close(); // drops all connections
+    bool open(quint32 address) { return m_port.open(address, 30704); }
+    void restart(); // drops the client, and forgets
+
+    // Which pins are high, bit 0 is CP1.
+    int levels() const;
 
 signals:
     void changed(); // the pins may have
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
-    struct Client
+    struct Pins
     {
-        QByteArray received;
-        int commands = 0;
+        int outputs = 0;
+        int activeLow = 0;
+        int active = 0; // of those that are outputs
     };
 
-    void accept();
-    void forget(QTcpSocket *socket);
-    void report(const QString &event, const QTcpSocket &socket);
-    void read(QTcpSocket *socket);
-    QByteArray answer(const QByteArray &command, int number);
+    void receive(const QByteArray &bytes);
+    QByteArray obey(const QByteArray &command);
 
-    GpioPins &m_pins;
+    EventLog m_log;
+    ClientPort m_port;
     int m_wrongAnswerAt;
-    quint16 m_port = 0;
-    QTcpServer m_server;
-    QHash<QTcpSocket *, Client> m_clients;
+    Pins m_pins;
+    QByteArray m_received; // of a command that is not whole
+    int m_commands = 0;    // of this client
 };

@@ -1,25 +1,23 @@
 #pragma once
 
 #include "dsppair.h"
-#include "gpiopins.h"
 #include "gpioport.h"
-#include "moduleport.h"
-#include "modulesettings.h"
+#include "moduleservice.h"
 #include "pacedbytes.h"
 #include "setupport.h"
 
 #include <QByteArray>
-#include <QHostAddress>
 #include <QJsonObject>
-#include <QObject>
 
 #include <optional>
 
+class JsonReader;
+
+// A scenario's "motor" object; docs/virtual-lab.md lists its keys.
 struct MotorDriverSpec
 {
-    DspPairSpec dsps;
+    DspSpec dsps;
     SetupPortSpec setup;
-    ModuleSettings settings = motorDriverSettings();
 
     Pace replies;          // of both text ports, when they deliver in pieces
     bool pacedLine = true; // the serial line takes the time that its speed asks for
@@ -28,62 +26,46 @@ struct MotorDriverSpec
     int cutConnection = 0; // only for this connection to the tunnel, from 1 on; 0: for each
     std::optional<QByteArray> oldBytes; // what the DSPs said to nobody is kept for the next client; this for
                                         // the first one
-
-    quint16 setupPort = SetupPort::defaultPort;
-    quint16 gpioPort = GpioPort::defaultPort;
 };
 
-// A motor driver: the module with its setup menu, its pins and its tunnel, and the DSPs behind them.
-// The settings choose the tunnel's port and the speed of the serial line. Owned by whatever gives it
-// an address, opens it and, when asked to, closes it for the time of a restart and opens it again.
+MotorDriverSpec readMotorDriverSpec(JsonReader &reader);
+
+// A motor driver: what its module offers, the setup menu, the pins and the tunnel, and the DSPs behind
+// them. The settings choose the tunnel's port and the speed of the serial line; when the menu was left
+// with new ones, the module restarts.
 //
-// Events: "connectionCut" with port and bytes, and those of its ports and of DspPair.
-class MotorDriver : public QObject
+// Command "dumpFlash" with dsp ("communication" or "control") and path: writes the words of the flash
+// from 3E8000 on, the high byte of each first. Event "flashDumped" with dsp, path and words.
+class MotorDriver : public ModuleService
 {
     Q_OBJECT
 
 public:
-    explicit MotorDriver(const MotorDriverSpec &spec, QObject *parent = nullptr);
+    // `mac`, six bytes, is the module's.
+    MotorDriver(const MotorDriverSpec &spec, const QByteArray &mac, const EventLog &log);
 
-    // Puts the module on the network. `mac` has six bytes. False when a port is not to be had.
-    bool open(const QHostAddress &address, const QByteArray &mac);
+    bool start(const NetworkIdentity &identity) override;
 
-    // Takes it off: connections break, the pins are what they were at first. The DSPs live on.
-    void close();
+    // Connections break, the pins are what they were at first. The DSPs live on.
+    void stop() override;
 
-    // As the settings have them now.
-    const ModuleSettings &settings() const { return m_spec.settings; }
-    void setSettings(const ModuleSettings &settings) { m_spec.settings = settings; }
-
-    const DspPair &dsps() const { return m_dsps; }
-    QJsonObject state() const;
-
-signals:
-    void restarts(); // the module wants to: close() and open() it
-    void happened(const QString &event, const QJsonObject &fields);
+    QJsonObject state() const override;
+    QString carryOut(const QJsonObject &command) override;
 
 private:
-    void connectSetup();
-    void connectTunnel();
-    void connectLine();
     void greetClient();
-    void takeFromClient(const QByteArray &bytes);
     void passToClient(const QByteArray &bytes);
-    void passToDsps(const QByteArray &bytes);
-    void takeFromDsps(const QByteArray &bytes);
-    bool isCutDue() const;
 
     MotorDriverSpec m_spec;
+    QByteArray m_mac;
+    EventLog m_log;
+    ModuleSettings m_settings;
     int m_baudrate = 0; // since the last restart; the settings may already say another
     DspPair m_dsps;
-    GpioPins m_pins;
     SetupPort m_setup;
     GpioPort m_gpio;
-    ModulePort m_tunnel;
-    PacedBytes m_output; // to the tunnel's client
+    ClientPort m_tunnel;
     PacedBytes m_lineIn; // to the DSPs
     PacedBytes m_lineOut;
     QByteArray m_unheard; // what the DSPs said while nobody was there
-    int m_connection = 0; // to the tunnel, counted from 1
-    int m_fromClient = 0; // bytes of this connection
 };

@@ -1,13 +1,12 @@
 #include "setupmenu.h"
 
-#include "setuptexts.h"
-
 namespace {
 
-constexpr char telnetCommand = '\xFF';
-constexpr int telnetCommandBytes = 3;
 constexpr int fieldBytes = 16;
 constexpr int baudrateFieldBytes = 6;
+
+constexpr std::array<quint32, 13> rates{38400, 19200,  9600,  4800,   2400,   1200,  600,
+                                        300,   115200, 57600, 230400, 460800, 921600};
 
 } // namespace
 
@@ -28,10 +27,6 @@ QByteArray SetupMenu::receive(const QByteArray &bytes)
 
 QByteArray SetupMenu::take(char character)
 {
-    if (m_telnetBytes > 0 || character == telnetCommand) {
-        m_telnetBytes = m_telnetBytes > 0 ? m_telnetBytes - 1 : telnetCommandBytes - 1;
-        return {}; // the client's wishes are not looked at
-    }
     if (character == '\n' || character == '\0') {
         return {};
     }
@@ -41,7 +36,8 @@ QByteArray SetupMenu::take(char character)
     if (m_screen == Screen::Banner) {
         return {};
     }
-    const bool oneKey = m_screen == Screen::Question && question().answer == SetupQuestion::OneKey;
+    const bool oneKey = m_screen == Screen::Question && m_question < ChannelFields &&
+                        setuptexts::answer(m_question) == ChannelPrompt::OneKey;
     return oneKey ? takeKey(character) : type(character);
 }
 
@@ -51,19 +47,12 @@ QByteArray SetupMenu::takeKey(char key)
     if (!yes && key != 'N' && key != 'n') {
         return {};
     }
-    return QByteArray(1, key) + answerQuestion(yes ? "1" : "0");
+    return QByteArray(1, key) + answer(yes ? "1" : "0");
 }
 
 QByteArray SetupMenu::type(char character)
 {
-    if (character == '\b' || character == '\x7F') {
-        if (m_typed.isEmpty()) {
-            return {};
-        }
-        m_typed.chop(1);
-        return "\b \b";
-    }
-    const bool isRate = m_screen == Screen::Question && question().answer == SetupQuestion::Baudrate;
+    const bool isRate = m_screen == Screen::Question && m_question == Baudrate;
     if (m_typed.size() == (isRate ? baudrateFieldBytes : fieldBytes)) {
         return {};
     }
@@ -78,122 +67,77 @@ QByteArray SetupMenu::enter()
     const QByteArray echo = typed.isEmpty() ? "" : "\n";
     switch (m_screen) {
     case Screen::Banner:
-        if (!m_settings.password.isEmpty()) {
-            m_screen = Screen::Password;
-            return setuptexts::crLf() + "Password  :";
-        }
         return setuptexts::listing(m_settings) + showMenu();
-    case Screen::Password:
-        if (typed != m_settings.password) {
-            return echo + setuptexts::crLf() + "Password  :";
-        }
-        return echo + setuptexts::listing(m_settings) + showMenu();
     case Screen::Menu:
         return echo + choose(typed);
     case Screen::Question:
-        return echo + answerQuestion(typed);
+        return echo + answer(typed);
     }
     return {};
 }
 
 QByteArray SetupMenu::choose(const QByteArray &choice)
 {
-    if (choice == "7") {
-        m_settings = m_settings.withDefaults();
-        return setuptexts::crLf() + showMenu();
+    if (choice == "1") {
+        m_screen = Screen::Question;
+        m_question = 0;
+        return ask();
     }
     if (choice == "8") {
         m_end = End::Dropped;
-        return setuptexts::crLf() + "exiting without save !" + setuptexts::lfCr();
+        return setuptexts::screen("<N>exiting without save !<L>");
     }
     if (choice == "9") {
         m_end = End::Saved;
-        return setuptexts::crLf() + "Parameters stored ..." + setuptexts::lfCr();
+        return setuptexts::screen("<N>Parameters stored ...<L>");
     }
-    if (setupQuestions(choice).isEmpty()) {
-        return showMenu();
-    }
-    m_choice = choice;
-    m_settings.changesPassword = 0;
-    m_settings.changesHostList = 0;
-    m_screen = Screen::Question;
-    m_question = -1;
-    m_asked = 0;
-    return askNext();
+    return showMenu();
 }
 
-QByteArray SetupMenu::answerQuestion(const QByteArray &typed)
+QByteArray SetupMenu::answer(const QByteArray &typed)
 {
-    if (m_wantedRate != 0) {
-        const bool agreed = typed == "1";
-        m_settings.baudrate = agreed ? m_wantedRate : m_settings.baudrate;
-        m_settings.cpu = agreed ? ModuleSettings::cpuHigh : m_settings.cpu;
-        m_wantedRate = 0;
-        return agreed ? askNext() : ask();
+    if (m_question == Baudrate && isRefused(typed)) {
+        return setuptexts::screen("<N>Invalid Baudrate !!!") + ask(); // for ever, if need be
     }
-    if (question().answer == SetupQuestion::Baudrate) {
-        return answerBaudrate(typed);
-    }
-    if (!typed.isEmpty()) {
-        takeSetupAnswer(question(), typed, m_settings);
-    }
-    return askNext();
-}
-
-QByteArray SetupMenu::answerBaudrate(const QByteArray &typed)
-{
-    if (typed.isEmpty()) {
-        return askNext();
-    }
-    const quint32 rate = typed.toUInt();
-    if (!isSetupBaudrate(typed) || m_faults.refusedRates.contains(rate)) {
-        return setuptexts::crLf() + "Invalid Baudrate !!!" + ask(); // for ever, if need be
-    }
-    if (needsHighPerformance(rate) && m_settings.cpu != ModuleSettings::cpuHigh) {
-        m_wantedRate = rate;
-        return setuptexts::crLf() + "Requires CPU high performance!" + ask();
-    }
-    m_settings.baudrate = rate;
-    return askNext();
-}
-
-QByteArray SetupMenu::askNext()
-{
-    const QVector<SetupQuestion> &questions = setupQuestions(m_choice);
-    do {
-        ++m_question;
-    } while (m_question < questions.size() && questions.at(m_question).applies != nullptr &&
-             !questions.at(m_question).applies(m_settings));
-    if (isDialogueOver()) {
-        return showMenu();
-    }
-    ++m_asked;
+    keep(typed);
+    ++m_question;
     return ask();
 }
 
-bool SetupMenu::isDialogueOver() const
+bool SetupMenu::isRefused(const QByteArray &rate) const
 {
-    if (m_choice == "1" && m_faults.channelPrompts > 0) {
-        return m_asked == m_faults.channelPrompts;
+    bool isKnown = rate.isEmpty(); // as it is
+    for (const quint32 known : rates) {
+        isKnown = isKnown || rate == QByteArray::number(known);
     }
-    return m_question >= setupQuestions(m_choice).size();
+    return !isKnown || rate == QByteArray::number(m_faults.refusedBaudrate);
 }
 
-const SetupQuestion &SetupMenu::question() const
+// What cannot be an answer leaves the value as it is.
+void SetupMenu::keep(const QByteArray &typed)
 {
-    // Asked for beyond the dialogue's own end: its changes go where nothing looks.
-    static const SetupQuestion extra{SetupQuestion::Decimal, "Reserved ", " ? ", &ModuleSettings::reserved};
-    if (m_wantedRate != 0) {
-        return highPerformanceQuestion();
+    if (m_question >= ChannelFields) {
+        return;
     }
-    const QVector<SetupQuestion> &questions = setupQuestions(m_choice);
-    return m_question < questions.size() ? questions.at(m_question) : extra;
+    const ChannelPrompt::Answer answer = setuptexts::answer(m_question);
+    const bool isHex = answer == ChannelPrompt::Hexadecimal;
+    const quint32 most = isHex || answer == ChannelPrompt::Number ? 0xFF
+                         : m_question == Baudrate                 ? rates.back()
+                                                                  : 0xFFFF;
+    bool isNumber = false;
+    const quint32 value = typed.toUInt(&isNumber, isHex ? 16 : 10);
+    if (isNumber && value <= most) {
+        m_settings.channel.at(static_cast<std::size_t>(m_question)) = value;
+    }
 }
 
-QByteArray SetupMenu::ask() const
+QByteArray SetupMenu::ask()
 {
-    return (question().continuesLine() ? QByteArray() : setuptexts::crLf()) +
-           setupPrompt(question(), m_settings);
+    if (m_question == (m_faults.channelPrompts > 0 ? m_faults.channelPrompts : int{ChannelFields})) {
+        return showMenu();
+    }
+    return m_question < ChannelFields ? setuptexts::prompt(m_question, m_settings)
+                                      : setuptexts::screen("<N>Reserved (0) ? ");
 }
 
 QByteArray SetupMenu::showMenu()

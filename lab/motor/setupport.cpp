@@ -1,34 +1,28 @@
 #include "setupport.h"
 
-#include "setuptexts.h"
+#include <utility>
 
-SetupPort::SetupPort(const SetupPortSpec &spec, const Pace &replies, QObject *parent)
-    : QObject(parent), m_spec(spec)
+SetupPort::SetupPort(const SetupPortSpec &spec, const Pace &replies, const EventLog &log)
+    : m_spec(spec), m_log(log), m_port(ClientPort::Second::Reset, log)
 {
-    m_output.setPace(replies);
-    const QVector<QPair<QTimer *, int>> timers{
-        {&m_bannerPause, spec.bannerPauseMs}, {&m_window, spec.windowMs}, {&m_store, spec.storeMs}};
-    for (const auto &[timer, ms] : timers) {
+    m_port.setPace(replies);
+    m_port.setCut(spec.cutAfterBytes);
+    for (QTimer *timer : {&m_bannerPause, &m_window, &m_store}) {
         timer->setSingleShot(true);
-        timer->setInterval(ms);
     }
-    connect(&m_port, &ModulePort::clientArrived, this, &SetupPort::greet);
-    connect(&m_port, &ModulePort::received, this, &SetupPort::receive);
-    connect(&m_port, &ModulePort::clientLeft, this, &SetupPort::forgetClient);
-    connect(&m_port, &ModulePort::happened, this, &SetupPort::happened);
-    connect(&m_output, &PacedBytes::passed, &m_port, &ModulePort::send);
+    connect(&m_port, &ClientPort::clientArrived, this, &SetupPort::greet);
+    connect(&m_port, &ClientPort::received, this, &SetupPort::receive);
+    connect(&m_port, &ClientPort::clientLeft, this, &SetupPort::forgetClient);
     connect(&m_bannerPause, &QTimer::timeout, this, &SetupPort::finishGreeting);
-    connect(&m_window, &QTimer::timeout, &m_port, &ModulePort::hangUp);
+    connect(&m_window, &QTimer::timeout, &m_port, &ClientPort::hangUp);
     connect(&m_store, &QTimer::timeout, this, &SetupPort::restarts);
 }
 
-bool SetupPort::open(const QHostAddress &address, quint16 port, const QByteArray &mac,
-                     const ModuleSettings &settings)
+bool SetupPort::open(const QByteArray &mac, const ModuleSettings &settings)
 {
-    m_listensAt = port;
     m_mac = mac;
     m_settings = settings;
-    return m_port.open(address, port, int(settings.keepaliveS));
+    return m_port.open(settings.ip, 9999);
 }
 
 void SetupPort::close()
@@ -40,10 +34,9 @@ void SetupPort::close()
 void SetupPort::greet()
 {
     m_menu.emplace(m_settings, m_spec.menu);
-    m_received = 0;
     print(setuptexts::banner(m_mac));
     if (m_spec.bannerPauseMs > 0) {
-        m_bannerPause.start();
+        m_bannerPause.start(m_spec.bannerPauseMs);
     } else {
         finishGreeting();
     }
@@ -52,27 +45,18 @@ void SetupPort::greet()
 void SetupPort::finishGreeting()
 {
     print(setuptexts::pressEnter());
-    m_window.start();
-    const QByteArray early = m_early;
-    m_early.clear();
-    type(early);
+    m_window.start(m_spec.windowMs);
+    type(std::exchange(m_early, {}));
 }
 
 void SetupPort::receive(const QByteArray &bytes)
 {
-    emit happened(QStringLiteral("setupReceived"),
-                  {{QStringLiteral("bytes"), QString::fromLatin1(bytes.toHex())}});
-    m_received += bytes.size();
-    if (m_spec.cutAfterBytes > 0 && m_received >= m_spec.cutAfterBytes) {
-        emit happened(QStringLiteral("connectionCut"),
-                      {{QStringLiteral("port"), m_listensAt}, {QStringLiteral("bytes"), m_received}});
-        return m_port.reset();
-    }
+    m_log.report("setupReceived", {{"bytes", hexDigits(bytes)}});
     if (m_bannerPause.isActive()) {
         m_early += bytes;
-        return;
+    } else {
+        type(bytes);
     }
-    type(bytes);
 }
 
 void SetupPort::type(const QByteArray &keys)
@@ -93,28 +77,24 @@ void SetupPort::type(const QByteArray &keys)
 void SetupPort::store()
 {
     m_settings = m_menu->settings();
-    emit happened(QStringLiteral("parametersStored"), {{QStringLiteral("baudrate"), int(m_settings.baudrate)},
-                                                       {QStringLiteral("port"), int(m_settings.port)}});
-    m_store.start(); // goes on when the client does not wait for it
+    m_log.report("parametersStored",
+                 {{"baudrate", int(m_settings.channel[Baudrate])}, {"port", int(m_settings.channel[Port])}});
+    m_store.start(m_spec.storeMs); // goes on when the client does not wait for it
     emit stored(m_settings);
 }
 
-void SetupPort::print(const QByteArray &text)
+void SetupPort::print(QByteArray text)
 {
-    QByteArray shown = text;
     if (!m_spec.hiddenText.isEmpty()) {
-        shown.replace(m_spec.hiddenText, QByteArray());
+        text.replace(m_spec.hiddenText, QByteArray());
     }
-    if (!shown.isEmpty()) {
-        m_output.push(shown);
-    }
+    m_port.send(text);
 }
 
 void SetupPort::forgetClient()
 {
     m_bannerPause.stop();
     m_window.stop();
-    m_output.clear();
     m_early.clear();
     m_menu.reset();
 }

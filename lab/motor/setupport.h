@@ -1,10 +1,8 @@
 #pragma once
 
-#include "moduleport.h"
-#include "pacedbytes.h"
+#include "clientport.h"
 #include "setupmenu.h"
 
-#include <QJsonObject>
 #include <QObject>
 #include <QTimer>
 
@@ -23,26 +21,22 @@ struct SetupPortSpec
 // The module's setup port, TCP 9999: a client, its banner and its menu. A client that does not press
 // Enter within the window is dropped without a word. Owned by MotorDriver.
 //
-// Events: "setupReceived" with bytes; "parametersStored" with baudrate and port; "connectionCut" with
-// port and bytes; and those of ModulePort.
+// Events: "setupReceived" with bytes; "parametersStored" with baudrate and port.
 class SetupPort : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr quint16 defaultPort = 9999;
-
-    SetupPort(const SetupPortSpec &spec, const Pace &replies, QObject *parent = nullptr);
+    // `replies` is how fast the texts travel.
+    SetupPort(const SetupPortSpec &spec, const Pace &replies, const EventLog &log);
 
     // `mac` has six bytes; `settings` are those that a session starts from.
-    bool open(const QHostAddress &address, quint16 port, const QByteArray &mac,
-              const ModuleSettings &settings);
+    bool open(const QByteArray &mac, const ModuleSettings &settings);
     void close();
 
 signals:
     void stored(const ModuleSettings &settings); // at once
     void restarts();                             // storeMs later
-    void happened(const QString &event, const QJsonObject &fields);
 
 private:
     void greet();
@@ -50,19 +44,17 @@ private:
     void receive(const QByteArray &bytes);
     void type(const QByteArray &keys);
     void store();
-    void print(const QByteArray &text);
+    void print(QByteArray text);
     void forgetClient();
 
     SetupPortSpec m_spec;
-    quint16 m_listensAt = 0;
+    EventLog m_log;
     QByteArray m_mac;
     ModuleSettings m_settings;
-    ModulePort m_port;
-    PacedBytes m_output;
+    ClientPort m_port;
     QTimer m_bannerPause;
     QTimer m_window;
     QTimer m_store;
     std::optional<SetupMenu> m_menu; // while a client is there
     QByteArray m_early;              // what the client typed before the banner was complete
-    int m_received = 0;              // bytes of this client
 };

@@ -1,26 +1,12 @@
 #include "setuptexts.h"
 
+#include <QHostAddress>
+
 namespace {
 
-// Kept as text with short marks for the two line ends, so that a screen can be read here as it looks.
-QByteArray screen(const char *text)
-{
-    QByteArray bytes(text);
-    bytes.replace("<N>", setuptexts::crLf());
-    bytes.replace("<L>", setuptexts::lfCr());
-    return bytes;
-}
+using P = ChannelPrompt;
 
-QByteArray dotted(quint32 address)
-{
-    QByteArray text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += QByteArray::number((address >> shift) & 0xFF) + (shift > 0 ? "." : "");
-    }
-    return text;
-}
-
-QByteArray hex(quint32 value)
+QByteArray hexByte(quint32 value)
 {
     return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
 }
@@ -30,76 +16,68 @@ QByteArray padded(quint32 value, int width)
     return QByteArray::number(value).rightJustified(width, '0');
 }
 
-QByteArray enabled(bool is)
+QByteArray dotted(quint32 address)
 {
-    return is ? "enabled" : "disabled";
+    return QHostAddress(address).toString().toLatin1();
+}
+
+QByteArray enabled(quint32 is)
+{
+    return is != 0 ? "enabled" : "disabled";
 }
 
 QByteArray basics(const ModuleSettings &s)
 {
-    QByteArray text = "<N>\n*** basic parameters <L>Hardware: Ethernet TPI<N>IP addr " + dotted(s.ip);
-    if (s.hasGateway != 0) {
-        text += ", gateway " + dotted(s.gateway) + ",netmask " + dotted(s.netmask());
-    } else {
-        text += ", no gateway set";
-    }
-    return text + (s.password.isEmpty() ? "<N>" : "<N>Telnet config password set<N>");
+    return "<N>\n*** basic parameters <L>Hardware: Ethernet TPI<N>IP addr " + dotted(s.ip) +
+           (s.gateway == 0 ? QByteArray(", no gateway set")
+                           : ", gateway " + dotted(s.gateway) + ",netmask " + dotted(s.netmask)) +
+           "<N>";
 }
 
-QByteArray security(const ModuleSettings &s)
-{
-    return "<N>*** Security<N>"
-           "SNMP is              " +
-           enabled(s.snmpDisabled == 0) + "<N>SNMP Community Name: " + s.snmpCommunity +
-           "<N>Telnet Setup is      " + enabled(s.telnetSetupDisabled == 0) + "<N>TFTP Download is     " +
-           enabled(s.tftpDisabled == 0) + "<N>Port 77FEh is        " + enabled(s.port77feDisabled == 0) +
-           "<N>Web Server is        " + enabled(s.webServerDisabled == 0) + "<N>Web Setup is         " +
-           enabled(s.webSetupDisabled == 0) + "<N>ECHO is              " + enabled(s.echoDisabled == 0) +
-           "<N>Enhanced Password is " + enabled(s.enhancedPassword != 0) + "<N>Port 77F0h is        " +
-           enabled(s.port77f0Disabled == 0) + "<N>";
-}
+const char security[] = "<N>*** Security<N>"
+                        "SNMP is              enabled<N>"
+                        "SNMP Community Name: public<N>"
+                        "Telnet Setup is      enabled<N>"
+                        "TFTP Download is     enabled<N>"
+                        "Port 77FEh is        enabled<N>"
+                        "Web Server is        enabled<N>"
+                        "Web Setup is         enabled<N>"
+                        "ECHO is              disabled<N>"
+                        "Enhanced Password is disabled<N>"
+                        "Port 77F0h is        enabled<N>";
 
-QByteArray connection(const ModuleSettings &s)
+QByteArray channelListing(const std::array<quint32, ChannelFields> &c)
 {
-    if (s.isUdp()) {
-        return "Datagram Type " + hex(s.datagramType) + "<N>Pack Cntrl:   " + hex(s.packControl) + "<N>";
+    const quint32 remote = c[Remote1] << 24 | c[Remote2] << 16 | c[Remote3] << 8 | c[Remote4];
+    QByteArray text = "<N>*** Channel 1<L>Baudrate " + padded(c[Baudrate], 1) + ", I/F Mode " +
+                      hexByte(c[InterfaceMode]) + ", Flow " + hexByte(c[Flow]) + "<L>Port " +
+                      padded(c[Port], 5) + "<N>Connect Mode : " + hexByte(c[ConnectMode]) +
+                      "<N>Send '+++' in Modem Mode " + enabled(c[SendsPlus]) +
+                      "<N>Show IP addr after 'RING' " + enabled(c[ShowsAddress]) +
+                      "<N>Auto increment source port " + enabled(c[IncrementsPort]) +
+                      "<N>Remote IP Adr: " + (remote == 0 ? "--- none ---" : dotted(remote)) + ", Port " +
+                      padded(c[RemotePort], 5) + "<N>Disconn Mode : " + hexByte(c[DisconnectMode]);
+    if (c[DisconnectMinutes] != 0 || c[DisconnectSeconds] != 0) {
+        text += "  Disconn Time: " + padded(c[DisconnectMinutes], 2) + ':' + padded(c[DisconnectSeconds], 2);
     }
-    QByteArray text = hex(s.connectMode) + "<N>Send '+++' in Modem Mode " + enabled(s.sendsPlus != 0) +
-                      "<N>Show IP addr after 'RING' " + enabled(s.showsAddress != 0) +
-                      "<N>Auto increment source port " + enabled(s.incrementsPort != 0) +
-                      "<N>Remote IP Adr: " + (s.remoteIp == 0 ? "--- none ---" : dotted(s.remoteIp)) +
-                      ", Port " + padded(s.remotePort, 5) + "<N>Disconn Mode : " + hex(s.disconnectMode);
-    if (s.disconnectMinutes != 0 || s.disconnectSeconds != 0) {
-        text += "  Disconn Time: " + padded(s.disconnectMinutes, 2) + ':' + padded(s.disconnectSeconds, 2);
-    }
-    text += "<N>Flush   Mode : " + hex(s.flushMode) + "<N>";
-    if (s.sendCharacter1 != 0 || s.sendCharacter2 != 0) {
-        text += "SendChars    : " + hex(s.sendCharacter1) + ' ' + hex(s.sendCharacter2) + " <N>";
+    text += "<N>Flush   Mode : " + hexByte(c[FlushMode]) + "<N>";
+    if (c[SendCharacter1] != 0 || c[SendCharacter2] != 0) {
+        text += "SendChars    : " + hexByte(c[SendCharacter1]) + ' ' + hexByte(c[SendCharacter2]) + " <N>";
     }
     return text;
 }
 
-QByteArray channel(const ModuleSettings &s)
-{
-    return "<N>*** Channel 1<L>Baudrate " + QByteArray::number(s.baudrate) + ", I/F Mode " +
-           hex(s.interfaceMode) + ", Flow " + hex(s.flow) + "<L>Port " + padded(s.port, 5) +
-           "<N>Connect Mode : " + connection(s);
-}
-
-QByteArray expert(const ModuleSettings &s)
-{
-    const QByteArray cpu = s.cpu == ModuleSettings::cpuRegular ? "Regular"
-                           : s.cpu == ModuleSettings::cpuHigh  ? "High"
-                                                               : "Low";
-    return "<N>*** Expert<N>TCP Keepalive    : " + QByteArray::number(s.keepaliveS) +
-           "s<L>ARP cache timeout: " + QByteArray::number(s.arpTimeoutS) + "s<N>CPU performance: " + cpu +
-           "<N>Monitor Mode @ bootup : " + enabled(s.monitorModeDisabled == 0) +
-           "<N>RS485 tx enable  : active " + (s.rs485ActiveHigh != 0 ? "high" : "low") +
-           "<N>HTTP Port Number : " + QByteArray::number(s.httpPort) +
-           "<N>SMTP Port Number : " + QByteArray::number(s.smtpPort) +
-           "<N>MTU Size: " + QByteArray::number(s.mtu) + "<N>Alternate MAC: " + enabled(s.alternateMac != 0) +
-           "<N>Ethernet connection type: auto-negotiate<L>";
-}
+const char expert[] = "<N>*** Expert<N>"
+                      "TCP Keepalive    : 45s<L>"
+                      "ARP cache timeout: 600s<N>"
+                      "CPU performance: High<N>"
+                      "Monitor Mode @ bootup : enabled<N>"
+                      "RS485 tx enable  : active low<N>"
+                      "HTTP Port Number : 80<N>"
+                      "SMTP Port Number : 25<N>"
+                      "MTU Size: 1400<N>"
+                      "Alternate MAC: disabled<N>"
+                      "Ethernet connection type: auto-negotiate<L>";
 
 QByteArray mail()
 {
@@ -115,16 +93,54 @@ QByteArray mail()
     return text;
 }
 
-} // namespace
+constexpr std::array<ChannelPrompt, ChannelFields> prompts{{
+    {P::Decimal, "<N>Baudrate ", " ? "},
+    {P::Hexadecimal, "<N>I/F Mode ", " ? "},
+    {P::Hexadecimal, "<N>Flow ", " ? "},
+    {P::Decimal, "<N>Port No ", " ? "},
+    {P::Hexadecimal, "<N>ConnectMode ", " ? "},
+    {P::OneKey, "<N>Send '+++' in Modem Mode  ", " ? "},
+    {P::OneKey, "<N>Show IP addr after 'RING'  ", " ? "},
+    {P::OneKey, "<N>Auto increment source port  ", " ? "},
+    {P::Number, "<N>Remote IP Address : ", " "},
+    {P::Number, ".", " "},
+    {P::Number, ".", " "},
+    {P::Number, ".", " "},
+    {P::Decimal, "<N>Remote Port  ", " ? "},
+    {P::Hexadecimal, "<N>DisConnMode ", " ? "},
+    {P::Hexadecimal, "<N>FlushMode   ", " ? "},
+    {P::Minutes, "<N>DisConnTime ", " ?"},
+    {P::Seconds, ":", ""},
+    {P::Hexadecimal, "<N>SendChar 1  ", " ? "},
+    {P::Hexadecimal, "<N>SendChar 2  ", " ? "},
+}};
 
-QByteArray setuptexts::crLf()
+QByteArray bracket(int field, const std::array<quint32, ChannelFields> &c)
 {
-    return QByteArray("\r\0\n", lineEndBytes);
+    const quint32 value = c.at(static_cast<std::size_t>(field));
+    switch (setuptexts::answer(field)) {
+    case P::Decimal:
+        return '(' + padded(value, 1) + ')';
+    case P::Hexadecimal:
+        return '(' + hexByte(value) + ')';
+    case P::OneKey:
+        return value != 0 ? "(Y)" : "(N)";
+    case P::Number:
+        return '(' + padded(value, 3) + ')';
+    case P::Minutes:
+        return '(' + padded(value, 2) + ':' + padded(c[DisconnectSeconds], 2) + ')';
+    case P::Seconds:
+        break;
+    }
+    return {};
 }
 
-QByteArray setuptexts::lfCr()
+} // namespace
+
+QByteArray setuptexts::screen(QByteArray text)
 {
-    return QByteArray("\n\r\0", lineEndBytes);
+    text.replace("<N>", QByteArray("\r\0\n", 3));
+    return text.replace("<L>", QByteArray("\n\r\0", 3));
 }
 
 QByteArray setuptexts::banner(const QByteArray &mac)
@@ -140,7 +156,7 @@ QByteArray setuptexts::pressEnter()
 
 QByteArray setuptexts::listing(const ModuleSettings &settings)
 {
-    return screen(basics(settings) + security(settings) + channel(settings) + expert(settings) + mail());
+    return screen(basics(settings) + security + channelListing(settings.channel) + expert + mail());
 }
 
 QByteArray setuptexts::mainMenu()
@@ -154,4 +170,15 @@ QByteArray setuptexts::mainMenu()
                   "  7 Defaults<L>"
                   "  8 Exit without save<N>"
                   "  9 Save and exit            Your choice ? ");
+}
+
+QByteArray setuptexts::prompt(int field, const ModuleSettings &settings)
+{
+    const ChannelPrompt &text = prompts.at(static_cast<std::size_t>(field));
+    return screen(text.before + bracket(field, settings.channel) + text.after);
+}
+
+ChannelPrompt::Answer setuptexts::answer(int field)
+{
+    return prompts.at(static_cast<std::size_t>(field)).answer;
 }

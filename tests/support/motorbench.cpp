@@ -18,21 +18,6 @@ constexpr int patienceMs = 10000;
 const char mac[] = "00:20:4A:AD:64:70";
 const char address[] = "192.168.0.60";
 
-QByteArray image()
-{
-    return ":0400000001020304F2\n:00000001FF\n";
-}
-
-QByteArray lineEnd()
-{
-    return QByteArray("\n\r\0", 3);
-}
-
-QByteArray menuEnd()
-{
-    return "Your choice ? ";
-}
-
 QByteArray zeros(int count)
 {
     return QByteArray(count, '\0');
@@ -53,7 +38,7 @@ Client::Client(quint16 port, const char *host)
     m_socket.waitForConnected(patienceMs);
 }
 
-bool Client::isDropped(int patienceMs)
+bool Client::isDropped()
 {
     m_socket.waitForDisconnected(patienceMs);
     return m_socket.state() == QAbstractSocket::UnconnectedState;
@@ -84,59 +69,6 @@ QByteArray Client::exchange(const QByteArray &bytes, const QByteArray &end)
 QByteArray Client::rest()
 {
     return std::exchange(m_received, {}) + m_socket.readAll();
-}
-
-Setup::Setup() : Client(setupPort)
-{
-    until(lineEnd());
-    exchange("\r\n", menuEnd());
-}
-
-void Setup::typeBaudrate(const QByteArray &rate)
-{
-    exchange("1\r\n" + rate + "\r\n" + QByteArray("\r\n").repeated(18), menuEnd());
-}
-
-bool setBaudrate(const QByteArray &rate)
-{
-    Setup setup;
-    setup.typeBaudrate(rate);
-    return setup.exchange("9\r\n", lineEnd()).contains("Parameters stored ...") && setup.isDropped();
-}
-
-bool setPins(const char *pins)
-{
-    using labroom::hex;
-    const QByteArray wanted = hex(pins) + zeros(3);
-    Client gpio(gpioPort);
-    return gpio.exchange(hex("190700000007000000"), zeros(3)) == hex("1907000000") &&
-           gpio.exchange(hex("1A0700000000000000"), zeros(4)) == hex("1A00000000") &&
-           gpio.exchange(hex("1B0700000000000000"), zeros(4)) == hex("1B00000000") &&
-           gpio.exchange(hex("1B07000000") + wanted, zeros(3)) == hex("1B") + wanted;
-}
-
-QByteArray pageWords(int page)
-{
-    QByteArray words;
-    for (int i = 0; i < 256; ++i) {
-        words.append(static_cast<char>(i)).append(static_cast<char>(page));
-    }
-    return words;
-}
-
-QByteArray erasePacket()
-{
-    return labroom::hex("0C0E0E010B0E");
-}
-
-QByteArray pagePackets(const char *wordAddress, const QByteArray &words)
-{
-    using labroom::hex;
-    QByteArray packets = hex("0C0E0A0400") + hex(wordAddress) + hex("0E");
-    for (int i = 0; i < words.size(); i += 32) {
-        packets += hex("0C0E0C20") + words.mid(i, 32) + hex("0E");
-    }
-    return packets + hex("0C0E0B000E");
 }
 
 void MotorLab::startDriver(const char *motor, int restartMs)

@@ -7,8 +7,7 @@
 #include <QString>
 #include <QTcpSocket>
 
-// A virtual motor driver for a test, and hands to work it without the program: its menu, its pins and
-// the packets of its flash program.
+// A virtual motor driver for a test, and connections to work it without the program.
 namespace motorbench {
 
 extern const char mac[];
@@ -17,13 +16,6 @@ constexpr quint16 setupPort = 9999;
 constexpr quint16 gpioPort = 30704;
 constexpr quint16 tunnelPort = 10001;
 constexpr int flashBytes = 2 * 0x11000;
-
-// A boot loader image with a data record, and so one that a DSP runs.
-QByteArray image();
-
-// The last bytes of a screen that ends with a line, and of the main menu.
-QByteArray lineEnd();
-QByteArray menuEnd();
 
 QByteArray zeros(int count);
 
@@ -38,7 +30,7 @@ public:
 
     bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     bool isRefused() const { return m_socket.error() == QAbstractSocket::ConnectionRefusedError; }
-    bool isDropped(int patienceMs = 10000); // waits for it
+    bool isDropped(); // waits for it
 
     void send(const QByteArray &bytes);
 
@@ -49,33 +41,11 @@ public:
     QByteArray rest(); // what is there
 
     void hangUp() { m_socket.disconnectFromHost(); }
-    QString errorText() const { return m_socket.errorString(); }
 
 private:
     QTcpSocket m_socket;
     QByteArray m_received;
 };
-
-// A connection to the setup port, in the main menu.
-class Setup : public Client
-{
-public:
-    Setup();
-    void typeBaudrate(const QByteArray &rate); // and back to the main menu
-};
-
-// Through the menu to another speed, as a person in a hurry types it. True when it was stored and the
-// module restarts.
-bool setBaudrate(const QByteArray &rate);
-
-// Reset, and then these pins: "05" for the Communication DSP, "06" for the Control DSP, "07" to run.
-bool setPins(const char *pins);
-
-// 256 words that are all different, other ones for another `page`.
-QByteArray pageWords(int page);
-
-QByteArray erasePacket();
-QByteArray pagePackets(const char *wordAddress, const QByteArray &words); // six hexadecimal digits
 
 // The lab with one motor driver that loses no time, unless `motor` says otherwise.
 class MotorLab : public LabProcess

@@ -1,15 +1,11 @@
 #include "updateroom.h"
 
 #include "labroom.h"
-#include "udpprobe.h"
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <algorithm>
 
 using namespace labroom;
 
@@ -58,42 +54,6 @@ QByteArray firmwareFile(const QString &path, int size)
     return image;
 }
 
-QByteArray andOf(QByteArray one, const QByteArray &other)
-{
-    std::transform(one.cbegin(), one.cend(), other.cbegin(), one.begin(),
-                   [](char a, char b) { return static_cast<char>(a & b); });
-    return one;
-}
-
-bool Client::connectNow(const QString &to)
-{
-    connectToHost(to, 10001);
-    return waitForConnected(waitMs);
-}
-
-QByteArray Client::readUntil(const QByteArray &end)
-{
-    while (!m_received.contains(end) && (bytesAvailable() > 0 || waitForReadyRead(waitMs))) {
-        m_received += readAll();
-    }
-    const int found = m_received.indexOf(end);
-    QByteArray bytes = found < 0 ? m_received : m_received.left(found + end.size());
-    m_received.remove(0, bytes.size());
-    return bytes;
-}
-
-QByteArray Client::ask(const QByteArray &bytes)
-{
-    write(bytes);
-    return readUntil("\r\n");
-}
-
-Bench::Bench(const QByteArray &json, const QByteArray &update)
-{
-    startLab(lab, json, update);
-    QVERIFY(client.connectNow());
-}
-
 QByteArray imageIn(LabProcess &lab, const QString &of)
 {
     const QTemporaryDir folder;
@@ -111,22 +71,6 @@ QByteArray imageIn(LabProcess &lab, const QString &of)
     // Two dumps that failed are equal, and would pass for an instrument that nobody touched.
     [&image] { QVERIFY2(!image.isEmpty(), "the lab has dumped no image"); }();
     return image;
-}
-
-QString identityOf(const QString &host)
-{
-    constexpr int keysAt = 12; // also where the code of a binary reply is
-    constexpr int firmwareAt = 44;
-    UdpProbe probe(onCable0());
-    probe.send(discoveryQuery(), host, discoveryPort);
-    const QByteArray reply = probe.receive().value_or(UdpProbe::Reply()).bytes;
-    const QJsonObject keys = QJsonDocument::fromJson(reply.mid(keysAt)).object();
-    if (!keys.isEmpty()) {
-        return field(keys, "CODE") + QLatin1Char(' ') + field(keys, "FW");
-    }
-    const int lineEnd = reply.indexOf("\r\n", firmwareAt); // a power supply's
-    return QString::fromLatin1(reply.mid(keysAt, 2).toHex() + ' ' +
-                               reply.mid(firmwareAt, lineEnd < 0 ? 4 : lineEnd - firmwareAt));
 }
 
 bool storedIs(LabProcess &lab, const QByteArray &image)
