@@ -271,6 +271,7 @@ void TestSettings::typedValuesAreStoredAndShown()
     writeFile(freshFile);
     {
         Bound bound;
+        QVERIFY(!bound.child("lineEditStart")->isEnabled() && !bound.child("lineEditStop")->isEnabled());
         bound.click("labelEnableUnicast"); // captions belong to their boxes
         bound.click("labelEnable");
         for (const auto &[field, typed] : values) {
@@ -372,6 +373,10 @@ void TestSettings::saysWhatTheRangeMeans()
         bound.type("lineEditStart", start); // whichever is typed last
         QVERIFY2(says(text), qPrintable(bound.message()));
         QCOMPARE(bound.mayApply(), *wrong == '\0');
+        QCOMPARE(bound.child("applyBtn")->toolTip(), bound.mayApply() ? QString() : bound.message());
+        const bool isProblem = bound.message().startsWith(QLatin1String("The "));
+        QCOMPARE(bound.child("labelRange")->property("role").toString(),
+                 QLatin1String(isProblem ? "error" : "hint"));
         QCOMPARE(bound.child("lineEditStart")->property("invalid").toBool(),
                  QByteArray(wrong).contains("start"));
         QCOMPARE(bound.child("lineEditStop")->property("invalid").toBool(),
