@@ -79,6 +79,7 @@ void TestModel::catalogueIsSound()
         const QString code = QLatin1String(unknown);
         QVERIFY(!contains(code) && group(code).isEmpty() && !isPowerSupply(code));
     }
+    QVERIFY(devicetables::familyName(4).isEmpty() && devicetables::familyName(-1).isEmpty());
     QVERIFY(lookup(QStringLiteral("2100"), 5).isEmpty() && lookup(QStringLiteral("2100"), -1).isEmpty());
 }
 

@@ -221,12 +221,14 @@ void TestSettings::survivesDamagedFiles_data()
     row("nul bytes", QByteArray("\0\0[scan]\0\nscanTime=\0\0\n", 23));
     row("no ini at all", QByteArray(300000, '['));
     row("damaged date", "[scan]\nstartIp=@DateTime(\\0\\0\\0\\t\\0\\x7f\\xff\\xff\\xff)\n");
-    for (const char *disguise : {"@", "\\x40", "\\x10040", "\\100", "\"@\"", "7, @", "\"7,\" , \"@\"",
-                                 "\xef\xbb\xbf@", "\\q@\\\n", "@\\=", "@\\x", "\\\"\n; \"\nk=@"}) {
+    for (const QByteArray disguise :
+         {"@", "\\x40", "\\x10040", "\\100", "\"@\"", "7, @", "\"7,\" , \"@\"", "\xef\xbb\xbf@", "\\q@\\\n",
+          "@\\=", "@\\x", "\\\"\n; \"\nk=@", "%, @"}) {
         // A list that claims 2147483647 entries: reading it would end the program.
-        row("damaged list behind " + QByteArray(disguise).toPercentEncoding(),
-            QByteArray(*disguise == '\xef' ? "\xef\xbb\xbf" : "") + "[scan]\nstartIp=" + disguise +
-                "Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n");
+        QByteArray list = "startIp=" + disguise + "Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)\n";
+        row("damaged list behind " + disguise.toPercentEncoding(),
+            (disguise.startsWith('\xef') ? "\xef\xbb\xbf" : "") + QByteArray("[scan]\n") +
+                list.replace('%', '\0'));
     }
     row("100 MiB", "", "truncate -s 100M \"$0\"");
     row("pipe", "", "rm \"$0\"; mkfifo \"$0\"");
@@ -383,8 +385,9 @@ void TestSettings::saysWhatTheRangeMeans()
                  QByteArray(wrong).contains("end"));
         QVERIFY(bound.child("labelRange")->isVisible());
     }
-    bound.type("doubleSpinBoxBroadcastTime", "90"); // is shown with the range
-    QVERIFY2(says("takes about 4 min,"), qPrintable(bound.message()));
+    bound.type("lineEditStop", "10.0.0.1");
+    bound.type("doubleSpinBoxBroadcastTime", "10.4"); // follows at once
+    QVERIFY2(says("1 address; a scan takes about 10 s."), qPrintable(bound.message()));
 }
 
 void TestSettings::wrongAddressesAreNeverStored()
