@@ -74,7 +74,6 @@ QList<interfaces_t> NetworkInterfaces::current()
 
 void NetworkInterfaces::fillTable()
 {
-    m_ui->tableNetworks->setRowCount(0);
     m_ui->tableNetworks->setRowCount(m_interfaces.size());
     for (int row = 0; row < m_interfaces.size(); ++row) {
         addRow(row, m_interfaces.at(row));

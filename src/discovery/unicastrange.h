@@ -3,7 +3,6 @@
 #include "ipv4address.h"
 
 #include <QHostAddress>
-#include <QVector>
 
 // The addresses of a unicast scan. From `start` to `end` inclusive, ascending, in host byte order,
 // and none at all unless both are IPv4 and start <= end. Left out are those of addressesNotAsked().
@@ -27,5 +26,3 @@ void visitUnicastAddresses(const QHostAddress &start, const QHostAddress &end, V
         }
     }
 }
-
-QVector<quint32> unicastAddresses(const QHostAddress &start, const QHostAddress &end);

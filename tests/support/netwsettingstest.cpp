@@ -3,21 +3,7 @@
 #include <QClipboard>
 #include <QFile>
 
-QString text(const char *utf8)
-{
-    return QString::fromUtf8(utf8);
-}
-
-QStringList row(int n, const char *ip, const char *mask, const char *gateway)
-{
-    const QString mac = QStringLiteral("00:1A:2B:00:00:%1").arg(n, 2, 16, QLatin1Char('0'));
-    return {text("Bipolar"), QStringLiteral("SN%1").arg(n), mac, text(ip), text(mask), text(gateway)};
-}
-
-Rows threeRows()
-{
-    return {row(1, "10.0.0.10"), row(2, "10.0.0.9"), row(3, "2.0.0.1")};
-}
+using namespace networkrow;
 
 void NetwSettingsTest::open(const Rows &rows)
 {
@@ -45,14 +31,28 @@ void NetwSettingsTest::send(const Rows &rows)
     m_dialog->onApplied();
 }
 
-void NetwSettingsTest::type(int shownRow, int column, const char *typed, bool commit)
+// "1=1.0.0.1 2=10.0.0.9/255.255.0.0": by MAC address; what differs from what row() says.
+QString NetwSettingsTest::sent() const
+{
+    QStringList texts;
+    for (const QStringList &row : m_sent) {
+        texts.append(row.at(MacColumn).right(1) + QLatin1Char('=') + row.at(IpColumn));
+        texts.last() +=
+            row.at(NetmaskColumn) == text("255.0.0.0") ? QString() : text("/") + row.at(NetmaskColumn);
+        texts.last() +=
+            row.at(GatewayColumn) == text("10.0.0.254") ? QString() : text("@") + row.at(GatewayColumn);
+    }
+    return texts.join(QLatin1Char(' '));
+}
+
+void NetwSettingsTest::type(int shownRow, int column, const QString &typed, bool commit)
 {
     m_table->setFocus();
     m_table->setCurrentIndex(cell(shownRow, column));
     QTest::keyClick(m_table, Qt::Key_F2);
     QVERIFY(editor());
     QTest::keyClick(editor(), Qt::Key_Delete); // all of it is selected
-    QTest::keyClicks(editor(), text(typed));
+    QTest::keyClicks(editor(), typed);
     if (commit) {
         QTest::keyClick(editor(), Qt::Key_Return);
     }
@@ -66,13 +66,22 @@ void NetwSettingsTest::select(int top, int left, int bottom, int right)
                                       QItemSelectionModel::ClearAndSelect);
 }
 
-void NetwSettingsTest::paste(QWidget *target, const QString &clipboard)
+void NetwSettingsTest::paste(QWidget *target, const char *clipboard)
 {
-    QApplication::clipboard()->setText(clipboard);
+    QApplication::clipboard()->setText(text(clipboard));
     QTest::keySequence(target, QKeySequence::Paste);
 }
 
-// Loads a file of this content and returns the text of the message, which stays open.
+QString NetwSettingsTest::column(int number, int role) const
+{
+    QStringList texts;
+    for (int i = 0; i < m_table->model()->rowCount(); ++i) {
+        texts.append(cell(i, number).data(role).toString());
+    }
+    return texts.join(QLatin1Char(' '));
+}
+
+// Loads a file of this content and returns what the message says, which stays open.
 QString NetwSettingsTest::upload(const QByteArray &content)
 {
     QFile file(m_folder.filePath(text("upload.csv")));
@@ -82,14 +91,8 @@ QString NetwSettingsTest::upload(const QByteArray &content)
     file.close();
     m_dialog->setFileChoosers({}, [&file] { return file.fileName(); });
     click("uploadFileBtn");
-    return box() ? box()->windowTitle() + QLatin1Char('|') + box()->text() : QString();
-}
-
-QStringList NetwSettingsTest::column(int number) const
-{
-    QStringList texts;
-    for (int i = 0; i < m_table->model()->rowCount(); ++i) {
-        texts.append(shown(i, number));
-    }
-    return texts;
+    return box() ? QStringList{box()->windowTitle(), box()->text(), box()->informativeText(),
+                               box()->detailedText()}
+                       .join(QLatin1Char('|'))
+                 : QString();
 }

@@ -1,47 +1,32 @@
 #include "scanfixture.h"
 
 #include "client.h"
+#include "labroom.h"
 
-#include <QProcess>
+#include <QHostAddress>
 #include <QTest>
 #include <QUdpSocket>
 
 #include <algorithm>
 
-interfaces_t wst0()
+QList<interfaces_t> interfacesOf(const char *text)
 {
-    return {QStringLiteral("wst0"), QStringLiteral("192.168.0.100"), QStringLiteral("255.255.255.0"), true};
-}
-
-interfaces_t wst1()
-{
-    return {QStringLiteral("wst1"), QStringLiteral("10.20.30.100"), QStringLiteral("255.255.255.0"), true};
-}
-
-QJsonObject supply(int number, const QJsonObject &more)
-{
-    QJsonObject instrument{
-        {QStringLiteral("kind"), QStringLiteral("powerSupply")},
-        {QStringLiteral("code"), QStringLiteral("1100")},
-        {QStringLiteral("mac"),
-         QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper()},
-        {QStringLiteral("ip"), QStringLiteral("192.168.0.%1").arg(number)}};
-    for (auto entry = more.constBegin(); entry != more.constEnd(); ++entry) {
-        instrument.insert(entry.key(), entry.value());
+    QList<interfaces_t> list;
+    for (QString word : QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        const bool ticked = !word.startsWith(QLatin1Char('-'));
+        word.remove(QLatin1Char('-'));
+        list.append({word.section(QLatin1Char('@'), 0, 0), word.section(QLatin1Char('@'), 1),
+                     QStringLiteral("255.255.255.0"), ticked});
     }
-    return instrument;
+    return list;
 }
 
-ScanLab::ScanLab(const QJsonArray &instruments)
+QJsonObject supply(int number)
 {
-    QVERIFY2(start({{QStringLiteral("instruments"), instruments}}), qPrintable(errorText()));
-}
-
-void walk(Client &client, const char *first, const char *last)
-{
-    client.setSendUnicast(true);
-    client.setStartIp(QHostAddress(QString::fromLatin1(first)));
-    client.setEndIp(QHostAddress(QString::fromLatin1(last)));
+    return {{QStringLiteral("kind"), QStringLiteral("powerSupply")},
+            {QStringLiteral("code"), QStringLiteral("1100")},
+            {QStringLiteral("mac"), QStringLiteral("00:1A:2B:00:00:%1").arg(number)},
+            {QStringLiteral("ip"), QStringLiteral("192.168.0.%1").arg(number)}};
 }
 
 bool ip(const char *arguments)
@@ -50,44 +35,38 @@ bool ip(const char *arguments)
            0;
 }
 
-namespace {
-
-constexpr char marker[] = "marker";
-
-int markersSeen(const LabProcess &lab)
-{
-    const QString bytes = QString::fromLatin1(QByteArray(marker).toHex());
-    const QVector<QJsonObject> ignored = lab.events(QStringLiteral("ignored"));
-    return static_cast<int>(
-        std::count_if(ignored.cbegin(), ignored.cend(), [&bytes](const QJsonObject &event) {
-            return event.value(QStringLiteral("bytes")).toString() == bytes;
-        }));
-}
-
-} // namespace
-
 QStringList queriesSeen(LabProcess &lab)
 {
-    int markers = markersSeen(lab); // of earlier calls
-    for (const interfaces_t &interface : {wst0(), wst1()}) {
+    static int call = 0;
+    const QByteArray marker = "marker " + QByteArray::number(++call);
+    for (const QString &address : {labroom::onCable0(), labroom::onCable1()}) {
         QUdpSocket socket;
-        socket.bind(QHostAddress(interface.ip));
-        for (const quint16 port : {quint16(30719), quint16(30718)}) {
+        socket.bind(QHostAddress(address));
+        for (const quint16 port : {labroom::discoveryPort, labroom::modulePort}) {
             socket.writeDatagram(marker, QHostAddress(QHostAddress::Broadcast), port);
-            ++markers;
         }
     }
-    if (!QTest::qWaitFor([&lab, markers] { return markersSeen(lab) == markers; },
-                         LabProcess::eventTimeoutMs)) {
+    const auto allSeen = [&lab, &marker] {
+        const QVector<QJsonObject> ignored = lab.events(QStringLiteral("ignored"));
+        return 4 == std::count_if(ignored.cbegin(), ignored.cend(), [&marker](const QJsonObject &event) {
+                   return labroom::field(event, "bytes").toLatin1() == marker.toHex();
+               });
+    };
+    if (!QTest::qWaitFor(allSeen, LabProcess::eventTimeoutMs)) {
         QTest::qFail("the lab did not see the markers", __FILE__, __LINE__);
     }
     QStringList queries;
     for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
         queries.append(QStringLiteral("%1 %2 %3 %4")
-                           .arg(event.value(QStringLiteral("interface")).toString(),
-                                event.value(QStringLiteral("from")).toString(),
-                                event.value(QStringLiteral("to")).toString(),
-                                event.value(QStringLiteral("bytes")).toString()));
+                           .arg(labroom::field(event, "interface"), labroom::field(event, "from"),
+                                labroom::field(event, "to"), labroom::field(event, "bytes")));
     }
     return queries;
+}
+
+void walk(Client &client, const char *from, const char *to)
+{
+    client.setSendUnicast(true);
+    client.setStartIp(QHostAddress(QString::fromLatin1(from)));
+    client.setEndIp(QHostAddress(QString::fromLatin1(to)));
 }

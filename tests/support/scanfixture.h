@@ -3,29 +3,16 @@
 #include "interfaces.h"
 #include "labprocess.h"
 
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QStringList>
-
 class Client;
 
-// What the tests of the scan share: the workstation's two interfaces, small scenarios for the lab,
-// and what the lab saw of a scan.
+// What the tests of the scan and of the settings share: the workstation's interfaces, a power supply for
+// the lab, and what the lab saw.
 
-interfaces_t wst0();
-interfaces_t wst1();
+// "wst0@192.168.0.100 -wst1@10.20.30.100": by name and address, those behind a "-" not ticked.
+QList<interfaces_t> interfacesOf(const char *text);
 
-// A healthy power supply at 192.168.0.<number>, with keys added or replaced.
-QJsonObject supply(int number, const QJsonObject &more = {});
-
-// The lab with these instruments; the test fails if it does not start.
-struct ScanLab : LabProcess
-{
-    explicit ScanLab(const QJsonArray &instruments);
-};
-
-// Makes the next scans ask these addresses, too.
-void walk(Client &client, const char *first, const char *last);
+// A healthy power supply at 192.168.0.<number>.
+QJsonObject supply(int number);
 
 // Changes the workstation's private network: ip("route add ..."). True when that worked.
 bool ip(const char *arguments);
@@ -33,3 +20,6 @@ bool ip(const char *arguments);
 // The queries that the lab saw, as "interface from to bytes", in order of arrival. Datagrams of our
 // own, sent after the scan, tell when all of the scan's have been seen; without these it fails the test.
 QStringList queriesSeen(LabProcess &lab);
+
+// Makes the next scans ask these addresses, too.
+void walk(Client &client, const char *from, const char *to);
