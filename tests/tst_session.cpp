@@ -36,7 +36,7 @@ struct Room
         return options;
     }
 
-    QString file() const { return folder.filePath(QStringLiteral("image.updt")); }
+    QString file() const { return folder.filePath("image.updt"_s); }
 
     void scan() { QCOMPARE(session.scan(), Refusal::None); }
     // A busy machine may not hear everyone within one scan.
@@ -71,8 +71,8 @@ struct Room
     {
         QList<QStringList> rows;
         for (const int number : numbers) {
-            rows.append({QString(), QString(), macOf(number), addressOf(number + 100),
-                         QStringLiteral("255.255.255.0"), addressOf(1)});
+            rows.append({QString(), QString(), macOf(number), addressOf(number + 100), "255.255.255.0"_s,
+                         addressOf(1)});
         }
         return session.sendSettings(rows, beforeRow);
     }
@@ -107,16 +107,15 @@ struct Room
     }
     int queries() const
     {
-        const QVector<QJsonObject> all = lab.events(QStringLiteral("query"));
+        const QVector<QJsonObject> all = lab.events("query"_s);
         return static_cast<int>(std::count_if(all.begin(), all.end(), [](const QJsonObject &query) {
-            return labroom::field(query, "to").endsWith(QLatin1String(":30719"));
+            return labroom::field(query, "to").endsWith(":30719"_s);
         }));
     }
     // By new settings or an update.
     bool wasReached(int number) const
     {
-        const QVector<QJsonObject> all =
-            lab.events(QStringLiteral("set")) + lab.events(QStringLiteral("connected"));
+        const QVector<QJsonObject> all = lab.events("set"_s) + lab.events("connected"_s);
         return std::any_of(all.begin(), all.end(), [number](const QJsonObject &event) {
             return labroom::field(event, "mac") == macOf(number);
         });
@@ -125,7 +124,7 @@ struct Room
     QTemporaryDir folder;
     QByteArray image;
     int count = 0;
-    interfaces_t cable{QStringLiteral("wst0"), labroom::onCable0(), QStringLiteral("255.255.255.0"), true};
+    interfaces_t cable{"wst0"_s, labroom::onCable0(), "255.255.255.0"_s, true};
     LabProcess lab;
     Client client;
     Session session;
@@ -189,9 +188,7 @@ void TestSession::refusesWhatMayNotStart()
     QFETCH(Activity, activity);
     QFETCH(QVector<Refusal>, expected);
     const int restartMs = activity == Activity::AwaitingRestart ? 4000 : 0;
-    Room room(
-        {supply(11, {{QStringLiteral("bytesPerSecond"), 40000}}, {{QStringLiteral("restartMs"), restartMs}}),
-         supply(12)});
+    Room room({supply(11, {{"bytesPerSecond"_s, 40000}}, {{"restartMs"_s, restartMs}}), supply(12)});
     room.findAll();
     int asked = 0;
     const auto ask = [&] {
@@ -258,7 +255,7 @@ void TestSession::refusesWhatCannotBeSent()
 {
     Room room({supply(11)}, quick());
     room.findAll();
-    QCOMPARE(room.move(11, QStringLiteral("0.0.0.0")), Refusal::UnusableSettings);
+    QCOMPARE(room.move(11, "0.0.0.0"_s), Refusal::UnusableSettings);
     room.scan();
     QVERIFY(room.session.report().settingsRefused);
     QVERIFY(room.session.report().changes.isEmpty());
@@ -267,13 +264,13 @@ void TestSession::refusesWhatCannotBeSent()
     QCOMPARE(room.session.activity(), Activity::Idle);
     room.scan();
     QVERIFY(!room.session.report().settingsRefused); // has been said
-    QVERIFY(room.lab.events(QStringLiteral("set")).isEmpty());
+    QVERIFY(room.lab.events("set"_s).isEmpty());
 }
 
 // It needs longer than the scan right behind the order takes.
 void TestSession::lateAddressIsLookedForQuietly()
 {
-    Room room({supply(11, {}, {{QStringLiteral("applyMs"), 1200}}), supply(12)});
+    Room room({supply(11, {}, {{"applyMs"_s, 1200}}), supply(12)});
     room.findAll();
     const QSignalSpy scans(&room.session, &Session::signalScanBegun);
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
@@ -288,7 +285,7 @@ void TestSession::lateAddressIsLookedForQuietly()
     QCOMPARE(room.session.devices().at(room.indexOf(11))[Ip], addressOf(50));
     QVERIFY(room.session.devices().at(other) == before);
     QCOMPARE(room.session.activity(), Activity::Idle);
-    QVERIFY(room.lab.events(QStringLiteral("connected")).isEmpty());
+    QVERIFY(room.lab.events("connected"_s).isEmpty());
 }
 
 void TestSession::lostInstrumentIsSaidInTheEnd()
@@ -316,9 +313,8 @@ void TestSession::toolsWaitForTheirReboot()
     QCOMPARE(room.change(), ChangeVerdict::State::WaitsForReboot);
     QCOMPARE(room.session.activity(), Activity::Idle);     // nobody looks: it would take for ever
     QCOMPARE(room.move(11, addressOf(51)), Refusal::None); // thought better of it
-    room.lab.command(
-        {{QStringLiteral("command"), QStringLiteral("reboot")}, {QStringLiteral("mac"), macOf(11)}});
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("rebooted")));
+    room.lab.command({{"command"_s, "reboot"_s}, {"mac"_s, macOf(11)}});
+    QVERIFY(room.lab.waitForEvent("rebooted"_s));
     room.scan();
     QCOMPARE(room.session.report().changes.size(), 1);
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
@@ -346,7 +342,7 @@ void TestSession::nothingHappensWhileHeld()
 
 void TestSession::nobodyLookedIsNotLost()
 {
-    Room room({supply(11, {}, {{QStringLiteral("applyMs"), 3000}})}, quick());
+    Room room({supply(11, {}, {{"applyMs"_s, 3000}})}, quick());
     room.findAll();
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
     room.scan();
@@ -355,7 +351,7 @@ void TestSession::nobodyLookedIsNotLost()
     QVERIFY(room.waitUntil(Activity::Idle));
     QCOMPARE(room.change(), ChangeVerdict::State::NotLookedFor);
     QCOMPARE(room.queries(), queries);
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("addressChanged")));
+    QVERIFY(room.lab.waitForEvent("addressChanged"_s));
     room.scan();
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
 }
@@ -384,7 +380,7 @@ void TestSession::scanTakesOverFromALook()
 
 void TestSession::slowRestartIsLookedFor()
 {
-    Room room({supply(11, {}, {{QStringLiteral("restartMs"), 1800}})});
+    Room room({supply(11, {}, {{"restartMs"_s, 1800}})});
     room.findAll();
     QCOMPARE(room.update({11}), Refusal::None);
     QVERIFY(room.waitUntil(Activity::Idle));
@@ -400,9 +396,9 @@ void TestSession::slowRestartIsLookedFor()
 void TestSession::recordsTellWhatBecameOfEach()
 {
     using State = UpdateOutcome::State;
-    Room room({supply(14, {{QStringLiteral("keepsFirmware"), true}}), supply(11),
-               supply(12, {{QStringLiteral("nakAt"), QStringLiteral("MST")}}), supply(13)},
-              quick());
+    Room room(
+        {supply(14, {{"keepsFirmware"_s, true}}), supply(11), supply(12, {{"nakAt"_s, "MST"_s}}), supply(13)},
+        quick());
     room.findAll();
     const QSignalSpy ends(&room.session.updates(), &UpdateQueue::signalEnded);
     QCOMPARE(room.update({14, 11, 12, 13}), Refusal::None);
@@ -418,7 +414,7 @@ void TestSession::recordsTellWhatBecameOfEach()
     QCOMPARE(records.size(), 4);
     QCOMPARE(records.value(macOf(11)).state, State::Updated);
     QCOMPARE(records.value(macOf(12)).state, State::Failed);
-    QCOMPARE(records.value(macOf(12)).why, QStringLiteral("ERROR: Status not available!"));
+    QCOMPARE(records.value(macOf(12)).why, "ERROR: Status not available!"_s);
     QCOMPARE(records.value(macOf(13)).state, State::NotTried);
     QCOMPARE(records.value(macOf(14)).state, State::Unchanged);
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
@@ -432,8 +428,8 @@ void TestSession::stopsWhereNothingIsLost_data()
     QTest::addColumn<QJsonObject>("first");
     QTest::addColumn<bool>("written");
     QTest::addColumn<int>("timeout"); // ms; 0: the program is closed
-    const QJsonObject silent = supply(11, {{QStringLiteral("silentAt"), QStringLiteral("MST")}});
-    const QJsonObject slow = supply(11, {{QStringLiteral("bytesPerSecond"), 40000}});
+    const QJsonObject silent = supply(11, {{"silentAt"_s, "MST"_s}});
+    const QJsonObject slow = supply(11, {{"bytesPerSecond"_s, 40000}});
     QTest::newRow("closed before the first byte") << silent << false << 0;
     QTest::newRow("closed in the image") << slow << true << 0;
     QTest::newRow("out of time before the first byte") << silent << false << 600;
@@ -454,7 +450,7 @@ void TestSession::stopsWhereNothingIsLost()
     const QByteArray before = updateroom::imageIn(room.lab, macOf(11));
     QCOMPARE(room.update(timeout > 0 ? QList<int>{11} : QList<int>{11, 12}), Refusal::None);
     QVERIFY(QTest::qWaitFor([&] { return room.session.updates().canBeStopped() != written; }, patienceMs));
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("connected")));
+    QVERIFY(room.lab.waitForEvent("connected"_s));
     if (timeout == 0) {
         QCOMPARE(room.session.close(), Refusal::Updating);
         room.session.stopUpdate();
@@ -467,7 +463,7 @@ void TestSession::stopsWhereNothingIsLost()
                          : written    ? UpdateReport::End::Completed
                                       : UpdateReport::End::Failed);
     QCOMPARE(report.records.at(0).state, written ? State::Updated : State::Stopped);
-    QCOMPARE(report.records.at(0).why, written ? QString() : QStringLiteral("ERROR: Update timed out!"));
+    QCOMPARE(report.records.at(0).why, written ? QString() : "ERROR: Update timed out!"_s);
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), written ? room.image : before);
     QCOMPARE(room.session.close(), Refusal::None);
 }
