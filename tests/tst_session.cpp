@@ -1,4 +1,5 @@
 #include "client.h"
+#include "labinstrument.h"
 #include "labprocess.h"
 #include "labroom.h"
 #include "session.h"
@@ -9,52 +10,19 @@
 #include <QTest>
 
 #include <algorithm>
+#include <array>
+#include <functional>
 
 namespace {
 
 constexpr int patienceMs = 30000;
-
-QString addressOf(int number)
-{
-    return QStringLiteral("192.168.0.%1").arg(number);
-}
-
-QString macOf(int number)
-{
-    return QStringLiteral("00:1A:2B:00:00:%1").arg(number, 2, 16, QLatin1Char('0')).toUpper();
-}
-
-// At 192.168.0.<number>; takes a new address at once, and restarts at once.
-QJsonObject instrument(const char *kind, const char *code, int number, const QJsonObject &more = {})
-{
-    QJsonObject object{{QStringLiteral("kind"), QLatin1String(kind)},
-                       {QStringLiteral("code"), QLatin1String(code)},
-                       {QStringLiteral("mac"), macOf(number)},
-                       {QStringLiteral("ip"), addressOf(number)},
-                       {QStringLiteral("applyMs"), 0},
-                       {QStringLiteral("restartMs"), 0}};
-    for (auto entry = more.begin(); entry != more.end(); ++entry) {
-        object.insert(entry.key(), entry.value());
-    }
-    return object;
-}
-
-QJsonObject supply(int number, const QJsonObject &update = {{QStringLiteral("imageSilenceMs"), 1000}})
-{
-    return instrument("powerSupply", "1100", number, {{QStringLiteral("update"), update}});
-}
 
 // A session with virtual instruments, and no window.
 struct Room
 {
     explicit Room(const QList<QJsonObject> &instruments, const LookPacing &pacing = {})
         : session(
-              client, options(),
-              [] {
-                  return QList<interfaces_t>{
-                      {QStringLiteral("wst0"), labroom::onCable0(), QStringLiteral("255.255.255.0"), true}};
-              },
-              nullptr, pacing)
+              client, options(), [this] { return QList<interfaces_t>{cable}; }, nullptr, pacing)
     {
         labroom::play(lab, instruments);
         count = instruments.size();
@@ -68,7 +36,7 @@ struct Room
         return options;
     }
 
-    QString file() const { return folder.filePath(QStringLiteral("image.updt")); }
+    QString file() const { return folder.filePath("image.updt"_s); }
 
     void scan() { QCOMPARE(session.scan(), Refusal::None); }
     // A busy machine may not hear everyone within one scan.
@@ -103,8 +71,8 @@ struct Room
     {
         QList<QStringList> rows;
         for (const int number : numbers) {
-            rows.append({QString(), QString(), macOf(number), addressOf(number + 100),
-                         QStringLiteral("255.255.255.0"), addressOf(1)});
+            rows.append({QString(), QString(), macOf(number), addressOf(number + 100), "255.255.255.0"_s,
+                         addressOf(1)});
         }
         return session.sendSettings(rows, beforeRow);
     }
@@ -139,16 +107,24 @@ struct Room
     }
     int queries() const
     {
-        int discovery = 0;
-        for (const QJsonObject &event : lab.events(QStringLiteral("query"))) {
-            discovery += labroom::field(event, "to").endsWith(QLatin1String(":30719")) ? 1 : 0;
-        }
-        return discovery;
+        const QVector<QJsonObject> all = lab.events("query"_s);
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [](const QJsonObject &query) {
+            return labroom::field(query, "to").endsWith(":30719"_s);
+        }));
+    }
+    // By new settings or an update.
+    bool wasReached(int number) const
+    {
+        const QVector<QJsonObject> all = lab.events("set"_s) + lab.events("connected"_s);
+        return std::any_of(all.begin(), all.end(), [number](const QJsonObject &event) {
+            return labroom::field(event, "mac") == macOf(number);
+        });
     }
 
     QTemporaryDir folder;
     QByteArray image;
     int count = 0;
+    interfaces_t cable{"wst0"_s, labroom::onCable0(), "255.255.255.0"_s, true};
     LabProcess lab;
     Client client;
     Session session;
@@ -171,10 +147,10 @@ class TestSession : public QObject
 private slots:
     void refusesWhatMayNotStart_data();
     void refusesWhatMayNotStart();
+    void refusesWhatCannotBeSent();
     void lateAddressIsLookedForQuietly();
     void lostInstrumentIsSaidInTheEnd();
     void toolsWaitForTheirReboot();
-    void secondOrderKeepsWhatTheFirstExpects();
     void nothingHappensWhileHeld();
     void nobodyLookedIsNotLost();
     void scanTakesOverFromALook();
@@ -182,6 +158,7 @@ private slots:
     void recordsTellWhatBecameOfEach();
     void stopsWhereNothingIsLost_data();
     void stopsWhereNothingIsLost();
+    void stopsBetweenTwoInstruments();
 };
 
 void TestSession::refusesWhatMayNotStart_data()
@@ -210,30 +187,26 @@ void TestSession::refusesWhatMayNotStart()
 {
     QFETCH(Activity, activity);
     QFETCH(QVector<Refusal>, expected);
-    const bool mute = activity == Activity::AwaitingRestart;
-    Room room(
-        {instrument("powerSupply", "1100", 11,
-                    {{QStringLiteral("restartMs"), mute ? 4000 : 0},
-                     {QStringLiteral("update"), QJsonObject{{QStringLiteral("bytesPerSecond"), 40000}}}}),
-         supply(12)});
+    const int restartMs = activity == Activity::AwaitingRestart ? 4000 : 0;
+    Room room({supply(11, {{"bytesPerSecond"_s, 40000}}, {{"restartMs"_s, restartMs}}), supply(12)});
     room.findAll();
     int asked = 0;
     const auto ask = [&] {
         if (asked++ > 0) {
             return true;
         }
-        QVector<Refusal> seen;
-        for (const Order order :
-             {Order::Scan, Order::SendSettings, Order::SendSettings, Order::Update, Order::Close}) {
-            seen.append(refusalOf(order, room.session.activity()));
-        }
-        const auto refused = [&](int at) { return expected.at(at) != Refusal::None; };
         [&] { QCOMPARE(room.session.activity(), activity); }();
-        seen[0] = refused(0) ? room.session.scan() : seen[0];
-        seen[1] = refused(1) ? room.move(12, addressOf(50)) : seen[1];
-        seen[2] = refused(2) ? room.moveMany({12}) : seen[2];
-        seen[3] = refused(3) ? room.update({12}) : seen[3];
-        seen[4] = refused(4) ? room.session.close() : seen[4];
+        const std::array<std::pair<Order, std::function<Refusal()>>, 5> orders{
+            {{Order::Scan, [&] { return room.session.scan(); }},
+             {Order::SendSettings, [&] { return room.move(12, addressOf(50)); }},
+             {Order::SendSettings, [&] { return room.moveMany({12}); }},
+             {Order::Update, [&] { return room.update({12}); }},
+             {Order::Close, [&] { return room.session.close(); }}}};
+        QVector<Refusal> seen;
+        for (const auto &[order, give] : orders) {
+            const Refusal told = refusalOf(order, activity);
+            seen.append(told == Refusal::None ? told : give());
+        }
         [&] { QCOMPARE(seen, expected); }();
         return true;
     };
@@ -274,17 +247,30 @@ void TestSession::refusesWhatMayNotStart()
         break;
     }
     QVERIFY(asked > 0);
-    for (const char *happened : {"set", "connected"}) {
-        for (const QJsonObject &event : room.lab.events(QLatin1String(happened))) {
-            QVERIFY2(labroom::field(event, "mac") != macOf(12), happened);
-        }
-    }
+    QVERIFY(!room.wasReached(12));
+}
+
+// What no instrument can be given, and what cannot leave.
+void TestSession::refusesWhatCannotBeSent()
+{
+    Room room({supply(11)}, quick());
+    room.findAll();
+    QCOMPARE(room.move(11, "0.0.0.0"_s), Refusal::UnusableSettings);
+    room.scan();
+    QVERIFY(room.session.report().settingsRefused);
+    QVERIFY(room.session.report().changes.isEmpty());
+    room.cable.selected = false;
+    QCOMPARE(room.moveMany({11}), Refusal::NoInterface);
+    QCOMPARE(room.session.activity(), Activity::Idle);
+    room.scan();
+    QVERIFY(!room.session.report().settingsRefused); // has been said
+    QVERIFY(room.lab.events("set"_s).isEmpty());
 }
 
 // It needs longer than the scan right behind the order takes.
 void TestSession::lateAddressIsLookedForQuietly()
 {
-    Room room({instrument("powerSupply", "1100", 11, {{QStringLiteral("applyMs"), 1200}}), supply(12)});
+    Room room({supply(11, {}, {{"applyMs"_s, 1200}}), supply(12)});
     room.findAll();
     const QSignalSpy scans(&room.session, &Session::signalScanBegun);
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
@@ -299,53 +285,42 @@ void TestSession::lateAddressIsLookedForQuietly()
     QCOMPARE(room.session.devices().at(room.indexOf(11))[Ip], addressOf(50));
     QVERIFY(room.session.devices().at(other) == before);
     QCOMPARE(room.session.activity(), Activity::Idle);
-    QVERIFY(room.lab.events(QStringLiteral("connected")).isEmpty());
+    QVERIFY(room.lab.events("connected"_s).isEmpty());
 }
 
 void TestSession::lostInstrumentIsSaidInTheEnd()
 {
-    Room room({supply(11)}, quick());
+    Room room({supply(11), supply(13)}, quick());
     room.findAll();
-    QCOMPARE(room.moveMany({11, 12}), Refusal::None); // nobody is number 12
+    QCOMPARE(room.moveMany({11, 12}), Refusal::None);       // nobody is number 12
+    QCOMPARE(room.move(13, addressOf(113)), Refusal::None); // what the first order expects is kept
     QVERIFY(room.waitUntil(Activity::Idle));
     QVERIFY(!room.session.report().lookingAgain);
+    QCOMPARE(room.session.report().changes.size(), 3);
     QCOMPARE(room.change(0), ChangeVerdict::State::Proven);
     QCOMPARE(room.change(1), ChangeVerdict::State::Silent);
     QCOMPARE(room.session.report().changes.at(1).mac, macOf(12));
+    QCOMPARE(room.change(2), ChangeVerdict::State::Proven);
     QCOMPARE(room.queries(), 2 + 4); // two scans, four looks
 }
 
 void TestSession::toolsWaitForTheirReboot()
 {
-    Room room({instrument("tools", "6100", 11)}, quick());
+    Room room({labInstrument("tools", "6100", 11)}, quick());
     room.findAll();
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
     room.scan();
     QCOMPARE(room.change(), ChangeVerdict::State::WaitsForReboot);
     QCOMPARE(room.session.activity(), Activity::Idle);     // nobody looks: it would take for ever
     QCOMPARE(room.move(11, addressOf(51)), Refusal::None); // thought better of it
-    room.lab.command(
-        {{QStringLiteral("command"), QStringLiteral("reboot")}, {QStringLiteral("mac"), macOf(11)}});
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("rebooted")));
+    room.lab.command({{"command"_s, "reboot"_s}, {"mac"_s, macOf(11)}});
+    QVERIFY(room.lab.waitForEvent("rebooted"_s));
     room.scan();
     QCOMPARE(room.session.report().changes.size(), 1);
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
     QCOMPARE(room.session.devices().first()[Ip], addressOf(51));
     room.scan();
     QVERIFY(room.session.report().changes.isEmpty()); // has been said
-}
-
-void TestSession::secondOrderKeepsWhatTheFirstExpects()
-{
-    Room room({supply(11), supply(12), supply(13)});
-    room.findAll();
-    QCOMPARE(room.moveMany({11, 12}), Refusal::None);
-    QCOMPARE(room.move(13, addressOf(113)), Refusal::None);
-    room.scan();
-    QCOMPARE(room.session.report().changes.size(), 3);
-    QVERIFY(room.waitUntil(Activity::Idle));
-    QVERIFY(std::all_of(room.session.report().changes.begin(), room.session.report().changes.end(),
-                        [](const auto &change) { return change.state == ChangeVerdict::State::Proven; }));
 }
 
 // As long as a message box is open.
@@ -360,14 +335,14 @@ void TestSession::nothingHappensWhileHeld()
         QVERIFY(!QTest::qWaitFor([&scans] { return !scans.isEmpty(); }, 1000));
         QCOMPARE(room.session.activity(), Activity::AwaitingAddresses);
     }
-    QVERIFY(QTest::qWaitFor([&room] { return room.session.activity() == Activity::Idle; }, patienceMs));
+    QVERIFY(room.waitUntil(Activity::Idle));
     QCOMPARE(scans.size(), 1);
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
 }
 
 void TestSession::nobodyLookedIsNotLost()
 {
-    Room room({instrument("powerSupply", "1100", 11, {{QStringLiteral("applyMs"), 3000}})}, quick());
+    Room room({supply(11, {}, {{"applyMs"_s, 3000}})}, quick());
     room.findAll();
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
     room.scan();
@@ -376,7 +351,7 @@ void TestSession::nobodyLookedIsNotLost()
     QVERIFY(room.waitUntil(Activity::Idle));
     QCOMPARE(room.change(), ChangeVerdict::State::NotLookedFor);
     QCOMPARE(room.queries(), queries);
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("addressChanged")));
+    QVERIFY(room.lab.waitForEvent("addressChanged"_s));
     room.scan();
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
 }
@@ -405,8 +380,7 @@ void TestSession::scanTakesOverFromALook()
 
 void TestSession::slowRestartIsLookedFor()
 {
-    Room room({instrument("powerSupply", "1100", 11,
-                          {{QStringLiteral("restartMs"), 1800}, {QStringLiteral("update"), true}})});
+    Room room({supply(11, {}, {{"restartMs"_s, 1800}})});
     room.findAll();
     QCOMPARE(room.update({11}), Refusal::None);
     QVERIFY(room.waitUntil(Activity::Idle));
@@ -422,9 +396,9 @@ void TestSession::slowRestartIsLookedFor()
 void TestSession::recordsTellWhatBecameOfEach()
 {
     using State = UpdateOutcome::State;
-    Room room({supply(14, {{QStringLiteral("keepsFirmware"), true}}), supply(11),
-               supply(12, {{QStringLiteral("nakAt"), QStringLiteral("MST")}}), supply(13)},
-              quick());
+    Room room(
+        {supply(14, {{"keepsFirmware"_s, true}}), supply(11), supply(12, {{"nakAt"_s, "MST"_s}}), supply(13)},
+        quick());
     room.findAll();
     const QSignalSpy ends(&room.session.updates(), &UpdateQueue::signalEnded);
     QCOMPARE(room.update({14, 11, 12, 13}), Refusal::None);
@@ -440,7 +414,7 @@ void TestSession::recordsTellWhatBecameOfEach()
     QCOMPARE(records.size(), 4);
     QCOMPARE(records.value(macOf(11)).state, State::Updated);
     QCOMPARE(records.value(macOf(12)).state, State::Failed);
-    QCOMPARE(records.value(macOf(12)).why, QStringLiteral("ERROR: Status not available!"));
+    QCOMPARE(records.value(macOf(12)).why, "ERROR: Status not available!"_s);
     QCOMPARE(records.value(macOf(13)).state, State::NotTried);
     QCOMPARE(records.value(macOf(14)).state, State::Unchanged);
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
@@ -454,8 +428,8 @@ void TestSession::stopsWhereNothingIsLost_data()
     QTest::addColumn<QJsonObject>("first");
     QTest::addColumn<bool>("written");
     QTest::addColumn<int>("timeout"); // ms; 0: the program is closed
-    const QJsonObject silent = supply(11, {{QStringLiteral("silentAt"), QStringLiteral("MST")}});
-    const QJsonObject slow = supply(11, {{QStringLiteral("bytesPerSecond"), 40000}});
+    const QJsonObject silent = supply(11, {{"silentAt"_s, "MST"_s}});
+    const QJsonObject slow = supply(11, {{"bytesPerSecond"_s, 40000}});
     QTest::newRow("closed before the first byte") << silent << false << 0;
     QTest::newRow("closed in the image") << slow << true << 0;
     QTest::newRow("out of time before the first byte") << silent << false << 600;
@@ -476,7 +450,7 @@ void TestSession::stopsWhereNothingIsLost()
     const QByteArray before = updateroom::imageIn(room.lab, macOf(11));
     QCOMPARE(room.update(timeout > 0 ? QList<int>{11} : QList<int>{11, 12}), Refusal::None);
     QVERIFY(QTest::qWaitFor([&] { return room.session.updates().canBeStopped() != written; }, patienceMs));
-    QVERIFY(room.lab.waitForEvent(QStringLiteral("connected")));
+    QVERIFY(room.lab.waitForEvent("connected"_s));
     if (timeout == 0) {
         QCOMPARE(room.session.close(), Refusal::Updating);
         room.session.stopUpdate();
@@ -489,9 +463,26 @@ void TestSession::stopsWhereNothingIsLost()
                          : written    ? UpdateReport::End::Completed
                                       : UpdateReport::End::Failed);
     QCOMPARE(report.records.at(0).state, written ? State::Updated : State::Stopped);
-    QCOMPARE(report.records.at(0).why, written ? QString() : QStringLiteral("ERROR: Update timed out!"));
+    QCOMPARE(report.records.at(0).why, written ? QString() : "ERROR: Update timed out!"_s);
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), written ? room.image : before);
     QCOMPARE(room.session.close(), Refusal::None);
+}
+
+// While the front end is asked for the next one it may ask the user, who may want to leave.
+void TestSession::stopsBetweenTwoInstruments()
+{
+    Room room({supply(11), supply(12)});
+    room.findAll();
+    const UpdateStep second = room.step({12});
+    const auto stop = [&]() -> std::optional<UpdateStep> {
+        room.session.stopUpdate();
+        return second;
+    };
+    QCOMPARE(room.session.update(room.step({11}), stop), Refusal::None);
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QCOMPARE(room.session.updates().report().end, UpdateReport::End::Stopped);
+    QVERIFY(!room.wasReached(12));
+    QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
 }
 
 Q_DECLARE_METATYPE(Activity)

@@ -44,7 +44,6 @@ public:
     // Before the next scan, when all are proven: what has been said needs no repeating.
     void forgetIfComplete();
 
-    bool isEmpty() const { return m_changes.isEmpty(); }
     // Are there instruments that looking again could find at their new address?
     bool isOpen() const;
     bool awaits(const QString &mac) const; // in any spelling

@@ -88,7 +88,7 @@ void Session::setWork(Work work)
 
 bool Session::hasLeave() const
 {
-    return !isHeld() && (!m_mayLook || m_mayLook());
+    return m_holds == 0 && (!m_mayLook || m_mayLook());
 }
 
 Refusal Session::scan()

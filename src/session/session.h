@@ -66,11 +66,9 @@ public:
     ~Session() override;
 
     void setOptions(const Options &options); // in force from the next order on
-    const Options &options() const { return m_options; }
 
     // The front end's leave to look again now. Without one there is always leave.
     void setLeave(MayLook mayLook) { m_mayLook = std::move(mayLook); }
-    bool isHeld() const { return m_holds > 0; }
 
     Activity activity() const;
     const QList<Device_t> &devices() const { return m_devices; } // a place in it is a device index

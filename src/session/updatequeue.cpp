@@ -103,6 +103,8 @@ void UpdateQueue::stop()
     m_stopping = true;
     if (m_worker) {
         m_worker->requestInterruption();
+    } else if (m_running) {
+        end(UpdateReport::End::Stopped); // whoever is asked for the next one may be waiting for us
     }
 }
 
@@ -124,11 +126,15 @@ void UpdateQueue::onWorkerReturned()
         end(m_stopping && stopped ? UpdateReport::End::Stopped : UpdateReport::End::Failed);
         return;
     }
-    // Whoever is asked may ask the user, who may stop us meanwhile.
-    const std::optional<UpdateStep> next = m_stopping || !m_next ? std::nullopt : m_next();
     if (m_stopping) {
         end(UpdateReport::End::Stopped);
-    } else if (next) {
+        return;
+    }
+    const std::optional<UpdateStep> next = m_next(); // may ask the user, who may stop us meanwhile
+    if (!m_running) {
+        return;
+    }
+    if (next) {
         startWorker(*next);
     } else {
         end(UpdateReport::End::Completed);

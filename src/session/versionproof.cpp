@@ -6,15 +6,11 @@ namespace {
 
 using State = VersionVerdict::State;
 
-bool isKnown(const QString &version)
-{
-    return !version.isEmpty() && version != QLatin1String("Unknown");
-}
-
 // Not heard of as an updated instrument should be.
 bool isMissing(const VersionVerdict &verdict)
 {
-    return verdict.state == State::Silent || (verdict.state == State::Untold && isKnown(verdict.before[Fw]));
+    return verdict.state == State::Silent ||
+           (verdict.state == State::Untold && isKnownVersion(verdict.before[Fw]));
 }
 
 // One that still tells its old version may not have begun to restart.
@@ -25,16 +21,21 @@ bool mayStillChange(const VersionVerdict &verdict)
 
 State stateOf(const QString &before, const QString &now)
 {
-    if (!isKnown(now)) {
+    if (!isKnownVersion(now)) {
         return State::Untold;
     }
-    if (!isKnown(before)) {
+    if (!isKnownVersion(before)) {
         return State::Told;
     }
     return now == before ? State::Unchanged : State::Changed;
 }
 
 } // namespace
+
+bool isKnownVersion(const QString &version)
+{
+    return !version.isEmpty() && version != QLatin1String("Unknown");
+}
 
 void VersionProof::noteBefore(const Device_t &device)
 {

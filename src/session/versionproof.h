@@ -23,6 +23,9 @@ struct VersionVerdict
     State state = State::Silent;
 };
 
+// Whether the text says which firmware an instrument has.
+bool isKnownVersion(const QString &version);
+
 // The firmware version that each instrument had before it was updated, held against the one that it answers
 // with afterwards. Owned by the session.
 class VersionProof
@@ -40,7 +43,6 @@ public:
     // noted, and so do those that answer but do not say the version that they used to say.
     void forgetAnswered();
 
-    bool isEmpty() const { return m_verdicts.isEmpty(); }
     // Are there instruments that looking again could find changed?
     bool isOpen() const;
     bool awaits(const QString &mac) const;

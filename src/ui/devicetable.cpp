@@ -103,20 +103,22 @@ void DeviceTable::fill(const QList<Device_t> &devices)
 
 void DeviceTable::fillRow(int row, const Device_t &device)
 {
-    addItem(row, SelectionColumn, tableitems::text());
-    addSelectionBox(row, device);
-
-    auto icon = tableitems::text();
-    icon->setData(Qt::AccessibleTextRole, device[Family]); // what the picture tells those who see it
-    const QIcon pixmap = picture(device);
-    if (!pixmap.isNull()) {
-        icon->setIcon(pixmap);
+    for (int column = SelectionColumn; column <= FirmwareColumn; ++column) {
+        addItem(row, static_cast<Column>(column),
+                column == IpColumn ? std::make_unique<IpTableWidgetItem>(QString()) : tableitems::text());
     }
-    addItem(row, IconColumn, std::move(icon));
-    addItem(row, GroupColumn, tableitems::text(device[Family]));
-    addItem(row, ModuleIdColumn, tableitems::text(device[Id]));
-    addItem(row, IpColumn, std::make_unique<IpTableWidgetItem>(device[Ip]));
-    addItem(row, FirmwareColumn, tableitems::text(device[Fw]));
+    addSelectionBox(row, device);
+    writeRow(row, device);
+}
+
+void DeviceTable::writeRow(int row, const Device_t &device)
+{
+    item(row, IconColumn)->setIcon(picture(device));
+    item(row, IconColumn)->setData(Qt::AccessibleTextRole, device[Family]); // for those who do not see it
+    item(row, GroupColumn)->setText(device[Family]);
+    item(row, ModuleIdColumn)->setText(device[Id]);
+    item(row, IpColumn)->setText(device[Ip]);
+    item(row, FirmwareColumn)->setText(device[Fw]);
 }
 
 // The row goes to its place when the sorting is switched on again.
@@ -139,11 +141,7 @@ void DeviceTable::updateDevice(int index, const Device_t &device)
         return;
     }
     setSortingEnabled(false);
-    item(row, IconColumn)->setIcon(picture(device));
-    item(row, GroupColumn)->setText(device[Family]);
-    item(row, ModuleIdColumn)->setText(device[Id]);
-    item(row, IpColumn)->setText(device[Ip]);
-    item(row, FirmwareColumn)->setText(device[Fw]);
+    writeRow(row, device);
     setSortingEnabled(true);
 }
 

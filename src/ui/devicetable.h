@@ -68,6 +68,7 @@ protected:
 
 private:
     void fillRow(int row, const Device_t &device);
+    void writeRow(int row, const Device_t &device);
     void addSelectionBox(int row, const Device_t &device);
     void addItem(int row, Column column, std::unique_ptr<QTableWidgetItem> item);
     QIcon picture(const Device_t &device);

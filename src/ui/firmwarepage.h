@@ -51,7 +51,6 @@ public:
     // none (null) the captions fall back and the filter stays.
     void updateFirmwareLabels(const Device_t *device);
     void updateFirmwareFilter(const Device_t *device);
-    QString fileFilter() const { return m_filter; }
 
     // Asks for a file, beginning in `folder`, if `button` is the chooser of a selector, which shows the
     // chosen path then. Nothing when it is no chooser, or no file was chosen.

@@ -99,9 +99,8 @@ QString versionOf(const VersionVerdict &verdict)
     case Version::Silent:
         break;
     }
-    return before.isEmpty() || before == QLatin1String("Unknown")
-               ? QStringLiteral("%1: does not answer yet").arg(name)
-               : QStringLiteral("%1: was %2, does not answer yet").arg(name, before);
+    return isKnownVersion(before) ? QStringLiteral("%1: was %2, does not answer yet").arg(name, before)
+                                  : QStringLiteral("%1: does not answer yet").arg(name);
 }
 
 void sayVersions(const ScanReport &report, Saying &saying)
@@ -111,7 +110,7 @@ void sayVersions(const ScanReport &report, Saying &saying)
     for (const VersionVerdict &verdict : report.versions) {
         parts.append(versionOf(verdict));
         bad = bad || verdict.state == Version::Unchanged || verdict.state == Version::Silent ||
-              (verdict.state == Version::Untold && !verdict.before[Fw].isEmpty());
+              (verdict.state == Version::Untold && isKnownVersion(verdict.before[Fw]));
     }
     if (!parts.isEmpty()) {
         saying.sentences.append(QStringLiteral("Firmware of %1.").arg(parts.join(QStringLiteral("; "))));

@@ -270,7 +270,6 @@ void MainWindow::onShowAdditionalInfoPage()
 void MainWindow::onShowConfigureDevicePage()
 {
     showPage(ConfigurationStackPage);
-    m_configPageActive = true;
     switchFilterOff();
 }
 
