@@ -110,7 +110,9 @@ QVector<DialogueRow> dialoguesIn(const char *fileName, QHash<QByteArray, QByteAr
     const auto expanded = [&words](const QByteArray &steps) {
         QList<QByteArray> parts = splitSteps(steps);
         for (QByteArray &part : parts) {
-            part = words.value(part, part);
+            const int star = part.indexOf('*');
+            const QByteArray word = words.value(part.mid(star + 1), part);
+            part = (word + "  ").repeated(qMax(1, part.left(star).toInt()));
         }
         return parts.join("  ");
     };

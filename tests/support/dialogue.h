@@ -41,7 +41,8 @@ private:
 };
 
 // A line of a file of dialogues: "name | steps | the last line of the log", under the [section] that it
-// stands in. A line "word = steps" names steps for the lines below it; # begins a remark.
+// stands in. A line "word = steps" names steps for the lines below it, where "20*word" is twenty times
+// the same; # begins a remark.
 struct DialogueRow
 {
     QByteArray section;
