@@ -1,3 +1,4 @@
+#include "dialogue.h"
 #include "dspprogmode.h"
 #include "quickpacing.h"
 #include "scriptedpeer.h"
@@ -19,21 +20,15 @@ class TestDspProgMode : public QObject
 private slots:
     void initTestCase();
 
-    void tableEndsInTheState_data();
-    void tableEndsInTheState();
+    void moduleIsBroughtIntoTheState_data();
+    void moduleIsBroughtIntoTheState();
     void unknownStateKeepsTheLastStep();
-    void wrongAnswerDoesNotStopTheTable_data();
-    void wrongAnswerDoesNotStopTheTable();
-    void answerMayComeInPieces();
     void closedPortsAreTold();
     void portThatIsStillTakenIsAskedAgain();
 
     void bootloaderIsSentAsItStands();
     void builtInBootloaderIsThere();
-    void autobaudNeedsExactlyItsEcho_data();
-    void autobaudNeedsExactlyItsEcho();
     void missingBootloaderEndsTheConnection();
-    void endlessAnswersEnd();
 
     void interruptionEndsEachWait_data();
     void interruptionEndsEachWait();
@@ -122,24 +117,32 @@ TestDspProgMode::Report TestDspProgMode::setState(const ScriptedPeer &module, in
     return report;
 }
 
-void TestDspProgMode::tableEndsInTheState_data()
+void TestDspProgMode::moduleIsBroughtIntoTheState_data()
 {
-    QTest::addColumn<int>("state");
-    QTest::addColumn<QByteArray>("value");
-    QTest::newRow("normal") << 0 << QByteArray("07");
-    QTest::newRow("Communication DSP") << 1 << QByteArray("05");
-    QTest::newRow("Control DSP") << 2 << QByteArray("06");
+    QTest::addColumn<QByteArray>("steps");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<int>("state"); // -1: the boot loader
+    const QByteArrayList states{"normal", "communication", "control"};
+    for (const DialogueRow &row : dialoguesIn("motordriver.txt")) {
+        QTest::newRow((row.section + ": " + row.name).constData())
+            << row.steps << row.log << states.indexOf(row.section);
+    }
 }
 
-void TestDspProgMode::tableEndsInTheState()
+void TestDspProgMode::moduleIsBroughtIntoTheState()
 {
+    QFETCH(QByteArray, steps);
+    QFETCH(QString, error);
     QFETCH(int, state);
-    QFETCH(QByteArray, value);
-    const ScriptedPeer module(obey);
-    const Report report = setState(module, state);
-    QCOMPARE(report.errors, QStringList());
-    QCOMPARE(report.steps, 5);
-    QTRY_COMPARE(module.received().toHex(), commands(value.constData()).join().toHex());
+    const Dialogue dialogue(steps, imageText);
+    const ScriptedPeer peer(dialogue.script());
+    Pacing pacing = quickPacing();
+    pacing.longestAnswer = std::chrono::milliseconds(500);
+    const Report report = state < 0 ? loadBootloader(peer, image, pacing) : setState(peer, state);
+    QCOMPARE(report.errors, error.isEmpty() ? QStringList() : QStringList{error});
+    QVERIFY(state < 0 || report.steps == 5);
+    QTRY_COMPARE(peer.endedConnections(), 1);
+    QVERIFY2(dialogue.isHeard(peer.received()), peer.received().toHex().constData());
 }
 
 void TestDspProgMode::unknownStateKeepsTheLastStep()
@@ -151,46 +154,6 @@ void TestDspProgMode::unknownStateKeepsTheLastStep()
     mode.setState(-1, loopback);
     QTRY_COMPARE(module.received().toHex(), commands("06").join().repeated(3).toHex());
     QCOMPARE(module.connections(), 3);
-}
-
-void TestDspProgMode::wrongAnswerDoesNotStopTheTable_data()
-{
-    QTest::addColumn<int>("step");
-    QTest::addColumn<QByteArray>("wrong");
-    QTest::newRow("first step, other pins") << 1 << QByteArray::fromHex("1B02000000");
-    QTest::newRow("last step, other pins") << 4 << QByteArray::fromHex("1B02000000");
-    QTest::newRow("unknown command") << 2 << QByteArray::fromHex("FF");
-    QTest::newRow("silence") << 4 << QByteArray();
-    QTest::newRow("too much") << 4 << QByteArray::fromHex("1B0500000000");
-}
-
-void TestDspProgMode::wrongAnswerDoesNotStopTheTable()
-{
-    QFETCH(int, step);
-    QFETCH(QByteArray, wrong);
-    const ScriptedPeer module([step, &wrong](Connection &connection) {
-        for (int i = 1; i <= 4; ++i) {
-            const QByteArray command = connection.read(9);
-            connection.send(i == step ? wrong : obedience(command));
-        }
-    });
-    const Report report = setState(module, 1);
-    QCOMPARE(report.errors, misconfigured);
-    QCOMPARE(report.steps, 5);
-    QTRY_COMPARE(module.received().toHex(), commands("05").join().toHex());
-}
-
-void TestDspProgMode::answerMayComeInPieces()
-{
-    const ScriptedPeer module([](Connection &connection) {
-        for (int i = 1; i <= 4; ++i) {
-            const QByteArray answer = obedience(connection.read(9));
-            connection.send(answer.left(2));
-            connection.wait(50);
-            connection.send(answer.mid(2));
-        }
-    });
-    QCOMPARE(setState(module, 0).errors, QStringList());
 }
 
 void TestDspProgMode::closedPortsAreTold()
@@ -258,56 +221,12 @@ void TestDspProgMode::builtInBootloaderIsThere()
     QTRY_VERIFY(dsp.received() == 'a' + text);
 }
 
-void TestDspProgMode::autobaudNeedsExactlyItsEcho_data()
-{
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<QByteArray>("echo");
-    QTest::addColumn<bool>("locked");
-    QTest::newRow("echo") << QByteArray() << QByteArray("a") << true;
-    QTest::newRow("echo behind an earlier session's bytes") << QByteArray("old") << QByteArray("a") << true;
-    QTest::newRow("an earlier session's bytes alone") << QByteArray("a") << QByteArray() << false;
-    QTest::newRow("silence") << QByteArray() << QByteArray() << false;
-    QTest::newRow("another character") << QByteArray() << QByteArray("A") << false;
-    QTest::newRow("more than the echo") << QByteArray() << QByteArray("aa") << false;
-}
-
-void TestDspProgMode::autobaudNeedsExactlyItsEcho()
-{
-    QFETCH(QByteArray, before);
-    QFETCH(QByteArray, echo);
-    QFETCH(bool, locked);
-    const ScriptedPeer dsp([&](Connection &connection) {
-        connection.send(before);
-        connection.read(1);
-        connection.send(echo);
-    });
-    const Report report = loadBootloader(dsp, image);
-    const QStringList failure{QStringLiteral("ERROR: autobaud failed!")};
-    QCOMPARE(report.errors, locked ? QStringList() : failure);
-    QTRY_COMPARE(dsp.received().size(), locked ? 1 + imageText.size() : 1);
-}
-
 void TestDspProgMode::missingBootloaderEndsTheConnection()
 {
     const ScriptedPeer dsp([](Connection &connection) { connection.send(connection.read(1)); });
     const Report report = loadBootloader(dsp, folder.filePath(QStringLiteral("none.hex")));
     QCOMPARE(report.errors, QStringList{QStringLiteral("ERROR: Bootloader File not found!")});
     QTRY_COMPARE(dsp.received(), QByteArray("a"));
-}
-
-void TestDspProgMode::endlessAnswersEnd()
-{
-    const ScriptedPeer dsp([this](Connection &connection) {
-        connection.send(connection.read(1));
-        connection.read(imageText.size());
-        while (connection.isOpen()) {
-            connection.send("bla ");
-            connection.wait(20);
-        }
-    });
-    Pacing pacing = quickPacing();
-    pacing.longestAnswer = std::chrono::milliseconds(500);
-    QCOMPARE(loadBootloader(dsp, image, pacing).errors, QStringList());
 }
 
 void TestDspProgMode::interruptionEndsEachWait_data()

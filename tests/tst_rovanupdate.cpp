@@ -1,15 +1,9 @@
-#include "dspprogmode.h"
-#include "lineconversation.h"
 #include "motorupdate.h"
-#include "sendfirmware.h"
-#include "xportconfiguration.h"
 
 #include <QJsonDocument>
-#include <QNetworkProxy>
 #include <QTest>
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 
 // The whole update of a motor driver, from the worker's start to the DSP that runs again, against the
@@ -40,8 +34,6 @@ private slots:
     void interruptionAfterTheEraseIsNot_data();
     void interruptionAfterTheEraseIsNot();
     void longFileKeepsTheBarMoving();
-    void noProxyIsAsked_data();
-    void noProxyIsAsked();
 
 private:
     void startLab(const QByteArray &json = "{}");
@@ -55,8 +47,6 @@ private:
 };
 
 using Blocks = QVector<QPair<quint32, QByteArray>>;
-using Step = std::function<void(const QString &host, const QString &file)>;
-Q_DECLARE_METATYPE(Step)
 
 namespace {
 
@@ -386,54 +376,6 @@ void TestRovanUpdate::longFileKeepsTheBarMoving()
     const int seventy = record.bar.indexOf(70);
     QVERIFY2(record.bar[seventy - 1] > 55 && record.bar[seventy - 1] < 70,
              qPrintable(QString::number(record.bar[seventy - 1])));
-}
-
-// Instruments stand in the same network, whatever the desktop says of the way out of it.
-void TestRovanUpdate::noProxyIsAsked_data()
-{
-    QTest::addColumn<Step>("step");
-    QTest::addColumn<int>("port");
-    const auto row = [](const char *name, quint16 port, const Step &step) {
-        QTest::newRow(name) << step << int(port);
-    };
-    row("setup menu", motorbench::setupPort, [](const QString &host, const QString &) {
-        xPortConfiguration(nullptr, Interruption::Honoured, labPacing()).readBannerWord(host);
-    });
-    row("pins", motorbench::gpioPort, [](const QString &host, const QString &) {
-        dspProgMode(nullptr, Interruption::Honoured, labPacing()).setState(dspProgMode::Normal, host);
-    });
-    row("boot loader", motorbench::tunnelPort, [](const QString &host, const QString &) {
-        dspProgMode mode(nullptr, Interruption::Honoured, labPacing());
-        mode.setState(dspProgMode::ProgramControl, host);
-        mode.loadBootloader();
-    });
-    row("flash", motorbench::tunnelPort, [](const QString &host, const QString &file) {
-        SendFirmware(nullptr, labPacing()).program(file, host);
-    });
-    row("lines", motorbench::tunnelPort, [](const QString &host, const QString &) {
-        const Pacing pacing = labPacing();
-        LineConversation('\n', pacing.written)
-            .open(host, motorbench::tunnelPort, pacing.versionConnect, Interruption::Honoured);
-    });
-}
-
-void TestRovanUpdate::noProxyIsAsked()
-{
-    QFETCH(Step, step);
-    QFETCH(int, port);
-    startLab();
-    const QString file = driver->file(controlFile, MotorUpdate::program());
-    const QNetworkProxy before = QNetworkProxy::applicationProxy();
-    QNetworkProxy::setApplicationProxy(
-        {QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), 1}); // nobody
-    step(QLatin1String(motorbench::address), file);
-    QNetworkProxy::setApplicationProxy(before);
-    driver->state(); // what was reported before it is here
-    QList<int> ports;
-    for (const QJsonObject &event : driver->lab.events(QStringLiteral("connected"))) {
-        ports.append(event.value(QStringLiteral("port")).toInt());
-    }
-    QVERIFY(ports.contains(port));
 }
 
 QTEST_GUILESS_MAIN(TestRovanUpdate)

@@ -1,3 +1,4 @@
+#include "dialogue.h"
 #include "quickpacing.h"
 #include "scriptedpeer.h"
 #include "threadrun.h"
@@ -16,15 +17,8 @@ class TestXPortConfiguration : public QObject
 private slots:
     void initTestCase();
 
-    void wholeDialogue_data();
-    void wholeDialogue();
-    void refusedRateIsToldOnce_data();
-    void refusedRateIsToldOnce();
-    void menuWithoutTheExpectedTextEnds_data();
-    void menuWithoutTheExpectedTextEnds();
-    void lostConnectionEndsTheDialogue_data();
-    void lostConnectionEndsTheDialogue();
-    void endlessTalkEnds();
+    void menuIsTypedThrough_data();
+    void menuIsTypedThrough();
     void unreachableModuleFails();
     void interruptionEndsTheDialogueSoon_data();
     void interruptionEndsTheDialogueSoon();
@@ -73,25 +67,7 @@ void answer(Connection &module, const QByteArrayList &texts)
     }
 }
 
-QByteArrayList channelPrompts(int more)
-{
-    QByteArrayList texts;
-    for (int i = 0; i < more; ++i) {
-        texts << newline + "Prompt (" + QByteArray::number(i) + ") ? ";
-    }
-    return texts;
-}
-
 const QByteArray baudPrompt = newline + "Baudrate (9600) ? ";
-const QByteArray stored = newline + "Parameters stored ..." + otherNewline;
-
-void wholeMenu(Connection &module, int prompts)
-{
-    module.send(banner);
-    answer(module, QByteArrayList{listing + menu, baudPrompt} + channelPrompts(prompts) +
-                       QByteArrayList{menu, stored});
-    module.close();
-}
 
 } // namespace
 
@@ -100,123 +76,46 @@ void TestXPortConfiguration::initTestCase()
     QVERIFY(qEnvironmentVariableIsSet("LAB_NET"));
 }
 
-void TestXPortConfiguration::wholeDialogue_data()
+void TestXPortConfiguration::menuIsTypedThrough_data()
 {
-    QTest::addColumn<int>("prompts");
-    QTest::newRow("no further prompt") << 0;
-    QTest::newRow("twenty further prompts") << 20;
+    QTest::addColumn<QByteArray>("steps");
+    QTest::addColumn<QString>("end");
+    QTest::addColumn<int>("silenceMs");
+    for (const DialogueRow &row : dialoguesIn("menu.txt")) {
+        QTest::newRow(row.name.constData()) << row.steps << row.log << (row.section == "never" ? 60 : 200);
+    }
 }
 
-void TestXPortConfiguration::wholeDialogue()
+void TestXPortConfiguration::menuIsTypedThrough()
 {
-    QFETCH(int, prompts);
-    const ScriptedPeer module([prompts](Connection &connection) { wholeMenu(connection, prompts); });
-    Configuration configuration(module);
-    const QSignalSpy steps(&configuration, &xPortConfiguration::signalIncreaseProgressBar);
-    const QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
-    QVERIFY(configuration.setBaudrate(loopback, 921600));
-    QVERIFY(!configuration.rateRefused());
-    QTRY_COMPARE(module.received(), "\r\n1\r\n921600\r\n" + QByteArray("\r\n").repeated(prompts) + "9\r\n");
-    QCOMPARE(steps.count(), 5 + prompts); // one of them for the exchange that types nothing
-    QCOMPARE(lines.count(), 0);
-}
-
-void TestXPortConfiguration::refusedRateIsToldOnce_data()
-{
-    QTest::addColumn<QByteArray>("refusal");
-    QTest::addColumn<bool>("asksAgain");
-    const QByteArray tooFast = "\r\nRequires CPU high performance!\r\nEnable High Performance (N) ? ";
-    QTest::newRow("not in its list") << newline + "Invalid Baudrate !!!" + baudPrompt << true;
-    QTest::newRow("too fast") << tooFast + baudPrompt << true;
-    QTest::newRow("too fast, and made faster") << tooFast << false;
-}
-
-void TestXPortConfiguration::refusedRateIsToldOnce()
-{
-    QFETCH(QByteArray, refusal);
-    QFETCH(bool, asksAgain);
-    const ScriptedPeer module([&refusal](Connection &connection) {
-        connection.send(banner);
-        answer(connection, {menu, baudPrompt, refusal, refusal, newline + "I/F Mode (4C) ? ", menu, stored});
-    });
-    Configuration configuration(module);
-    QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
-    QVERIFY(configuration.setBaudrate(loopback, 123456));
-    QCOMPARE(configuration.rateRefused(), asksAgain);
-    QCOMPARE(lines.count(), 1);
-    const QString line = lines.first().first().toString();
-    QVERIFY2(line.startsWith(QLatin1String("WARNING:")) && line.contains(QLatin1String("123456")),
-             qPrintable(line));
-    QTRY_VERIFY(module.received().endsWith("123456\r\n\r\n\r\n\r\n9\r\n"));
-}
-
-void TestXPortConfiguration::menuWithoutTheExpectedTextEnds_data()
-{
-    QTest::addColumn<QByteArrayList>("texts");
-    QTest::addColumn<QByteArray>("typed");
-    const QByteArray enters = QByteArray("\r\n").repeated(59);
-    QTest::newRow("no banner") << QByteArrayList{"hello"} << enters;
-    QTest::newRow("no main menu") << QByteArrayList{banner, "hello"} << "\r\n" + enters;
-    QTest::newRow("no channel menu") << QByteArrayList{banner, menu, "hello"} << "\r\n1\r\n" + enters;
-    QTest::newRow("no way back") << QByteArrayList{banner, menu, baudPrompt, "hello"}
-                                 << "\r\n1\r\n38400\r\n" + enters;
-}
-
-void TestXPortConfiguration::menuWithoutTheExpectedTextEnds()
-{
-    QFETCH(QByteArrayList, texts);
-    QFETCH(QByteArray, typed);
-    const ScriptedPeer module([&texts](Connection &connection) {
-        connection.send(texts.first());
-        answer(connection, texts.mid(1));
-        while (!connection.readUntil("\r\n").isEmpty()) {
-            connection.send(texts.last());
-        }
-    });
+    QFETCH(QByteArray, steps);
+    QFETCH(QString, end);
+    QFETCH(int, silenceMs);
     Pacing pacing = quickPacing();
-    pacing.menuSilence = std::chrono::milliseconds(60);
-    Configuration configuration(module, pacing);
-    QVERIFY(!configuration.setBaudrate(loopback, 38400));
-    QCOMPARE(module.received(), typed);
-}
-
-void TestXPortConfiguration::lostConnectionEndsTheDialogue_data()
-{
-    QTest::addColumn<QByteArrayList>("texts");
-    QTest::newRow("at once") << QByteArrayList{};
-    QTest::newRow("behind the banner") << QByteArrayList{banner};
-    QTest::newRow("in the main menu") << QByteArrayList{banner, menu};
-    QTest::newRow("at the rate") << QByteArrayList{banner, menu, baudPrompt};
-    QTest::newRow("in the channel menu") << QByteArrayList{banner, menu, baudPrompt, "Flow (00) ?"};
-    QTest::newRow("before saving") << QByteArrayList{banner, menu, baudPrompt, menu};
-}
-
-void TestXPortConfiguration::lostConnectionEndsTheDialogue()
-{
-    QFETCH(QByteArrayList, texts);
-    const ScriptedPeer module([&texts](Connection &connection) {
-        connection.send(texts.value(0));
-        answer(connection, texts.mid(1));
-        connection.close();
-    });
-    Configuration configuration(module);
-    QVERIFY(!configuration.setBaudrate(loopback, 38400));
-    QVERIFY(!module.received().contains("9\r\n"));
-}
-
-void TestXPortConfiguration::endlessTalkEnds()
-{
-    const ScriptedPeer module([](Connection &connection) {
-        while (connection.isOpen()) {
-            connection.send("bla ");
-            connection.wait(20);
+    pacing.menuSilence = std::chrono::milliseconds(silenceMs);
+    pacing.longestAnswer = std::chrono::seconds(2);
+    const Dialogue dialogue(steps);
+    const ScriptedPeer module(dialogue.script());
+    QString seen;
+    {
+        Configuration configuration(module, pacing);
+        const QSignalSpy moves(&configuration, &xPortConfiguration::signalIncreaseProgressBar);
+        QSignalSpy lines(&configuration, &xPortConfiguration::signalPrintMessage);
+        const bool set = configuration.setBaudrate(loopback, 38400);
+        seen = set ? QStringLiteral("set") : QStringLiteral("not set");
+        for (const QList<QVariant> &line : lines) {
+            QVERIFY(line.first().toString().contains(QLatin1String("38400")));
+            seen += line.first().toString().startsWith(QLatin1String("WARNING:")) ? QStringLiteral(", warned")
+                                                                                  : QStringLiteral(", told");
         }
-    });
-    Pacing pacing = quickPacing();
-    pacing.longestAnswer = std::chrono::milliseconds(500);
-    Configuration configuration(module, pacing);
-    QVERIFY(!configuration.setBaudrate(loopback, 38400));
-    QVERIFY(module.received().isEmpty());
+        seen += configuration.rateRefused() ? QStringLiteral(", refused") : QString();
+        if (set) { // each line that was typed, and the exchange that types nothing
+            QCOMPARE(moves.count(), 1 + steps.count(">"));
+        }
+    }
+    QCOMPARE(seen, end);
+    QTRY_COMPARE(module.endedConnections(), 1);
+    QVERIFY2(dialogue.isHeard(module.received()), module.received().toPercentEncoding().constData());
 }
 
 void TestXPortConfiguration::unreachableModuleFails()
