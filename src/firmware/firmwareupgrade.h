@@ -37,7 +37,7 @@ public:
     // Both for any thread. True until the instrument at hand is about to lose its old firmware; a request to
     // interrupt that comes later changes nothing for this instrument.
     bool canBeStopped() const { return !m_noReturn.isPassed(); }
-    // The run has failed because it was asked to stop, and for no other reason.
+    // The run has ended because it was asked to stop, and through no fault of the instrument at hand.
     bool wasStopped() const { return m_wasStopped; }
 
 signals:

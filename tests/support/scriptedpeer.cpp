@@ -110,6 +110,12 @@ int ScriptedPeer::connections() const
     return connectionCount;
 }
 
+int ScriptedPeer::endedConnections() const
+{
+    const std::lock_guard lock(mutex);
+    return endedCount;
+}
+
 int ScriptedPeer::countConnection()
 {
     const std::lock_guard lock(mutex);
@@ -137,5 +143,7 @@ void ScriptedPeer::run(const std::function<void(quint16)> &listening)
         script(connection);
         while (connection.receive()) {
         }
+        const std::lock_guard lock(mutex);
+        ++endedCount;
     }
 }

@@ -58,6 +58,7 @@ public:
     // Of all connections so far.
     QByteArray received() const;
     int connections() const;
+    int endedConnections() const; // nothing more is received on them
 
     // A loopback port on which nobody listens.
     static quint16 closedPort();
@@ -71,6 +72,7 @@ private:
     mutable std::mutex mutex; // guards what follows
     QByteArray bytes;
     int connectionCount = 0;
+    int endedCount = 0;
 
     std::atomic<bool> stopping{false};
     std::thread thread;
