@@ -325,8 +325,8 @@ void TestLook::picturesAreThere()
     QMap<QString, QString> groupOf;
     for (int number = 0x1000; number < 0x7000; ++number) {
         const QString code = QString::number(number, 16).toUpper();
-        for (int brand = 0; brand < brandCount && devicecatalogue::contains(code); ++brand) {
-            const QString path = devicecatalogue::deviceIconPath(code, brandName(brand));
+        for (int brand = 0; brand < devicetables::brandCount && devicecatalogue::contains(code); ++brand) {
+            const QString path = devicecatalogue::deviceIconPath(code, devicetables::brandName(brand));
             QCOMPARE(groupOf.value(path, devicecatalogue::group(code)), devicecatalogue::group(code));
             groupOf.insert(path, devicecatalogue::group(code));
         }

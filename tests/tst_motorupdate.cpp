@@ -288,7 +288,9 @@ void TestMotorUpdate::driverIsProgrammed_data()
     // The bar has less room than a whole flash has steps. Someone builds the file anew meanwhile.
     QByteArray words;
     for (int page = 0; page < 256; ++page) {
-        words += motorbench::pageWords(page);
+        for (int word = 0; word < 256; ++word) {
+            words.append(static_cast<char>(word)).append(static_cast<char>(page));
+        }
     }
     QTest::newRow("Control DSP")
         << QString::fromLatin1(controlFile) << QStringLiteral("4100") << Blocks{{0x3e8000, words}}
