@@ -388,6 +388,8 @@ void TestSettings::saysWhatTheRangeMeans()
     bound.type("lineEditStop", "10.0.0.1");
     bound.type("doubleSpinBoxBroadcastTime", "10.4"); // follows at once
     QVERIFY2(says("1 address; a scan takes about 10 s."), qPrintable(bound.message()));
+    bound.dialog.setBroadcastTime(7500);
+    QVERIFY2(says("1 address; a scan takes about 7.5 s."), qPrintable(bound.message()));
 }
 
 void TestSettings::wrongAddressesAreNeverStored()
@@ -417,10 +419,13 @@ void TestSettings::storedIpv6AddressBlocksOnlyTheRange()
 {
     for (const bool unicast : {true, false}) {
         writeFile(fileWith(unicast ? "endIp=fe80::1|sendUnicast=true" : "endIp=fe80::1"));
-        const Bound bound;
+        Bound bound;
         QCOMPARE(bound.child("lineEditStop")->property("text").toString(), QStringLiteral("fe80::1"));
-        QCOMPARE(bound.mayApply(), !unicast);
-        QCOMPARE(bound.message().contains(QLatin1String("IPv6")), unicast);
+        for (const bool on : {unicast, !unicast}) {
+            QCOMPARE(bound.mayApply(), !on);
+            QCOMPARE(bound.message().contains(QLatin1String("IPv6")), on);
+            bound.dialog.setFlagUnicast(!on);
+        }
     }
 }
 
