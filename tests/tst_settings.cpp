@@ -6,8 +6,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextStream>
 
-#include <functional>
 #include <memory>
 
 namespace {
@@ -29,15 +29,12 @@ QByteArray fileWith(const QByteArray &changes)
     return file;
 }
 
-QString summary(const Options &options)
+QString summary(const Options &o)
 {
-    const auto numbers = {options.scanTime,       int(options.sendUnicast), options.tcpThreads,
-                          options.tcpWaitWritten, options.tcpWaitRead,      options.tcpWaitConnected,
-                          options.updateTimeout};
-    QString text = options.startIp.toString() + QLatin1Char(' ') + options.endIp.toString();
-    for (const int number : numbers) {
-        text += QStringLiteral(" %1").arg(number);
-    }
+    QString text;
+    QTextStream(&text) << o.startIp.toString() << ' ' << o.endIp.toString() << ' ' << o.scanTime << ' '
+                       << o.sendUnicast << ' ' << o.tcpThreads << ' ' << o.tcpWaitWritten << ' '
+                       << o.tcpWaitRead << ' ' << o.tcpWaitConnected << ' ' << o.updateTimeout;
     return text;
 }
 
@@ -47,16 +44,13 @@ struct Bound
     Bound()
     {
         bindSettings(dialog, settings, [] {});
-        QObject::connect(&dialog, &Settings::signalClose, &dialog, [this] {
-            ++closed;
-            dialog.close();
-        });
+        QObject::connect(&dialog, &Settings::signalClose, &dialog, [this] { ++closed; });
+        QObject::connect(&dialog, &Settings::signalClose, &dialog, &QWidget::close);
         dialog.show();
         QVERIFY(QTest::qWaitForWindowActive(&dialog));
     }
 
     QWidget *child(const char *name) const { return dialog.findChild<QWidget *>(QLatin1String(name)); }
-
     void type(const char *field, const char *value)
     {
         child(field)->setFocus();
@@ -64,11 +58,11 @@ struct Bound
         QTest::keyClick(child(field), Qt::Key_Delete);
         QTest::keyClicks(child(field), QLatin1String(value));
     }
-
     void click(const char *name) { QTest::mouseClick(child(name), Qt::LeftButton); }
     bool mayApply() const { return child("applyBtn")->isEnabled(); }
-    QString message() const { return child("labelRange")->property("text").toString(); }
-
+    QString text(const char *name) const { return child(name)->property("text").toString(); }
+    QString message() const { return text("labelRange"); }
+    bool isMarked(const char *field) const { return child(field)->property("invalid").toBool(); }
     AppSettings settings;
     Settings dialog;
     int closed = 0;
@@ -89,7 +83,6 @@ private slots:
     void storesWhatIsInRange();
     void survivesDamagedFiles_data();
     void survivesDamagedFiles();
-
     void typedValuesAreStoredAndShown();
     void applyingUnchangedWritesNothing();
     void closesOnceAndStoresNothing();
@@ -100,8 +93,17 @@ private slots:
 private:
     QString folder() const { return m_home->filePath(QStringLiteral("config/Quorvex/DeviceManager")); }
     QString path() const { return folder() + QStringLiteral("/deviceManagerConfig.ini"); }
-    void writeFile(const QByteArray &content) const;
-    QByteArray fileContent() const;
+    void writeFile(const QByteArray &content) const
+    {
+        QFile file(path());
+        QVERIFY(QDir().mkpath(folder()) && file.open(QIODevice::WriteOnly) && file.write(content) >= 0);
+    }
+
+    QByteArray fileContent() const
+    {
+        QFile file(path());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
 
     std::unique_ptr<QTemporaryDir> m_home;
 };
@@ -114,20 +116,6 @@ void TestSettings::init()
     m_home = std::make_unique<QTemporaryDir>();
     qputenv("HOME", m_home->path().toLocal8Bit());
     qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toLocal8Bit());
-}
-
-void TestSettings::writeFile(const QByteArray &content) const
-{
-    QVERIFY(QDir().mkpath(folder()));
-    QFile file(path());
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-QByteArray TestSettings::fileContent() const
-{
-    QFile file(path());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void TestSettings::freshAccountGetsTheDefaults()
@@ -144,15 +132,12 @@ void TestSettings::readsWhatWasWrittenByHand()
         {"startIp=10.0.0.1|endIp=10.0.0.2|scanTime=1|sendUnicast=1|nThreads=2|waitWritten=3|waitRead=4|"
          "waitConnected=5|timeout=6",
          "10.0.0.1 10.0.0.2 1 1 2 3 4 5 6"},
-        // Beyond what the setters take, and left so.
-        {"startIp=fe80::1|endIp=127.0.0.1|scanTime=-5|sendUnicast=on|nThreads=99",
+        // Beyond what the setters take, and left so; letters that begin no value.
+        {"startIp=fe80::1|endIp=127.0.0.1|scanTime=-5|sendUnicast=/data/@Variant(1)|nThreads=99",
          "fe80::1 127.0.0.1 -5 1 99 1000 1000 1000 120000"},
-        {"startIp=abc|endIp=10.0.0.256|scanTime=2147483648|sendUnicast=true, true|nThreads=ten|"
-         "waitWritten=@Invalid()|waitRead=@Size(1 2)|waitConnected=|timeout=1, 2",
+        {"startIp=abc|endIp=@@DateTime(1)|scanTime=2147483648|sendUnicast=true, true|nThreads=ten|"
+         "waitWritten=@Invalid()|waitRead=@Size(1 2)|waitConnected=1.5|timeout=1, 2",
          "192.168.0.1 192.168.0.254 200 0 10 1000 1000 1000 120000"},
-        // Letters that begin no value, so that nothing is serialised.
-        {"scanTime=1.5|nThreads=3|sendUnicast=/data/@Variant(1)|startIp=@@DateTime(1)",
-         "192.168.0.1 192.168.0.254 200 1 3 1000 1000 1000 120000"},
     };
     for (const auto &[changes, read] : files) {
         // QSettings drops comments when it writes, and there is nothing to write.
@@ -177,12 +162,9 @@ void TestSettings::firmwareFolderMustBeThere()
 void TestSettings::storesWhatIsInRange()
 {
     using S = AppSettings;
-    const auto fileAfter = [this](const std::function<void(S &)> &set) {
+    const auto fileAfter = [this](const auto &set) {
         writeFile(freshFile);
-        {
-            S settings;
-            set(settings);
-        }
+        set(S()); // which reaches the disk when it is destroyed
         return fileContent();
     };
     const std::initializer_list<std::tuple<QByteArray, void (S::*)(int), int>> numbers{
@@ -193,18 +175,18 @@ void TestSettings::storesWhatIsInRange()
     for (const auto &[key, set, upper] : numbers) {
         for (const int value : {1, upper, upper + 1, 0, -5, INT_MIN, INT_MAX}) {
             const bool taken = value > 0 && value <= upper;
-            QCOMPARE(fileAfter([set = set, value](S &s) { (s.*set)(value); }),
+            QCOMPARE(fileAfter([set = set, value](S &&s) { (s.*set)(value); }),
                      fileWith(taken ? key + QByteArray::number(value) : QByteArray()));
         }
     }
     for (const QByteArray text : {"10.1.2.3", "255.255.255.255", "127.0.0.1", "::1", "nonsense"}) {
         const QHostAddress address{QString::fromLatin1(text)};
         const bool taken = text == "10.1.2.3";
-        QCOMPARE(fileAfter([&](S &s) { s.setStartIp(address); }), fileWith(taken ? "startIp=" + text : ""));
-        QCOMPARE(fileAfter([&](S &s) { s.setEndIp(address); }), fileWith(taken ? "endIp=" + text : ""));
+        QCOMPARE(fileAfter([&](S &&s) { s.setStartIp(address); }), fileWith(taken ? "startIp=" + text : ""));
+        QCOMPARE(fileAfter([&](S &&s) { s.setEndIp(address); }), fileWith(taken ? "endIp=" + text : ""));
     }
     for (const char *chosen : {"/etc/firmware.bin", "/none/firmware.bin", ""}) {
-        QCOMPARE(fileAfter([&](S &s) { s.setFwDefaultDir(QLatin1String(chosen)); }),
+        QCOMPARE(fileAfter([&](S &&s) { s.setFwDefaultDir(QLatin1String(chosen)); }),
                  fileWith(qstrcmp(chosen, "/etc/firmware.bin") == 0 ? "fwDefaultDir=/etc" : ""));
     }
 }
@@ -212,11 +194,11 @@ void TestSettings::storesWhatIsInRange()
 void TestSettings::survivesDamagedFiles_data()
 {
     QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("command");  // that damages the file further
-    QTest::addColumn<QByteArray>("place"); // of the configuration, where nothing can be kept
+    QTest::addColumn<QString>("command"); // that damages the file further
+    QTest::addColumn<bool>("keeps");      // a change is there again at the next start
     const auto row = [](const char *damage, const QByteArray &content, const char *command = "",
-                        const char *place = "") {
-        QTest::newRow(damage) << content << QString::fromLatin1(command) << QByteArray(place);
+                        bool keeps = true) {
+        QTest::newRow(damage) << content << QString::fromLatin1(command) << keeps;
     };
     row("nul bytes", QByteArray("\0\0[scan]\0\nscanTime=\0\0\n", 23));
     row("no ini at all", QByteArray(300000, '['));
@@ -232,21 +214,18 @@ void TestSettings::survivesDamagedFiles_data()
     }
     row("100 MiB", "", "truncate -s 100M \"$0\"");
     row("pipe", "", "rm \"$0\"; mkfifo \"$0\"");
-    row("folder in the file's place", "", "rm \"$0\"; mkdir \"$0\"", "the same");
-    row("file in the folder's place", "", "", "/etc/passwd");
-    row("folder that nobody can make", "", "", "/proc/self/none");
+    row("folder in the file's place", "", "rm \"$0\"; mkdir \"$0\"", false);
+    row("file in the folder's place", "", "rm -r \"${0%/*}\"; touch \"${0%/*}\"", false);
+    row("folder that nobody can make", "", "rm -r \"${0%/*}\"; ln -s /proc/none \"${0%/*}\"", false);
 }
 
 void TestSettings::survivesDamagedFiles()
 {
     QFETCH(QByteArray, content);
     QFETCH(QString, command);
-    QFETCH(QByteArray, place);
+    QFETCH(bool, keeps);
     writeFile(content);
     QCOMPARE(QProcess::execute(QStringLiteral("sh"), {QStringLiteral("-c"), command, path()}), 0);
-    if (place.startsWith('/')) {
-        qputenv("XDG_CONFIG_HOME", place);
-    }
     QCOMPARE(summary(storedOptions()), summary(Options()));
     QVERIFY2(!QFile::exists(path() + QStringLiteral(".unreadable")), "the reader set the file aside");
     {
@@ -255,21 +234,17 @@ void TestSettings::survivesDamagedFiles()
         settings.setScanTime(300);
         QCOMPARE(settings.scanTime(), 300);
     }
-    QCOMPARE(AppSettings().scanTime(), place.isEmpty() ? 300 : 200);
+    QCOMPARE(AppSettings().scanTime(), keeps ? 300 : 200);
 }
 
 void TestSettings::typedValuesAreStoredAndShown()
 {
+    // 2.01 s are 2009.99... ms as a product of doubles; a range may be the wrong way round.
     const std::initializer_list<std::pair<const char *, const char *>> values{
-        {"doubleSpinBoxBroadcastTime", "2.01"}, // 2009.99... as a product of doubles
-        {"doubleSpinBoxTimeout", "60"},
-        {"doubleSpinBoxThreadsNumber", "7"},
-        {"doubleSpinBoxWaitForBytesWritten", "2"},
-        {"doubleSpinBoxWaitForReadyRead", "3"},
-        {"doubleSpinBoxWaitForConnected", "10000"},
-        {"lineEditStop", "10.0.0.9"},
-        {"lineEditStart", "10.0.0.250"}, // reversed is allowed
-    };
+        {"doubleSpinBoxBroadcastTime", "2.01"}, {"doubleSpinBoxTimeout", "60"},
+        {"doubleSpinBoxThreadsNumber", "7"},    {"doubleSpinBoxWaitForBytesWritten", "2"},
+        {"doubleSpinBoxWaitForReadyRead", "3"}, {"doubleSpinBoxWaitForConnected", "10000"},
+        {"lineEditStop", "10.0.0.9"},           {"lineEditStart", "10.0.0.250"}};
     writeFile(freshFile);
     {
         Bound bound;
@@ -287,12 +262,11 @@ void TestSettings::typedValuesAreStoredAndShown()
                                      "sendUnicast=true|manualIp=true"));
     Bound bound;
     for (const auto &[field, typed] : values) {
-        QCOMPARE(bound.child(field)->property("text").toString(), QLatin1String(typed));
+        QCOMPARE(bound.text(field), QLatin1String(typed));
     }
     bound.click("checkBoxEnableUnicast");
     bound.click("checkBoxEnable");
     QVERIFY(!bound.child("lineEditStart")->isEnabled() && !bound.child("lineEditStop")->isEnabled());
-    bound.child("applyBtn")->setFocus();
     QTest::keyClick(bound.child("applyBtn"), Qt::Key_Space);
     QCOMPARE(bound.closed, 0); // only Return and Enter press a button
     QTest::keyClick(bound.child("applyBtn"), Qt::Key_Enter);
@@ -322,18 +296,18 @@ void TestSettings::closesOnceAndStoresNothing()
 {
     writeFile(freshFile);
     Bound bound;
-    const std::initializer_list<std::function<void()>> ways{
-        [&] { bound.click("cancelBtn"); },
-        [&] { QTest::keyClick(bound.dialog.focusWidget(), Qt::Key_Escape); },
-        [&] { bound.dialog.close(); },
-    };
-    for (const auto &close : ways) {
+    for (const int way : {1, 2, 3}) {
         bound.dialog.show();
-        bound.closed = 0;
         bound.type("doubleSpinBoxThreadsNumber", "3");
-        close();
+        if (way == 1) {
+            bound.click("cancelBtn");
+        } else if (way == 2) {
+            QTest::keyClick(bound.dialog.focusWidget(), Qt::Key_Escape);
+        } else {
+            bound.dialog.close();
+        }
         QVERIFY(!bound.dialog.isVisible());
-        QCOMPARE(bound.closed, 1);
+        QCOMPARE(bound.closed, way); // once each
     }
     bound.settings.sync();
     QCOMPARE(fileContent(), QByteArray(freshFile));
@@ -343,8 +317,7 @@ void TestSettings::saysWhatTheRangeMeans()
 {
     // Start, end, what is said, and the fields that are wrong; Apply takes the range when none is.
     const std::initializer_list<std::array<const char *, 4>> ranges{
-        {"192.168.0", "10.0.0.1", "The start address is not an IPv4 address; write it like 192.168.0.1.",
-         "start"},
+        {"192.168.0", "10.0.0.1", "The start address is not an IPv4 address; write it like", "start"},
         {"10.0.0.1", "fe80::1", "The end address is an IPv6 address; instruments are asked by IPv4.", "end"},
         {"10.0.0.1", "", "The end address is missing.", "end"},
         {"abc", "", "The start address is not an IPv4 address", "start end"},
@@ -353,11 +326,9 @@ void TestSettings::saysWhatTheRangeMeans()
         {" 10.0.0.5 ", "10.0.0.5", "1 address; a scan takes about 0.2 s.", ""},
         {"10.0.0.0", "10.0.0.255", "254 addresses; a scan takes about 0.2 s.", ""},
         {"10.0.0.250", "10.0.1.2", "8 addresses; a scan takes about 0.2 s.", ""},
-        // Measured on a directly attached network when nobody was there: 598 addresses 0.2 s, 710 3.2 s,
-        // 4094 18.6 s.
+        // Measured when nobody was there: 598 addresses 0.2 s, 710 3.2 s.
         {"10.5.0.2", "10.5.2.90", "600 addresses; a scan takes about 0.2 s.", ""},
         {"10.5.0.2", "10.5.2.91", "601 addresses; a scan takes about 0.2 s, up to 3.3 s.", ""},
-        {"10.5.0.0", "10.5.15.255", "4,094 addresses; a scan takes about 0.2 s, up to 19 s.", ""},
         {"10.0.0.0", "10.0.255.255", "65,534 addresses; a scan takes about 0.8 s, up to 6 min.", ""},
         {"0.0.0.1", "255.255.255.255", "4,294,967,294 addresses; a scan takes about 11 h, up to 35 h.", ""},
         {"10.0.0.0", "10.255.255.255", "16,777,214 addresses; a scan takes about 3 min, up to 24 h.", ""},
@@ -379,15 +350,15 @@ void TestSettings::saysWhatTheRangeMeans()
         const bool isProblem = bound.message().startsWith(QLatin1String("The "));
         QCOMPARE(bound.child("labelRange")->property("role").toString(),
                  QLatin1String(isProblem ? "error" : "hint"));
-        QCOMPARE(bound.child("lineEditStart")->property("invalid").toBool(),
-                 QByteArray(wrong).contains("start"));
-        QCOMPARE(bound.child("lineEditStop")->property("invalid").toBool(),
-                 QByteArray(wrong).contains("end"));
+        QCOMPARE(bound.isMarked("lineEditStart"), QByteArray(wrong).contains("start"));
+        QCOMPARE(bound.isMarked("lineEditStop"), QByteArray(wrong).contains("end"));
         QVERIFY(bound.child("labelRange")->isVisible());
     }
     bound.type("lineEditStop", "10.0.0.1");
     bound.type("doubleSpinBoxBroadcastTime", "10.4"); // follows at once
     QVERIFY2(says("1 address; a scan takes about 10 s."), qPrintable(bound.message()));
+    bound.dialog.setBroadcastTime(7500);
+    QVERIFY2(says("1 address; a scan takes about 7.5 s."), qPrintable(bound.message()));
 }
 
 void TestSettings::wrongAddressesAreNeverStored()
@@ -397,7 +368,6 @@ void TestSettings::wrongAddressesAreNeverStored()
     bound.type("lineEditStart", "192.168.0");
     QTest::keyClick(bound.child("lineEditStart"), Qt::Key_Return);
     QCOMPARE(bound.closed, 0);
-
     bound.click("checkBoxEnableUnicast");
     QVERIFY(bound.mayApply() && bound.message().isEmpty());
     bound.click("checkBoxEnableUnicast"); // leaves Apply as it is, but what is wrong is said
@@ -405,7 +375,6 @@ void TestSettings::wrongAddressesAreNeverStored()
     bound.click("applyBtn");
     QCOMPARE(bound.closed, 0);
     QVERIFY(!bound.mayApply() && bound.child("lineEditStart")->hasFocus());
-
     bound.click("checkBoxEnableUnicast");
     bound.click("applyBtn");
     QCOMPARE(bound.closed, 1);
@@ -417,10 +386,13 @@ void TestSettings::storedIpv6AddressBlocksOnlyTheRange()
 {
     for (const bool unicast : {true, false}) {
         writeFile(fileWith(unicast ? "endIp=fe80::1|sendUnicast=true" : "endIp=fe80::1"));
-        const Bound bound;
-        QCOMPARE(bound.child("lineEditStop")->property("text").toString(), QStringLiteral("fe80::1"));
-        QCOMPARE(bound.mayApply(), !unicast);
-        QCOMPARE(bound.message().contains(QLatin1String("IPv6")), unicast);
+        Bound bound;
+        QCOMPARE(bound.text("lineEditStop"), QStringLiteral("fe80::1"));
+        for (const bool on : {unicast, !unicast}) {
+            QCOMPARE(bound.mayApply(), !on);
+            QCOMPARE(bound.message().contains(QLatin1String("IPv6")), on);
+            bound.dialog.setFlagUnicast(!on);
+        }
     }
 }
 
