@@ -61,29 +61,27 @@ void TestNetwSettings::initTestCase()
 // shared ones; the reason, and what is sent.
 void TestNetwSettings::judges()
 {
-    const QString unmarked = text("0 0 0 0|0 0 0 0|0 0 0 0");
-    const QVector<QStringList> rows{
-        {text(""), unmarked, text("Nothing is changed yet."), text("")},
-        {text("2,3, 10.0.0.7 "), unmarked, text(""), text("2=10.0.0.7")},
-        {text("2,4,255.255.0.0"), unmarked, text(""), text("2=10.0.0.9/255.255.0.0")},
-        {text("2,5,1.1.1.1"), unmarked, text(""), text("2=10.0.0.9@1.1.1.1")},
-        {text("2,3,10.0.0.7;2,3,10.0.0.9 "), unmarked, text("Nothing is changed yet."), text("")},
-        {text("2,3,10.0.0."), text("0 1 0 0|0 0 0 0|0 0 0 0"),
-         text("Serial number SN2: the IP address \"10.0.0.\" is not an IPv4 address"), text("")},
-        {text("2,4,255.255.255.255"), text("0 0 0 0|0 1 0 0|0 0 0 0"),
-         text("Serial number SN2: the subnet mask \"255.255.255.255\" cannot be given to an instrument"),
-         text("")},
-        {text("3,5,"), text("0 0 0 0|0 0 0 0|0 0 1 0"), text("Serial number SN3: the gateway is missing"),
-         text("")},
-        {text("1,5,%1;2,5,a"), text("0 0 0 0|0 0 0 0|1 1 0 0"),
-         text("Serial number SN1: the gateway \"%1\" is not an IPv4 address; and 1 more"), text("")},
+    const char *unmarked = "0 0 0 0|0 0 0 0|0 0 0 0";
+    const char *rows[][4] = {
+        {"", unmarked, "Nothing is changed yet.", ""},
+        {"2,3, 10.0.0.7 ", unmarked, "", "2=10.0.0.7"},
+        {"2,4,255.255.0.0", unmarked, "", "2=10.0.0.9/255.255.0.0"},
+        {"2,5,1.1.1.1", unmarked, "", "2=10.0.0.9@1.1.1.1"},
+        {"2,3,10.0.0.7;2,3,10.0.0.9 ", unmarked, "Nothing is changed yet.", ""},
+        {"2,3,10.0.0.", "0 1 0 0|0 0 0 0|0 0 0 0",
+         "Serial number SN2: the IP address \"10.0.0.\" is not an IPv4 address", ""},
+        {"2,4,255.255.255.255", "0 0 0 0|0 1 0 0|0 0 0 0",
+         "Serial number SN2: the subnet mask \"255.255.255.255\" cannot be given to an instrument", ""},
+        {"3,5,", "0 0 0 0|0 0 0 0|0 0 1 0", "Serial number SN3: the gateway is missing", ""},
+        {"1,5,%1;2,5,a", "0 0 0 0|0 0 0 0|1 1 0 0",
+         "Serial number SN1: the gateway \"%1\" is not an IPv4 address; and 1 more", ""},
         // It reports no mask and no gateway, which stands in nobody's way until its row is changed.
-        {text("4,3,10.0.0.7"), text("0 0 0 0|0 0 0 1|0 0 0 1"),
-         text("Serial number SN4: the subnet mask is missing"), text("")},
-        {text("3,3,10.0.0.10"), text("2 0 2 0|0 0 0 0|0 0 0 0"),
-         text("More than one instrument has the same IP address."), text("3=10.0.0.10")},
-        {text("3,3,10.0.0.10;1,3,10.0.0.11"), unmarked, text(""), text("1=10.0.0.11 3=10.0.0.10")}};
-    for (const QStringList &expected : rows) {
+        {"4,3,10.0.0.7", "0 0 0 0|0 0 0 1|0 0 0 1", "Serial number SN4: the subnet mask is missing", ""},
+        {"3,3,10.0.0.10", "2 0 2 0|0 0 0 0|0 0 0 0", "More than one instrument has the same IP address.",
+         "3=10.0.0.10"},
+        {"3,3,10.0.0.10;1,3,10.0.0.11", unmarked, "", "1=10.0.0.11 3=10.0.0.10"}};
+    for (const auto &line : rows) {
+        const QStringList expected{text(line[0]), text(line[1]), text(line[2]), text(line[3])};
         open(Rows(three) << row(4, "10.0.0.4", "", "0.0.0.0"));
         for (const QString &edit : expected.first().split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
             const QStringList parts = edit.split(QLatin1Char(','));

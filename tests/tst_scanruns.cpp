@@ -152,7 +152,7 @@ void TestScanRuns::ends()
     });
     user.start(50);
     QCoreApplication::exec();
-    QVERIFY(!wide || ip("route delete 192.168.0.0/16 dev wst0"));
+    QVERIFY(!wide || (ip("route delete 192.168.0.0/16 dev wst0") && ip("neighbour flush dev wst0")));
     QVERIFY(modules != 1 || ip("neighbour delete 192.168.0.60 dev wst0"));
 
     QCOMPARE(turns, 20);
