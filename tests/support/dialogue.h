@@ -16,12 +16,16 @@
 //   ~20 text     says this every 20 ms until the connection ends, for 4 s at most; ~0: without a pause
 //   .100         waits 100 ms
 //   !close, !reset
+//   /            that was one connection, what follows is said on the next
 class Dialogue
 {
 public:
     explicit Dialogue(const QByteArray &steps, const QByteArray &image = {});
 
     ScriptedPeer::Script script() const;
+
+    // So many of them have something to hear or to say.
+    int connections() const;
 
     // Is this what the peer was to hear, to the last byte?
     bool isHeard(const QByteArray &received) const;
