@@ -1,278 +1,292 @@
-#include "imagerun.h"
-#include "labprocess.h"
+#include "dialogue.h"
+#include "firmwareupgrade.h"
+#include "imagesender.h"
 #include "labroom.h"
+#include "quickpacing.h"
 #include "updateroom.h"
 
-#include <QFile>
+#include <QEventLoop>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
-using imagerun::Run;
-using updateroom::picoammeter;
-using updateroom::powerSupply;
+#include <sys/stat.h>
 
-// The worker with power supplies and beamline instruments of the lab: dialogue, faults at every step,
-// and what the instrument holds afterwards.
+namespace {
+
+using std::chrono::milliseconds;
+
+const QString loopback = QStringLiteral("127.0.0.1");
+const QString header = QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  ===");
+
+// More than the system takes from us before the peer reads.
+constexpr int imageBytes = 32 * updateroom::sectorSize + 1;
+constexpr int runTimeoutMs = 60000;
+constexpr int lookMs = 10;
+
+// "key=value" of a row's section or name; `otherwise` when it is not there.
+QString option(const QString &row, const char *key, const QString &otherwise = {})
+{
+    const QString start = QLatin1String(", ") + QLatin1String(key) + QLatin1Char('=');
+    const int at = row.indexOf(start);
+    return at < 0 ? otherwise : row.mid(at + start.size()).section(QStringLiteral(", "), 0, 0);
+}
+
+// Whoever counts on a bound that the row does not give takes longer than a run may.
+Pacing pacingOf(const QString &row)
+{
+    const auto bound = [&row](const char *key) {
+        return milliseconds(option(row, key, QString::number(2 * runTimeoutMs)).toInt());
+    };
+    Pacing pacing = quickPacing();
+    pacing.versionConnect = pacing.tunnelConnect = bound("answer");
+    pacing.versionAnswer = pacing.commandAnswer = pacing.eraseAnswer = bound("answer");
+    pacing.written = bound("written");
+    pacing.sendingGrace = bound("sending");
+    pacing.slowestBytesPerSecond = 1024 * 1024 * 1024;
+    pacing.imageAnswer = bound("verdict");
+    pacing.longestVerdict = 4 * bound("verdict");
+    return pacing;
+}
+
+struct Run
+{
+    QStringList log;
+    QVector<int> progress;
+    QVector<int> removed;
+    int completed = 0;
+    int failed = 0;
+    bool wasStopped = false;
+};
+
+} // namespace
+
+// The worker with instruments that take an image: what the lab's hold afterwards, and what scripted ones
+// that misbehave at any step are sent.
 class TestImageUpdate : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void writesTheImage_data();
-    void writesTheImage();
-    void progressFollowsTheInstrument();
-    void faultsEndTheRun_data();
-    void faultsEndTheRun();
-    void uselessFilesReachNobody_data();
-    void uselessFilesReachNobody();
-    void othersAreRefused_data();
-    void othersAreRefused();
-    void stopIsHonouredUntilTheImageBegins_data();
-    void stopIsHonouredUntilTheImageBegins();
-    void stopBehindTheFirstEraseIsNot();
+    void imageArrives_data();
+    void imageArrives();
+    void peerIsHeardOut_data();
+    void peerIsHeardOut();
+    void nobodyIsSelected();
+    void lateLineIsNoAnswer();
+    void consentBeforeTheLastPieceIsEarly();
 
 private:
-    Run run(const QString &code, const QString &file, const QString &stopAt = {})
-    {
-        return imagerun::run({{true}, {imagerun::device(code)}, file, {}, stopAt});
-    }
-    Run update(const QString &code, const QString &stopAt = {}) { return run(code, path, stopAt); }
+    QString path(const QString &name) const { return folder.filePath(name); }
+    Run run(const QString &row, const ScriptedPeer *peer = nullptr) const;
 
     QTemporaryDir folder;
-    QString path;
     QByteArray image;
 };
 
-namespace {
-
-// As the device table has it.
-QString codeOf(const QByteArray &played)
-{
-    return labroom::field(labroom::object(played.constData()), "code");
-}
-
-} // namespace
-
 void TestImageUpdate::initTestCase()
 {
-    path = folder.filePath(QStringLiteral("image.bin"));
-    image = updateroom::firmwareFile(path, 150000);
+    image = updateroom::firmwareFile(path(QStringLiteral("image")), imageBytes);
+    QFile(path(QStringLiteral("empty"))).open(QIODevice::WriteOnly);
+    updateroom::firmwareFile(path(QStringLiteral("huge")), 1);
+    QVERIFY(QFile::resize(path(QStringLiteral("huge")), ImageSender::largestImage + 1));
+    QCOMPARE(mkfifo(QFile::encodeName(path(QStringLiteral("pipe"))).constData(), 0600), 0);
+    QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path(QStringLiteral("zero"))));
 }
 
-void TestImageUpdate::writesTheImage_data()
+void TestImageUpdate::imageArrives_data()
 {
     QTest::addColumn<QByteArray>("played");
-    QTest::addColumn<QByteArray>("update");
-    QTest::addColumn<QString>("question"); // the last line before the image
-    const auto row = [](const char *name, const char *played, const char *update, const char *question) {
-        QTest::newRow(name) << QByteArray(played) << QByteArray(update) << question;
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QString>("lines"); // all that the instrument hears besides the image
+    const auto row = [](const char *name, const char *played, const char *options, const char *lines) {
+        QTest::newRow(name) << QByteArray(played) << options << lines;
     };
-    const char *modular = R"({"kind":"powerSupply","code":"1400"})";
-    const char *supply1600 = R"({"kind":"beamline","code":"1600"})";
-    row("power supply", powerSupply, "{}", "MRP");
-    row("modular supply", modular, "{}", "MRG:83");
-    row("answers in pieces", powerSupply, R"({"pieceBytes":2,"pieceMs":1})", "MRP");
-    row("slow", powerSupply, R"({"bytesPerSecond":100000})", "MRP");
-    row("picoammeter", picoammeter, "{}", "EPCSWR");
-    row("1600", supply1600, "{}", "EPCSWR");
+    const char *recovery = R"({"kind":"json","code":"1F80","texts":{"FW":"BOOT"}})";
+    const char *scanned = ", ip=192.168.0.70";
+    const char *erasing = "VER EPCSER:0 EPCSER:1 EPCSER:2 EPCSWR";
+    row("power supply", updateroom::powerSupply, scanned, "VER MST MRP MREBOOT");
+    row("modular supply", R"({"kind":"powerSupply","code":"1400"})", scanned, "VER MST MRG:83 MREBOOT");
+    row("recovery mode", recovery, scanned, "MST MRP MREBOOT");
+    row("manual address", recovery, ", selected=000, manual=192.168.0.70", "MST MRP MREBOOT");
+    row("picoammeter", updateroom::picoammeter, scanned, erasing);
+    row("1600", R"({"kind":"beamline","code":"1600"})", scanned, erasing);
 }
 
-void TestImageUpdate::writesTheImage()
+void TestImageUpdate::imageArrives()
 {
     QFETCH(QByteArray, played);
-    QFETCH(QByteArray, update);
-    QFETCH(QString, question);
-    LabProcess lab;
-    updateroom::startLab(lab, played, update);
-    const Run seen = this->update(codeOf(played));
-    QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QVERIFY(updateroom::storedIs(lab, image));
-    const QStringList lines = imagerun::linesOf(lab);
-    QCOMPARE(lines.first(), QStringLiteral("VER"));
-    QVERIFY2(lines.contains(question), qPrintable(lines.join(QLatin1Char(' '))));
-    QVERIFY(seen.log.filter(QStringLiteral("Device name: ")).size() == 1);
-
-    // What a power supply says about it is told.
-    const bool talks = question.startsWith(QLatin1String("MR"));
-    QVERIFY2(seen.lastStoppable.startsWith(talks ? QLatin1String("DC-Link: ") : QLatin1String("Erasing")),
-             qPrintable(seen.lastStoppable));
-    QCOMPARE(!seen.log.filter(QStringLiteral("DC-Link: ")).isEmpty(), talks);
-    QCOMPARE(seen.log.contains(QStringLiteral("Receiving firmware")), talks);
-    QCOMPARE(seen.log.filter(QStringLiteral(" bytes received")).size(), talks ? 2 : 0);
-    QCOMPARE(seen.log.contains(QStringLiteral("Storing firmware")), talks);
-
-    // One step at a time from 0 to 95, and 100 as the last word.
-    QCOMPARE(seen.progress.first(), 0);
-    QCOMPARE(seen.progress.last(), 100);
-    QCOMPARE(seen.progress.count(1), 95);
-    QCOMPARE(seen.progress.size(), 97);
-}
-
-// A slow instrument is seen to be slow: what this computer still holds does not count as taken.
-void TestImageUpdate::progressFollowsTheInstrument()
-{
-    constexpr int size = 1500000;
-    constexpr int bytesPerSecond = 500000;
-    constexpr int halfwayMs = 1000 * (size / 2) / bytesPerSecond;
-    LabProcess lab;
-    updateroom::startLab(lab, powerSupply, "{\"bytesPerSecond\":" + QByteArray::number(bytesPerSecond) + '}');
-    const QString longFile = folder.filePath(QStringLiteral("long.bin"));
-    updateroom::firmwareFile(longFile, size);
-    const Run seen = run(QStringLiteral("1100"), longFile);
-    QCOMPARE(seen.completed, 1);
-    // From the first step to the one at half of the image.
-    const qint64 taken = seen.progressMs.at(48) - seen.progressMs.at(1);
-    QVERIFY2(taken > halfwayMs * 3 / 4, qPrintable(QString::number(taken)));
-}
-
-void TestImageUpdate::faultsEndTheRun_data()
-{
-    QTest::addColumn<QByteArray>("played");
-    QTest::addColumn<QByteArray>("update");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<bool>("untouched"); // what was stored before is stored still
-    const auto row = [](const char *name, const char *played, const char *update, const char *error,
-                        bool untouched) {
-        QTest::newRow(name) << QByteArray(played) << QByteArray(update) << error << untouched;
-    };
-    row("version refused", powerSupply, R"({"nakAt":"VER"})", "No response from device", true);
-    row("version silent", powerSupply, R"({"silentAt":"VER"})", "No response from device", true);
-    row("status refused", powerSupply, R"({"nakAt":"MST"})", "ERROR: Status not available!", true);
-    row("status silent", powerSupply, R"({"silentAt":"MST"})", "ERROR: Status not available!", true);
-    row("status odd", powerSupply, R"({"wrongAt":{"MST":"#MRP:1"}})", "ERROR: Status not available!", true);
-    row("DC link refused", powerSupply, R"({"nakAt":"MRP"})", "ERROR: DC-Link check failed!", true);
-    row("DC link silent", powerSupply, R"({"silentAt":"MRP"})", "ERROR: DC-Link check failed!", true);
-    row("image refused", powerSupply, R"({"nakAt":"image","nakText":"bad checksum"})", "ERROR: bad checksum",
-        true);
-    row("image silent", powerSupply, R"({"silentAt":"image"})", "ERROR: No answer to the firmware!", true);
-    row("image cut", powerSupply, R"({"cutAfterBytes":40000})", "ERROR: writing failed!", true);
-    row("beamline's version refused", picoammeter, R"({"nakAt":"VER"})", "No response from device", true);
-    row("erase refused", picoammeter, R"({"nakAt":"EPCSER:0"})", "ERROR: Flash Erase failed!", true);
-    row("erase silent", picoammeter, R"({"silentAt":"EPCSER:0"})", "ERROR: Flash Erase failed!", true);
-    row("second erase refused", picoammeter, R"({"nakAt":"EPCSER:1"})", "ERROR: Flash Erase failed!", false);
-    row("write refused", picoammeter, R"({"nakAt":"EPCSWR"})", "ERROR: writing failed!", false);
-    row("write cut", picoammeter, R"({"cutAfterBytes":40000})", "ERROR: writing failed!", false);
-    row("end refused", picoammeter, R"({"nakAt":"image"})", "ERROR: writing failed!", false);
-    row("end silent", picoammeter, R"({"silentAt":"image"})", "ERROR: writing failed!", false);
-}
-
-void TestImageUpdate::faultsEndTheRun()
-{
-    QFETCH(QByteArray, played);
-    QFETCH(QByteArray, update);
-    QFETCH(QString, error);
-    QFETCH(bool, untouched);
-    LabProcess lab;
-    updateroom::startLab(lab, played, update);
-    const QByteArray before = updateroom::imageIn(lab);
-    QVERIFY(before != image);
-    const Run seen = this->update(codeOf(played));
-    QVERIFY(seen.ended && !seen.wasStopped);
-    QVERIFY2(seen.completed == 0 && seen.failed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QCOMPARE(seen.log.last(), error);
-    QCOMPARE(seen.progress.value(0, -1), 0);
-    QVERIFY(!seen.progress.contains(100));
-    // A refused question is the last thing that the instrument hears.
-    const QString refused = labroom::object(update.constData()).value(QLatin1String("nakAt")).toString();
-    if (refused != QLatin1String("image") && !refused.isEmpty()) {
-        QCOMPARE(imagerun::linesOf(lab).last(), refused);
-    }
-    if (untouched) {
-        QCOMPARE(updateroom::imageIn(lab), before);
-    }
-}
-
-void TestImageUpdate::uselessFilesReachNobody_data()
-{
-    QTest::addColumn<qint64>("size"); // -1: no file
-    QTest::newRow("missing") << qint64{-1};
-    QTest::newRow("empty") << qint64{0};
-    QTest::newRow("too large") << qint64{64} * 1024 * 1024 + 1;
-}
-
-void TestImageUpdate::uselessFilesReachNobody()
-{
-    QFETCH(qint64, size);
-    const QString useless = folder.filePath(QStringLiteral("useless"));
-    QFile::remove(useless);
-    QFile file(useless);
-    if (size >= 0) {
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
-        file.close();
-    }
-    LabProcess lab;
-    updateroom::startLab(lab, powerSupply);
-    const Run seen = run(QStringLiteral("1F80"), useless);
-    QCOMPARE(seen.failed, 1);
-    QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Please select a valid firmware!"));
-    QVERIFY(lab.events(QStringLiteral("connected")).isEmpty());
-}
-
-void TestImageUpdate::othersAreRefused_data()
-{
-    QTest::addColumn<QString>("code");
-    QTest::addColumn<QString>("error");
-    const QString unrecognized = QStringLiteral("ERROR: Unrecognized device family!");
-    QTest::newRow("transducer") << "3100"
-                                << "ERROR: Current Transdurers are not supported!";
-    QTest::newRow("tool") << "6100" << unrecognized;
-    QTest::newRow("unknown") << "9999" << unrecognized;
-    QTest::newRow("lower case") << "1f80" << unrecognized;
-}
-
-void TestImageUpdate::othersAreRefused()
-{
-    QFETCH(QString, code);
-    QFETCH(QString, error);
-    LabProcess lab;
-    updateroom::startLab(lab, powerSupply);
-    const Run seen = update(code);
-    QCOMPARE(seen.failed, 1);
-    QCOMPARE(seen.log.mid(3),
-             QStringList({QStringLiteral("Try to connect..."), QStringLiteral("Device Connected!"),
-                          QStringLiteral("Check version..."), error}));
-    QVERIFY(lab.events(QStringLiteral("lineReceived")).isEmpty());
-}
-
-void TestImageUpdate::stopIsHonouredUntilTheImageBegins_data()
-{
-    QTest::addColumn<QByteArray>("played");
-    QTest::addColumn<QString>("stopAt");
-    const auto row = [](const char *name, const char *played, const char *stopAt) {
-        QTest::newRow(name) << QByteArray(played) << stopAt;
-    };
-    row("connecting", powerSupply, "Try to connect...");
-    row("version known", powerSupply, "Device name: ");
-    row("DC link known", powerSupply, "DC-Link: ");
-    row("beamline, before the first erase", picoammeter, "Erasing Strimo memory...");
-}
-
-void TestImageUpdate::stopIsHonouredUntilTheImageBegins()
-{
-    QFETCH(QByteArray, played);
-    QFETCH(QString, stopAt);
+    QFETCH(QString, options);
     LabProcess lab;
     updateroom::startLab(lab, played);
-    const QByteArray before = updateroom::imageIn(lab);
-    const Run seen = update(codeOf(played), stopAt);
-    QVERIFY2(seen.failed == 1 && seen.completed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QCOMPARE(seen.log.last(), QStringLiteral("ERROR: Update timed out!"));
-    QVERIFY(seen.wasStopped);
-    QVERIFY(imagerun::linesOf(lab).filter(QStringLiteral("EPCS")).isEmpty());
-    QCOMPARE(updateroom::imageIn(lab), before);
+    const QByteArray firmware =
+        updateroom::firmwareFile(path(QStringLiteral("small")), 3 * updateroom::sectorSize);
+    const Run seen =
+        run(labroom::field(labroom::object(played), "code") + QLatin1String(", file=small") + options);
+    QVERIFY2(seen.completed == 1 && seen.failed == 0, qPrintable(seen.log.join(QLatin1Char('\n'))));
+    QVERIFY(updateroom::storedIs(lab, firmware));
+    const auto heard = [&lab] {
+        QStringList lines;
+        for (const QJsonObject &event : lab.events(QStringLiteral("lineReceived"))) {
+            lines += labroom::field(event, "line");
+        }
+        return lines.join(QLatin1Char(' '));
+    };
+    QFETCH(QString, lines);
+    QTRY_COMPARE(heard(), lines);
+    QCOMPARE(seen.log.mid(0, 3),
+             QStringList({header, QStringLiteral("Device IP: ") + updateroom::address(),
+                          QStringLiteral("Firmware : ") + path(QStringLiteral("small"))}));
+    QCOMPARE(seen.removed, options.contains(QLatin1String("manual")) ? QVector<int>() : QVector<int>{1});
+    // One step at a time from 0 to 95, and 100 as the last word.
+    QCOMPARE(seen.progress, QVector<int>{0} + QVector<int>(95, 1) + QVector<int>{100});
 }
 
-void TestImageUpdate::stopBehindTheFirstEraseIsNot()
+void TestImageUpdate::peerIsHeardOut_data()
 {
-    LabProcess lab;
-    updateroom::startLab(lab, picoammeter, R"({"eraseMs":500})");
-    const auto erased = [&lab] { return !lab.events(QStringLiteral("sectorErased")).isEmpty(); };
-    const Run seen =
-        imagerun::run({{true}, {imagerun::device(QStringLiteral("2100"))}, path, {}, {}, -1, erased});
-    QVERIFY(seen.stopRequested && !seen.wasStopped);
-    QVERIFY2(seen.failed == 0 && seen.completed == 1, qPrintable(seen.log.join(QLatin1Char('\n'))));
-    QVERIFY(updateroom::storedIs(lab, image));
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<QByteArray>("steps");
+    QTest::addColumn<QStringList>("log");
+    QByteArray erase; // every sector of the image, and the question whether it may be written
+    for (int i = 0; i * updateroom::sectorSize < imageBytes; ++i) {
+        erase += ">EPCSER:" + QByteArray::number(i) + "\\r  <#ACK\\r\\n  ";
+    }
+    for (const DialogueRow &row : dialoguesIn("image.txt", {{"erase", erase + ">EPCSWR\\r"}})) {
+        const QByteArray name = row.section + ", " + row.name;
+        QTest::newRow(name.constData())
+            << QString::fromLatin1(name) << row.steps << row.log.split(QStringLiteral(" / "));
+    }
+}
+
+// What the instruments got to the last byte, and what the user is told.
+void TestImageUpdate::peerIsHeardOut()
+{
+    QFETCH(QString, row);
+    QFETCH(QByteArray, steps);
+    QFETCH(QStringList, log);
+    const Dialogue dialogue(steps, image);
+    const ScriptedPeer peer(dialogue.script());
+    const Run seen = run(row, &peer);
+    int at = -1;
+    for (const QString &line : log) {
+        at = seen.log.indexOf(line, at + 1);
+        QVERIFY2(at >= 0,
+                 qPrintable(line + QLatin1String(" is not in\n") + seen.log.join(QLatin1Char('\n'))));
+    }
+    QCOMPARE(at, seen.log.size() - 1);
+    const bool updated =
+        log.last() == QLatin1String("Done!") && log.filter(QStringLiteral("ERROR")).isEmpty();
+    QCOMPARE(seen.completed, updated ? 1 : 0);
+    QCOMPARE(seen.failed, updated ? 0 : 1);
+    QCOMPARE(seen.wasStopped, log.contains(QStringLiteral("ERROR: Update timed out!")));
+
+    // The bar begins anew for each. What this computer still holds does not count as taken.
+    const int runs = seen.log.count(header);
+    QCOMPARE(seen.progress.count(0), runs);
+    QCOMPARE(seen.progress.count(100), updated ? 1 : 0);
+    QVERIFY(updated ? seen.progress.count(1) == runs * 95 && seen.progress.last() == 100
+                    : !steps.contains(">some") || seen.progress.count(1) < 95 / 2);
+    QTRY_VERIFY(peer.endedConnections() >= dialogue.connections());
+    QTRY_COMPARE(peer.endedConnections(), peer.connections());
+    QVERIFY(dialogue.isHeard(peer.received()));
+}
+
+void TestImageUpdate::nobodyIsSelected()
+{
+    for (const char *row : {"selected=000", "selected=", "selected=0001, rows=4",
+                            "selected=1, devices=0, rows=1", "selected=01, rows=1"}) {
+        const Run seen = run(QLatin1String("1100, ") + QLatin1String(row));
+        QVERIFY(seen.log.isEmpty() && seen.progress.isEmpty() && seen.completed == 0 && seen.failed == 0);
+    }
+}
+
+// What the first command's answer goes on with, when it has been read, does not answer the second.
+void TestImageUpdate::lateLineIsNoAnswer()
+{
+    std::promise<void> answered;
+    std::promise<void> said;
+    const ScriptedPeer peer([&](ScriptedPeer::Connection &connection) {
+        connection.readUntil("one\r");
+        connection.send("first\r\n");
+        answered.get_future().wait();
+        connection.send("more of the first\r\n");
+        said.set_value();
+        connection.readUntil("two\r");
+        connection.send("second\r\n");
+    });
+    const milliseconds bound(runTimeoutMs);
+    LineConversation link('\n', bound);
+    link.open(loopback, peer.port(), bound, Interruption::Ignored);
+    const QString first = link.ask("one\r", bound, Interruption::Ignored);
+    answered.set_value();
+    said.get_future().wait();
+    QCOMPARE(first + link.ask("two\r", bound, Interruption::Ignored), QStringLiteral("firstsecond"));
+}
+
+// It is on its way, but most of it is still here.
+void TestImageUpdate::consentBeforeTheLastPieceIsEarly()
+{
+    const ScriptedPeer peer(Dialogue(">2000  <#ACK\\r\\n  .100  >image  <#NAK\\r\\n", image).script());
+    const Pacing pacing = pacingOf({});
+    LineConversation link('\n', pacing.written);
+    QVERIFY(link.open(loopback, peer.port(), pacing.tunnelConnect, Interruption::Ignored));
+    const auto meaning = [](const QByteArray &line) {
+        return line.contains("NAK") ? ImageSender::Said::Refusal : ImageSender::Said::Consent;
+    };
+    ImageSender sender(link, pacing, {imageBytes, pacing.imageAnswer, pacing.longestVerdict, meaning, [] {}});
+    QCOMPARE(sender.send(image), ImageSender::Outcome::Refusal);
+}
+
+// One run to its end, of the second of three devices. The "stop" of the row is a line of the log, or what
+// the peer hears.
+Run TestImageUpdate::run(const QString &row, const ScriptedPeer *peer) const
+{
+    Run seen;
+    Device_t device;
+    device[Code] = row.left(4);
+    device[Ip] = option(row, "ip", loopback);
+    QList<bool> selected;
+    for (const QChar flag : option(row, "selected", QStringLiteral("011"))) {
+        selected += flag == QLatin1Char('1');
+    }
+    XPortPorts ports;
+    ports.tunnel = peer ? peer->port() : ports.tunnel;
+    ports.tunnel = option(row, "port").isEmpty() ? ports.tunnel : ScriptedPeer::closedPort();
+    const QString three = QStringLiteral("3");
+    firmwareUpgrade worker(path(option(row, "file", QStringLiteral("image"))),
+                           option(row, "rows", three).toInt(), selected,
+                           QList<Device_t>{{}, device, {}}.mid(0, option(row, "devices", three).toInt()),
+                           option(row, "manual"), nullptr, pacingOf(row), ports);
+    // A queued call from the worker to the loop is an order of events that the thread sanitizer sees.
+    QEventLoop loop;
+    const QString stop = option(row, "stop", QStringLiteral("never"));
+    QTimer look;
+    connect(&look, &QTimer::timeout, &loop, [&] {
+        if (peer->received().contains(stop.toLatin1())) {
+            worker.requestInterruption();
+        }
+    });
+    if (peer && row.contains(QLatin1String("stop="))) {
+        look.start(lookMs);
+    }
+    // On the worker's own thread, so that the request comes before its next step.
+    const auto stopAt = [&](const QString &line) {
+        line.startsWith(stop) ? worker.requestInterruption() : void();
+    };
+    connect(&worker, &firmwareUpgrade::signalPrintMessage, &worker, stopAt, Qt::DirectConnection);
+    const auto listen = [&](auto signal, auto slot) { connect(&worker, signal, &loop, slot); };
+    listen(&firmwareUpgrade::signalPrintMessage, [&](const QString &line) { seen.log += line; });
+    listen(&firmwareUpgrade::signalProgressBarUpdate, [&](int value) { seen.progress += value; });
+    listen(&firmwareUpgrade::signalRemoveSelectedDevice, [&](int index) { seen.removed += index; });
+    listen(&firmwareUpgrade::signalProcedureCompleted, [&] { ++seen.completed; });
+    listen(&firmwareUpgrade::signalErrorDetected, [&] { ++seen.failed; });
+    listen(&QThread::finished, [&] { loop.quit(); });
+    QTimer::singleShot(runTimeoutMs, &loop, &QEventLoop::quit);
+    worker.start();
+    loop.exec();
+    seen.wasStopped = worker.wasStopped();
+    return seen;
 }
 
 QTEST_GUILESS_MAIN(TestImageUpdate)

@@ -54,7 +54,9 @@ Dialogue::Dialogue(const QByteArray &steps, const QByteArray &image)
             m_anyMore = true;
             continue;
         }
-        if (part[0] == '>' && (number > 0 || rest == "image")) {
+        if (part == "/") {
+            taken = 0;
+        } else if (part[0] == '>' && (number > 0 || rest == "image")) {
             rest = image.mid(taken, number > 0 ? number : -1);
             taken += rest.size();
         } else {
@@ -67,11 +69,27 @@ Dialogue::Dialogue(const QByteArray &steps, const QByteArray &image)
 
 ScriptedPeer::Script Dialogue::script(const std::function<void()> &stop) const
 {
-    return [steps = m_steps, stop](ScriptedPeer::Connection &connection) {
+    return [steps = m_steps, stop, last = qMax(1, connections())](ScriptedPeer::Connection &connection) {
+        int number = 1;
         for (const Step &step : steps) {
-            step.kind == '!' && step.bytes == "stop" ? stop() : play(step, connection);
+            if (step.kind == '/') {
+                ++number;
+            } else if (number == qMin(connection.number(), last)) {
+                step.kind == '!' && step.bytes == "stop" ? stop() : play(step, connection);
+            }
         }
     };
+}
+
+int Dialogue::connections() const
+{
+    int begun = 1;
+    int spoken = 0;
+    for (const Step &step : m_steps) {
+        begun += step.kind == '/' ? 1 : 0;
+        spoken = step.kind == '/' ? spoken : begun;
+    }
+    return spoken;
 }
 
 bool Dialogue::isHeard(const QByteArray &received) const

@@ -18,12 +18,16 @@
 //   .100         waits 100 ms
 //   !close, !reset
 //   !stop        calls what the script was given for it
+//   /            that was one connection, what follows is said on the next
 class Dialogue
 {
 public:
     explicit Dialogue(const QByteArray &steps, const QByteArray &image = {});
 
     ScriptedPeer::Script script(const std::function<void()> &stop = {}) const;
+
+    // So many of them have something to hear or to say.
+    int connections() const;
 
     // Is this what the peer was to hear, to the last byte?
     bool isHeard(const QByteArray &received) const;
