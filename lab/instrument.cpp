@@ -161,6 +161,9 @@ void Instrument::sendNow(const Datagram &query, const QVector<QByteArray> &datag
         const Datagram datagram{bytes,      m_identity.ip,  m_face.port(),
                                 query.from, query.fromPort, m_cable.index};
         m_face.send(datagram);
+        if (m_bench.verbose) {
+            m_log.report("reply", eventFields(datagram));
+        }
     }
 }
 

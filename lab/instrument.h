@@ -18,13 +18,14 @@ struct Workbench
     HostAddresses &addresses;
     UdpFace &discovery; // UDP 30719
     UdpFace &modules;   // UDP 30718
+    bool verbose;       // each reply is an event
 };
 
 // One virtual instrument: an address on one cable, a life (here, or away for a restart) and a way to
 // answer. It hears what is broadcast on its cable, whatever its own address, and what is sent to its
 // own address. What it says and obeys is its kind's.
 //
-// Events: "ignored" with a reason, "addressChanged" with from and to, "rebooted", "state";
+// Events: "reply" (when verbose), "ignored" with a reason, "addressChanged" with from and to, "rebooted", "state";
 // "addressFailed" when the host cannot have the address.
 class Instrument : public QObject
 {

@@ -23,6 +23,7 @@ struct Options
 {
     QString scenario; // path; empty: none
     int count = 0;    // of plain instruments
+    bool verbose = false;
     bool quitWithStdin = false;
 };
 
@@ -40,10 +41,11 @@ Options readOptions(const QCoreApplication &application)
         "to them as JSON lines.\nCommands come as JSON lines on standard input."));
     const QCommandLineOption count(QStringLiteral("count"), QStringLiteral("plays N plain instruments (too)"),
                                    QStringLiteral("N"));
+    const QCommandLineOption verbose(QStringLiteral("verbose"), QStringLiteral("tells each reply"));
     const QCommandLineOption quit(QStringLiteral("quit-with-stdin"),
                                   QStringLiteral("ends when standard input ends"));
     parser.addHelpOption();
-    parser.addOptions({count, quit});
+    parser.addOptions({count, verbose, quit});
     parser.addPositionalArgument(QStringLiteral("SCENARIO.json"), QStringLiteral("the instruments"),
                                  QStringLiteral("[SCENARIO.json]"));
     parser.process(application);
@@ -53,7 +55,7 @@ Options readOptions(const QCoreApplication &application)
         (parser.positionalArguments().isEmpty() && !parser.isSet(count))) {
         parser.showHelp(exitRefused);
     }
-    return {parser.positionalArguments().value(0), plain, parser.isSet(quit)};
+    return {parser.positionalArguments().value(0), plain, parser.isSet(verbose), parser.isSet(quit)};
 }
 
 // A module takes a descriptor for its listening socket; the usual limit of 1024 ends too soon.
@@ -110,7 +112,7 @@ int play(const Options &options, QCoreApplication &application)
     if (!scenario.error.isEmpty()) {
         return refuse(scenario.error);
     }
-    VirtualLab lab;
+    VirtualLab lab(options.verbose);
     QString error;
     if (!lab.open(cables, &error) || !lab.populate(scenario.instruments, &error)) {
         return refuse(error);

@@ -19,8 +19,8 @@ bool isQuery(const Datagram &datagram)
 
 } // namespace
 
-VirtualLab::VirtualLab()
-    : m_discovery(discoveryPort), m_modules(modulePort), m_bench{m_addresses, m_discovery, m_modules}
+VirtualLab::VirtualLab(bool verbose)
+    : m_discovery(discoveryPort), m_modules(modulePort), m_bench{m_addresses, m_discovery, m_modules, verbose}
 {
     for (UdpFace *face : {&m_discovery, &m_modules}) {
         connect(face, &UdpFace::received, this,

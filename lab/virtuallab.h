@@ -17,7 +17,8 @@ class VirtualLab : public QObject
     Q_OBJECT
 
 public:
-    VirtualLab();
+    // `verbose` makes each reply an event.
+    explicit VirtualLab(bool verbose);
 
     // Takes the host's ports and cables. False, and `error` says why, when they are not to be had.
     bool open(const QVector<Cable> &cables, QString *error);
