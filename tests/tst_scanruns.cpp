@@ -27,6 +27,7 @@ private slots:
     void ends();
     void saysWhatItCouldNotDo();
     void takesNothingAfterItsLastStep();
+    void theFirstReplyCounts();
     void tellsWhatIsBehindModules();
     void asksARackOfModules_data();
     void asksARackOfModules();
@@ -105,7 +106,7 @@ void TestScanRuns::ends_data()
     QTest::newRow("while modules are silent, with the program") << true << QByteArray() << 5;
 }
 
-// Everything here would take an hour. What was found until then is kept, and the next scan is whole.
+// Everything here would take hours. What was found until then is kept, and the next scan is whole.
 void TestScanRuns::ends()
 {
     QFETCH(bool, quits);
@@ -124,9 +125,9 @@ void TestScanRuns::ends()
             ip("neighbour replace 192.168.0.60 lladdr 02:00:00:00:00:01 dev wst0 nud permanent"));
 
     Client client;
-    client.requestStop(); // no scan runs, so this stops none
-    client.setScanTime(modules > 0 ? 3000 : hour);
-    client.setTcpThreads(2); // so that some wait for their turn
+    client.requestStop();                               // no scan runs, so this stops none
+    client.setScanTime(modules > 0 ? 3000 : 80 * hour); // an hour a step
+    client.setTcpThreads(2);                            // so that some wait for their turn
     client.setTcpWaitRead(hour);
     client.setTcpWaitConnected(hour);
     if (!walkTo.isEmpty()) {
@@ -227,6 +228,30 @@ void TestScanRuns::takesNothingAfterItsLastStep()
     client.disconnect(this);
     client.setSendUnicast(false);
     QCOMPARE(client.scan({}).size(), 1);
+}
+
+// Of two that claim the same MAC address, be they instruments or modules.
+void TestScanRuns::theFirstReplyCounts()
+{
+    Client client;
+    QUdpSocket near;
+    QUdpSocket far;
+    QVERIFY(near.bind(QHostAddress(onCable0())) && far.bind(QHostAddress(onCable1())));
+    connect(&client, &Client::signalUpdateProgressBar, this, [&](int value) {
+        if (value == 1) {
+            client.disconnect(this);
+            for (const char *reply : {"2100001A2B000001", "2180001A2B000001"}) {
+                near.writeDatagram("Quorvex Dev:" + hex(reply), QHostAddress(onCable0()), discoveryPort);
+            }
+            for (QUdpSocket *module : {&near, &far}) {
+                module->writeDatagram(QByteArray(24, '\0') + hex("00204A000001"), QHostAddress(onCable0()),
+                                      modulePort);
+            }
+        }
+    });
+    const QList<Device_t> found = client.scan(interfacesOf(first));
+    QCOMPARE(found.size(), 2);
+    QCOMPARE(found.first()[Code] + found.last()[Ip], QStringLiteral("2100") + onCable0());
 }
 
 // The window lives meanwhile, and a module that answers the scan three times is asked once.
