@@ -27,7 +27,7 @@ private slots:
     void ends();
     void saysWhatItCouldNotDo();
     void takesNothingAfterItsLastStep();
-    void theFirstReplyCounts();
+    void waitsForRoomInAWideRange();
     void tellsWhatIsBehindModules();
     void asksARackOfModules_data();
     void asksARackOfModules();
@@ -230,28 +230,30 @@ void TestScanRuns::takesNothingAfterItsLastStep()
     QCOMPARE(client.scan({}).size(), 1);
 }
 
-// Of two that claim the same MAC address, be they instruments or modules.
-void TestScanRuns::theFirstReplyCounts()
+// More hosts that are not there than the system's table of neighbours has room for; the one that is
+// there comes last and must be asked all the same.
+void TestScanRuns::waitsForRoomInAWideRange()
 {
+    QVERIFY(ip("address add 10.50.0.1/16 dev wst0"));
+    LabProcess lab;
+    play(lab, {plain("00:1A:2B:00:00:01", "10.50.5.5")});
     Client client;
-    QUdpSocket near;
-    QUdpSocket far;
-    QVERIFY(near.bind(QHostAddress(onCable0())) && far.bind(QHostAddress(onCable1())));
-    connect(&client, &Client::signalUpdateProgressBar, this, [&](int value) {
-        if (value == 1) {
-            client.disconnect(this);
-            for (const char *reply : {"2100001A2B000001", "2180001A2B000001"}) {
-                near.writeDatagram("Quorvex Dev:" + hex(reply), QHostAddress(onCable0()), discoveryPort);
-            }
-            for (QUdpSocket *module : {&near, &far}) {
-                module->writeDatagram(QByteArray(24, '\0') + hex("00204A000001"), QHostAddress(onCable0()),
-                                      modulePort);
-            }
-        }
-    });
-    const QList<Device_t> found = client.scan(interfacesOf(first));
-    QCOMPARE(found.size(), 2);
-    QCOMPARE(found.first()[Code] + found.last()[Ip], QStringLiteral("2100") + onCable0());
+    walk(client, "10.50.0.2", "10.50.5.5");
+    int turns = 0;
+    QTimer windowAlive;
+    connect(&windowAlive, &QTimer::timeout, this, [&turns] { ++turns; });
+    windowAlive.start(100);
+    // All private networks of this computer share one table of neighbours: others may fill it, too.
+    bool asked = false;
+    for (int scans = 0; scans < 6 && !asked; ++scans) {
+        client.scan({});
+        QCOMPARE(client.problem(), QString());
+        asked = lab.waitForEvent(QStringLiteral("query"), 1, 4000);
+        ip("neighbour flush dev wst0");
+    }
+    QVERIFY(ip("address delete 10.50.0.1/16 dev wst0"));
+    QVERIFY(asked);
+    QVERIFY2(turns > 10, "the window stood still");
 }
 
 // The window lives meanwhile, and a module that answers the scan three times is asked once.
@@ -317,8 +319,15 @@ void TestScanRuns::tellsWhatIsBehindModules()
     QTimer windowAlive;
     connect(&windowAlive, &QTimer::timeout, this, [&] { turns += progress.size() > 80 ? 1 : 0; });
     windowAlive.start(50);
+    QList<Device_t> devices;
+    int before = 0;
+    for (int scans = 0; scans < 5 && devices.size() < modules.size(); ++scans) {
+        before = lab.events(QStringLiteral("lineReceived")).size();
+        client.clearDevices();
+        devices = client.scan(interfacesOf(first)); // again when a busy machine has missed a reply
+    }
     QStringList found;
-    for (const Device_t &device : client.scan(interfacesOf(first))) {
+    for (const Device_t &device : qAsConst(devices)) {
         found.append(QStringList(std::begin(device.fields), std::end(device.fields)).join(QLatin1Char('|')));
     }
     found.sort();
@@ -326,7 +335,7 @@ void TestScanRuns::tellsWhatIsBehindModules()
     QCOMPARE(found, expected);
     QVERIFY2(turns > 10, "the window stood still");
     QString asked;
-    for (const QJsonObject &event : lab.events(QStringLiteral("lineReceived"))) {
+    for (const QJsonObject &event : lab.events(QStringLiteral("lineReceived")).mid(before)) {
         asked += field(event, "mac").endsWith(QLatin1String(":10")) ? field(event, "line") : QString();
     }
     QCOMPARE(asked, QStringLiteral("MVERMRG:22"));
