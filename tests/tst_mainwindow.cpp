@@ -93,6 +93,7 @@ void TestMainWindow::startsOnTheHomePage()
     QVERIFY(fixture.table()->isColumnHidden(DeviceTable::SelectionColumn));
     QVERIFY(fixture.find<QWidget>("frameWeb")->isHidden());
     QCOMPARE(fixture.said(), "Not scanned yet."_s);
+    QCOMPARE(fixture.find<QProgressBar>("progressBar")->value(), 0);
     QVERIFY(fixture.boxes().isEmpty());
 }
 
@@ -139,6 +140,7 @@ void TestMainWindow::showsTheShowcaseSortedAndFiltered()
     QCOMPARE(fixture.find<QProgressBar>("progressBar")->value(), 100);
     QVERIFY(
         fixture.said().startsWith("%1 instruments found on 2 network interfaces."_s.arg(instruments.size())));
+    QVERIFY(fixture.table()->isSortingEnabled());
     fixture.table()->sortByColumn(DeviceTable::IpColumn, Qt::DescendingOrder);
     QHash<QString, QString> codeByIp;
     for (const QJsonValue &value : instruments) {
@@ -153,6 +155,7 @@ void TestMainWindow::showsTheShowcaseSortedAndFiltered()
 
     fixture.press("actionApply_Filter");
     QCOMPARE(fixture.find<QAction>("actionApply_Filter")->text(), "Remove Filter"_s);
+    QVERIFY(!fixture.find<QPushButton>("filterBtn")->styleSheet().isEmpty()); // the look of one in use
     const QStringList digits{"14"_s, "2"_s, "3"_s};
     for (int family = 0; family < digits.size(); ++family) {
         fixture.find<QComboBox>("comboBoxDeviceFilter")->setCurrentIndex(family);
@@ -175,6 +178,9 @@ void TestMainWindow::rowsOfALookKeepTheRest()
     DeviceTable table;
     table.setColumnCount(6);
     table.prepareColumns();
+    const QImage nobody = table.grab().toImage();
+    table.setEmptyText("Nobody"_s);
+    QVERIFY(table.grab().toImage() != nobody);
     table.fill({record("1100", 10, "a"), record("2100", 9, "b"), record("1100", 110, "c")});
     table.sortByColumn(DeviceTable::IpColumn, Qt::AscendingOrder);
     const auto order = [&table] {

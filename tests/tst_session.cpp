@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <utility>
 
 namespace {
 
@@ -105,6 +106,11 @@ struct Room
     {
         return QTest::qWaitFor([this, activity] { return session.activity() == activity; }, patienceMs);
     }
+    void tell(const char *command, int number, const char *event)
+    {
+        lab.command({{"command"_s, QLatin1String(command)}, {"mac"_s, macOf(number)}});
+        QVERIFY(lab.waitForEvent(QLatin1String(event)));
+    }
     int queries() const
     {
         const QVector<QJsonObject> all = lab.events("query"_s);
@@ -165,20 +171,17 @@ void TestSession::refusesWhatMayNotStart_data()
 {
     QTest::addColumn<Activity>("activity");
     QTest::addColumn<QVector<Refusal>>("expected"); // scan, settings, many settings, update, close
-    const auto row = [](const char *name, Activity activity, Refusal all, Refusal close) {
-        QTest::newRow(name) << activity << QVector<Refusal>{all, all, all, all, close};
+    const auto row = [](const char *name, Activity activity, Refusal three, Refusal update, Refusal close) {
+        QTest::newRow(name) << activity << QVector<Refusal>{three, three, three, update, close};
     };
-    row("scanning", Activity::Scanning, Refusal::Scanning, Refusal::None);
-    row("sending", Activity::Sending, Refusal::Sending, Refusal::None);
-    row("updating", Activity::Updating, Refusal::Updating, Refusal::Updating);
-    row("closing", Activity::Closing, Refusal::Closing, Refusal::Closing);
-    QTest::newRow("awaiting addresses") << Activity::AwaitingAddresses
-                                        << QVector<Refusal>{Refusal::None, Refusal::None, Refusal::None,
-                                                            Refusal::AwaitingAddresses, Refusal::None};
-    for (const auto &[name, activity] :
-         {std::pair("idle", Activity::Idle), std::pair("awaiting a restart", Activity::AwaitingRestart)}) {
-        QTest::newRow(name) << activity << QVector<Refusal>(5, Refusal::None);
-    }
+    using R = Refusal;
+    row("idle", Activity::Idle, R::None, R::None, R::None);
+    row("scanning", Activity::Scanning, R::Scanning, R::Scanning, R::None);
+    row("sending", Activity::Sending, R::Sending, R::Sending, R::None);
+    row("updating", Activity::Updating, R::Updating, R::Updating, R::Updating);
+    row("awaiting addresses", Activity::AwaitingAddresses, R::None, R::AwaitingAddresses, R::None);
+    row("awaiting a restart", Activity::AwaitingRestart, R::None, R::None, R::None);
+    row("closing", Activity::Closing, R::Closing, R::Closing, R::Closing);
 }
 
 // Each activity is brought about, and each order that it refuses is given: nothing of it reaches an
@@ -190,9 +193,9 @@ void TestSession::refusesWhatMayNotStart()
     const int restartMs = activity == Activity::AwaitingRestart ? 4000 : 0;
     Room room({supply(11, {{"bytesPerSecond"_s, 40000}}, {{"restartMs"_s, restartMs}}), supply(12)});
     room.findAll();
-    int asked = 0;
+    bool asked = false;
     const auto ask = [&] {
-        if (asked++ > 0) {
+        if (std::exchange(asked, true)) {
             return true;
         }
         [&] { QCOMPARE(room.session.activity(), activity); }();
@@ -211,42 +214,28 @@ void TestSession::refusesWhatMayNotStart()
         return true;
     };
     const int queries = room.queries();
-    switch (activity) {
-    case Activity::Scanning:
+    if (activity == Activity::Scanning) {
         connect(&room.client, &Client::signalUpdateProgressBar, this,
                 [&](int value) { value == 1 && ask(); });
         room.scan();
         QCOMPARE(room.queries(), queries + 1);
-        break;
-    case Activity::Sending:
+    } else if (activity == Activity::Sending) {
         QCOMPARE(room.moveMany({11}, [&](int) { return ask(); }), Refusal::None);
-        break;
-    case Activity::Closing:
-    case Activity::Updating:
-        QCOMPARE(room.update({11}), Refusal::None);
-        if (activity == Activity::Updating) {
-            ask();
-            QVERIFY(room.waitUntil(Activity::Idle));
-        } else {
-            QTimer::singleShot(0, this, ask);
-            room.session.stopUpdate();
-        }
-        break;
-    case Activity::AwaitingAddresses:
+    } else if (activity == Activity::AwaitingAddresses) {
         QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
         ask();
-        break;
-    case Activity::AwaitingRestart:
+    } else if (activity == Activity::Closing) {
         QCOMPARE(room.update({11}), Refusal::None);
-        QVERIFY(room.waitUntil(Activity::Idle));
-        room.scan();
-        ask();
-        break;
-    case Activity::Idle:
-        ask();
-        break;
+        QTimer::singleShot(0, this, ask);
+        room.session.stopUpdate();
+    } else if (activity != Activity::Idle) {
+        QCOMPARE(room.update({11}), Refusal::None);
+        if (activity == Activity::AwaitingRestart) {
+            QVERIFY(room.waitUntil(Activity::Idle));
+            room.scan();
+        }
     }
-    QVERIFY(asked > 0);
+    ask();
     QVERIFY(!room.wasReached(12));
 }
 
@@ -267,31 +256,31 @@ void TestSession::refusesWhatCannotBeSent()
     QVERIFY(room.lab.events("set"_s).isEmpty());
 }
 
-// It needs longer than the scan right behind the order takes.
+// It needs longer than the scan right behind the order takes. Nobody else's record is touched meanwhile.
 void TestSession::lateAddressIsLookedForQuietly()
 {
-    Room room({supply(11, {}, {{"applyMs"_s, 1200}}), supply(12)});
+    Room room({supply(11, {}, {{"applyMs"_s, 2000}}), supply(12)});
     room.findAll();
     const QSignalSpy scans(&room.session, &Session::signalScanBegun);
+    room.tell("remove", 12, "removed");
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
     room.scan();
     QVERIFY(room.session.report().lookingAgain);
     QVERIFY(room.change() != ChangeVerdict::State::Proven);
-    const int other = room.indexOf(12);
-    const Device_t before = room.session.devices().at(other);
+    room.tell("restore", 12, "restored");
     QTRY_COMPARE_WITH_TIMEOUT(room.change(), ChangeVerdict::State::Proven, patienceMs);
     QVERIFY(!room.session.report().lookingAgain);
     QCOMPARE(scans.size(), 1); // the ordered one
-    QCOMPARE(room.session.devices().at(room.indexOf(11))[Ip], addressOf(50));
-    QVERIFY(room.session.devices().at(other) == before);
+    QCOMPARE(room.session.devices().size(), 1);
+    QCOMPARE(room.session.devices().first()[Ip], addressOf(50));
     QCOMPARE(room.session.activity(), Activity::Idle);
-    QVERIFY(room.lab.events("connected"_s).isEmpty());
 }
 
 void TestSession::lostInstrumentIsSaidInTheEnd()
 {
     Room room({supply(11), supply(13)}, quick());
     room.findAll();
+    const int queries = room.queries();
     QCOMPARE(room.moveMany({11, 12}), Refusal::None);       // nobody is number 12
     QCOMPARE(room.move(13, addressOf(113)), Refusal::None); // what the first order expects is kept
     QVERIFY(room.waitUntil(Activity::Idle));
@@ -301,7 +290,8 @@ void TestSession::lostInstrumentIsSaidInTheEnd()
     QCOMPARE(room.change(1), ChangeVerdict::State::Silent);
     QCOMPARE(room.session.report().changes.at(1).mac, macOf(12));
     QCOMPARE(room.change(2), ChangeVerdict::State::Proven);
-    QCOMPARE(room.queries(), 2 + 4); // two scans, four looks
+    const int looks = room.queries() - queries - 1;
+    QVERIFY(looks >= 2 && looks <= 4); // a busy machine leaves some out
 }
 
 void TestSession::toolsWaitForTheirReboot()
@@ -313,8 +303,7 @@ void TestSession::toolsWaitForTheirReboot()
     QCOMPARE(room.change(), ChangeVerdict::State::WaitsForReboot);
     QCOMPARE(room.session.activity(), Activity::Idle);     // nobody looks: it would take for ever
     QCOMPARE(room.move(11, addressOf(51)), Refusal::None); // thought better of it
-    room.lab.command({{"command"_s, "reboot"_s}, {"mac"_s, macOf(11)}});
-    QVERIFY(room.lab.waitForEvent("rebooted"_s));
+    room.tell("reboot", 11, "rebooted");
     room.scan();
     QCOMPARE(room.session.report().changes.size(), 1);
     QCOMPARE(room.change(), ChangeVerdict::State::Proven);
@@ -378,19 +367,29 @@ void TestSession::scanTakesOverFromALook()
     QVERIFY(!room.session.report().stopped);
 }
 
+// Until another update is ordered, which tells of itself.
 void TestSession::slowRestartIsLookedFor()
 {
-    Room room({supply(11, {}, {{"restartMs"_s, 1800}})});
+    Room room({supply(11, {}, {{"restartMs"_s, 3000}}), supply(12, {{"nakAt"_s, "MST"_s}})});
     room.findAll();
-    QCOMPARE(room.update({11}), Refusal::None);
-    QVERIFY(room.waitUntil(Activity::Idle));
-    room.scan();
-    QVERIFY(room.session.devices().isEmpty());
-    QCOMPARE(room.session.activity(), Activity::AwaitingRestart);
+    const auto updateEleven = [&room] {
+        QCOMPARE(room.update({11}), Refusal::None);
+        QVERIFY(room.waitUntil(Activity::Idle));
+        room.scan();
+        QCOMPARE(room.session.devices().size(), 1);
+        QCOMPARE(room.session.activity(), Activity::AwaitingRestart);
+    };
+    updateEleven();
     const QSignalSpy added(&room.session, &Session::signalDeviceAdded);
     QTRY_COMPARE_WITH_TIMEOUT(added.size(), 1, patienceMs);
     QCOMPARE(room.session.report().versions.first().state, VersionVerdict::State::Changed);
     QCOMPARE(room.session.activity(), Activity::Idle);
+
+    updateEleven();
+    Activity after = Activity::Updating;
+    connect(&room.session, &Session::signalUpdateEnded, this, [&] { after = room.session.activity(); });
+    QCOMPARE(room.update({12}), Refusal::None);
+    QTRY_COMPARE_WITH_TIMEOUT(after, Activity::Idle, patienceMs);
 }
 
 void TestSession::recordsTellWhatBecameOfEach()

@@ -22,7 +22,6 @@
 #include <QUrl>
 
 #include <algorithm>
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <tuple>
@@ -63,7 +62,7 @@ private slots:
 private:
     void typeAddress(int number) const;
     void play(const char *what) const;
-    QList<QByteArrayList> toolStarts() const;
+    int toolStarts() const;
     // Answers the file dialog that `button` opens with a file, empty for none.
     void inFileDialog(const char *button, const QString &file,
                       const std::function<void(QFileDialog &)> &look) const;
@@ -90,17 +89,10 @@ void TestWindowFirmware::play(const char *what) const
     qputenv("TOOL_PLAYS", what);
 }
 
-// One list for each start of the tool: its process id and arguments.
-QList<QByteArrayList> TestWindowFirmware::toolStarts() const
+int TestWindowFirmware::toolStarts() const
 {
     QFile file(room->homePath() + "/log"_s);
-    QList<QByteArrayList> lines;
-    while (file.open(QIODevice::ReadOnly) && !file.atEnd()) {
-        for (const QByteArray &line : file.readAll().trimmed().split('\n')) {
-            lines.append(line.split(' '));
-        }
-    }
-    return lines;
+    return file.open(QIODevice::ReadOnly) ? file.readAll().count('\n') : 0;
 }
 
 void TestWindowFirmware::inFileDialog(const char *button, const QString &file,
@@ -182,11 +174,10 @@ void TestWindowFirmware::restartIsLookedFor()
     QTRY_COMPARE_WITH_TIMEOUT(room->table()->rowCount(), 2, 30000);
     QTRY_VERIFY2_WITH_TIMEOUT(room->said().endsWith("not changed."_s), qPrintable(room->said()), 30000);
     QVERIFY(room->boxOf(12)->isChecked() && !room->boxOf(11)->isChecked());
-    room->tick({11});
-    const QByteArray image = room->storedImage(11);
-    QCOMPARE(image, room->image);
+    QCOMPARE(room->storedImage(11), room->image);
     QVERIFY(room->update());
-    QCOMPARE(room->lab.events("imageStored"_s).size(), 3);
+    QCOMPARE(room->storedImage(12), room->image);
+    QCOMPARE(room->lab.events("imageStored"_s).size(), 2); // one each
 }
 
 void TestWindowFirmware::recoversASupplyByManualIp_data()
@@ -455,17 +446,17 @@ void TestWindowFirmware::savesTheLog()
 
 void TestWindowFirmware::secondCheckIsIgnored()
 {
-    play("silence");
+    play("no update");
     room->open();
-    room->press("actionCheck_for_updates");
-    QTRY_COMPARE_WITH_TIMEOUT(toolStarts().size(), 1, 30000);
-    room->press("actionCheck_for_updates");
-    room->press("configBtn"); // the window stays usable
-    QVERIFY(!room->find<QPushButton>("configBtn")->isEnabled());
-    QCOMPARE(kill(toolStarts().first().first().toInt(), SIGTERM), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(room->boxes().size(), 1, 30000);
-    QTRY_VERIFY2((*room)->findChildren<QThread *>().isEmpty(), "a second check runs");
-    QCOMPARE(toolStarts().size(), 1);
+    for (int check = 1; check <= 2; ++check) {
+        room->press("actionCheck_for_updates");
+        room->press("actionCheck_for_updates");
+        QCOMPARE(room->boxes().size(), check - 1); // the window does not wait
+        QTRY_COMPARE_WITH_TIMEOUT(room->boxes().size(), check, 30000);
+        QCOMPARE(room->lastBox(), "No updates available."_s);
+        QTRY_VERIFY2((*room)->findChildren<QThread *>().isEmpty(), "a second check runs");
+        QCOMPARE(toolStarts(), check);
+    }
 }
 
 // The program would be closed for its own update in the middle of an instrument's.
@@ -483,7 +474,7 @@ void TestWindowFirmware::newReleaseWaitsForTheInstruments()
     QVERIFY(room->lastBox().startsWith("An update is running."_s));
     QTRY_VERIFY_WITH_TIMEOUT(!room->isLocked(), 30000);
     QCOMPARE(room->storedImage(11), room->image);
-    QCOMPARE(toolStarts().size(), 1); // no updater
+    QCOMPARE(toolStarts(), 1); // no updater
 }
 
 QTEST_MAIN(TestWindowFirmware)

@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTextEdit>
+#include <QThreadPool>
 #include <QUrl>
 
 namespace {
@@ -219,8 +220,8 @@ void TestWindowSettings::lookLeavesTheUsersHandsAlone()
     QCOMPARE(fixture.information().value("IP Address:"_s), addressOf(50));
 }
 
-// A file that was saved here and edited by hand, in which people and spreadsheets write MAC addresses in
-// their own ways, and which names one that nobody has.
+// By a file in which people and spreadsheets have written MAC addresses in their own ways, and which names
+// one that nobody has.
 void TestWindowSettings::threeHundredInstrumentsMoveByFile()
 {
     constexpr int count = 300;
@@ -233,40 +234,30 @@ void TestWindowSettings::threeHundredInstrumentsMoveByFile()
                             {"update"_s, false},
                             {"applyMs"_s, 200},
                             {"count"_s, count}})});
+    const QStringList spellings{"%1:%2"_s, "%1-%2"_s, "%1.%2 (rack 7)"_s};
     QFile file(fixture.homePath() + "/rack.csv"_s);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    for (int i = 1; i <= count + 1; ++i) {
+        const QString end =
+            "%1:%2"_s.arg(i / 256, 2, 16, QLatin1Char('0')).arg(i % 256, 2, 16, QLatin1Char('0'));
+        const QString mac = spellings.at(i % 3).arg("00:1a-2B:00"_s, end);
+        const QString row = "1100,F,%1,%2,10.20.%3.%4,255.255.255.0,10.20.30.1\n"_s;
+        file.write(row.arg(i).arg(mac).arg(50 + i / 256).arg(i % 256).toLatin1());
+    }
+    file.close();
     auto *dialog = qobject_cast<NewNetwSettings *>(
         fixture.openDialog("actionAdvanced_network_config", "Device(s) Network Configuration"));
-    const auto path = [&file] { return file.fileName(); };
-    dialog->setFileChoosers(path, path);
-    QTest::mouseClick(dialog->findChild<QPushButton *>("saveFileBtn"_s), Qt::LeftButton);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QByteArray text = file.readAll();
-    file.close();
-    QCOMPARE(text.count(",10.20.28.") + text.count(",10.20.29."), count);
-    text.replace(",10.20.28.", ",10.20.50.").replace(",10.20.29.", ",10.20.51.");
-    text.replace("00:1A:2B:00:00:0A", "00-1A-2B-00-00-0A").replace("00:1A:2B:00:00:0B", "00:1a:2b:00:00:0b");
-    text.replace("00:1A:2B:00:00:0C", "00 1a-2B:00.00:0c (rack 7)");
-    text += "1100,F,5,00-1a-2b-00-0f-ff,10.20.52.1,255.255.255.0,10.20.30.1\n";
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(text), qint64{text.size()});
-    file.close();
+    dialog->setFileChoosers({}, [&file] { return file.fileName(); });
     QTest::mouseClick(dialog->findChild<QPushButton *>("uploadFileBtn"_s), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!fixture.boxes().isEmpty(), 60000);
-    QCOMPARE(fixture.lastBox(), "upload completed!"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.lastBox(), "upload completed!"_s, 60000);
     QTRY_VERIFY2_WITH_TIMEOUT(
         fixture.said().contains("300 of 301 changed instruments answer at their new address."_s),
         qPrintable(fixture.said()), 60000);
     fixture.press("footerDetailsBtn");
     QCOMPARE(fixture.find<QTextEdit>("textEdit")->toPlainText(),
-             "00:1A:2B:00:0F:FF\tshould have 10.20.52.1\tdoes not answer"_s);
+             "00:1A:2B:00:01:2D\tshould have 10.20.51.45\tdoes not answer"_s);
     QCOMPARE(fixture.table()->rowCount(), count);
-    const QVector<QJsonObject> moves = fixture.lab.events("addressChanged"_s);
-    QCOMPARE(moves.size(), count);
-    for (const QJsonObject &event : moves) {
-        QString wanted = event.value("from"_s).toString();
-        wanted.replace(".28."_s, ".50."_s);
-        QCOMPARE(event.value("to"_s).toString(), wanted.replace(".29."_s, ".51."_s));
-    }
+    QCOMPARE(fixture.lab.events("addressChanged"_s).size(), count);
 }
 
 void TestWindowSettings::webButtonOpensPlainAddressesOnly()
@@ -303,6 +294,7 @@ void TestWindowSettings::changedSettingsAreInForce()
         dialog->findChild<QCheckBox *>("checkBoxEnable"_s)->setChecked(offered);
         dialog->findChild<QCheckBox *>("checkBoxEnableUnicast"_s)->setChecked(true);
         dialog->findChild<QDoubleSpinBox *>("doubleSpinBoxTimeout"_s)->setValue(90);
+        dialog->findChild<QDoubleSpinBox *>("doubleSpinBoxThreadsNumber"_s)->setValue(20);
         dialog->findChild<QLineEdit *>("lineEditStart"_s)->setText(addressOf(20));
         dialog->findChild<QLineEdit *>("lineEditStop"_s)->setText(addressOf(22));
         QTest::mouseClick(dialog->findChild<QPushButton *>("applyBtn"_s), Qt::LeftButton);
@@ -312,6 +304,7 @@ void TestWindowSettings::changedSettingsAreInForce()
         QCOMPARE(fixture.table()->isEnabled(), !offered);
     }
     QCOMPARE(AppSettings().updateTimeout(), 90000);
+    QCOMPARE(QThreadPool::globalInstance()->maxThreadCount(), 20);
     // Without a restart: an instrument within the range hears the question by unicast.
     fixture.play({supply(21)});
     QVERIFY(fixture.scan());
