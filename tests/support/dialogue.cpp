@@ -50,6 +50,10 @@ Dialogue::Dialogue(const QByteArray &steps, const QByteArray &image)
             m_more = image.mid(taken);
             continue;
         }
+        if (part == ">any") {
+            m_anyMore = true;
+            continue;
+        }
         if (part[0] == '>' && (number > 0 || rest == "image")) {
             rest = image.mid(taken, number > 0 ? number : -1);
             taken += rest.size();
@@ -61,11 +65,11 @@ Dialogue::Dialogue(const QByteArray &steps, const QByteArray &image)
     }
 }
 
-ScriptedPeer::Script Dialogue::script() const
+ScriptedPeer::Script Dialogue::script(const std::function<void()> &stop) const
 {
-    return [steps = m_steps](ScriptedPeer::Connection &connection) {
+    return [steps = m_steps, stop](ScriptedPeer::Connection &connection) {
         for (const Step &step : steps) {
-            play(step, connection);
+            step.kind == '!' && step.bytes == "stop" ? stop() : play(step, connection);
         }
     };
 }
@@ -74,7 +78,7 @@ bool Dialogue::isHeard(const QByteArray &received) const
 {
     const QByteArray more = received.mid(m_heard.size());
     return received.startsWith(m_heard) &&
-           (more.isEmpty() || (more.size() < m_more.size() && m_more.startsWith(more)));
+           (more.isEmpty() || m_anyMore || (more.size() < m_more.size() && m_more.startsWith(more)));
 }
 
 void Dialogue::play(const Step &step, ScriptedPeer::Connection &connection)

@@ -12,16 +12,18 @@
 //   >MST\r\n     hears this next, and nothing before it
 //   >2000        hears so many further bytes of the image that is sent; >image: all that are left
 //   >some        may hear more of the image after its last step, but not all of it
+//   >any         may hear anything after its last step
 //   <#ACK\r\n    says this; \r, \n and \xHH stand for single bytes
 //   ~20 text     says this every 20 ms until the connection ends, for 4 s at most; ~0: without a pause
 //   .100         waits 100 ms
 //   !close, !reset
+//   !stop        calls what the script was given for it
 class Dialogue
 {
 public:
     explicit Dialogue(const QByteArray &steps, const QByteArray &image = {});
 
-    ScriptedPeer::Script script() const;
+    ScriptedPeer::Script script(const std::function<void()> &stop = {}) const;
 
     // Is this what the peer was to hear, to the last byte?
     bool isHeard(const QByteArray &received) const;
@@ -38,6 +40,7 @@ private:
     QVector<Step> m_steps;
     QByteArray m_heard;
     QByteArray m_more; // some of this may follow
+    bool m_anyMore = false;
 };
 
 // A line of a file of dialogues: "name | steps | the last line of the log", under the [section] that it

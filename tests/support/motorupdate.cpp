@@ -25,8 +25,7 @@ int barAfter(int bar, int value)
 Pacing labPacing()
 {
     Pacing pacing = quickPacing();
-    pacing.channelRestarts = 10;
-    pacing.channelRestart = std::chrono::milliseconds(50);
+    pacing.gpioConnect = std::chrono::seconds(20);
     return pacing;
 }
 
@@ -43,7 +42,7 @@ void MotorUpdate::startLab(const QJsonObject &motor)
         faults.insert(QStringLiteral("channelPrompts"), 4);
     }
     quick.insert(QStringLiteral("faults"), faults);
-    labroom::play(lab, {motorbench::driver(quick, 100)});
+    labroom::play(lab, {motorbench::driver(quick, 500)});
 }
 
 void MotorUpdate::startRealLab()
@@ -93,18 +92,21 @@ QByteArray MotorUpdate::ask(const QByteArray &line)
 }
 
 UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const QString &line,
-                              const std::function<void()> &instead)
+                              const std::function<void(QThread *worker)> &act, const QString &code)
 {
     Device_t device;
-    device[DeviceField::Code] = QStringLiteral("4100");
+    device[DeviceField::Code] = code;
     device[DeviceField::Ip] = QLatin1String(motorbench::address);
     firmwareUpgrade worker(path, 1, {true}, {device}, QString(), nullptr, pacing);
 
     UpdateRecord record;
     QEventLoop loop;
+    const auto notAfterItsEnd = [&record] {
+        record.end += record.end.isEmpty() ? QStringList() : QStringList{QStringLiteral("more")};
+    };
     connect(&worker, &firmwareUpgrade::signalPrintMessage, &loop, [&](const QString &message) {
+        notAfterItsEnd();
         record.log << message;
-        record.last = QStringLiteral("message");
     });
     connect(
         &worker, &firmwareUpgrade::signalPrintMessage, &worker,
@@ -113,33 +115,23 @@ UpdateRecord MotorUpdate::run(const QString &path, const Pacing &pacing, const Q
                 record.lastStoppable = message;
             }
             if (!line.isEmpty() && message.startsWith(line)) {
-                instead ? instead() : worker.requestInterruption();
+                act(&worker);
             }
         },
         Qt::DirectConnection);
-    connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, &loop, [&record](int value) {
-        record.progress << value;
+    connect(&worker, &firmwareUpgrade::signalProgressBarUpdate, &loop, [&](int value) {
+        notAfterItsEnd();
         record.bar << barAfter(record.bar.isEmpty() ? 0 : record.bar.last(), value);
-        record.last = QStringLiteral("progress");
     });
-    connect(&worker, &firmwareUpgrade::signalRemoveSelectedDevice, &loop,
-            [&record](int index) { record.removed << index; });
-    connect(&worker, &firmwareUpgrade::signalErrorDetected, &loop, [&record] {
-        ++record.failed;
-        record.last = QStringLiteral("failed");
-    });
-    connect(&worker, &firmwareUpgrade::signalProcedureCompleted, &loop, [&record] {
-        ++record.completed;
-        record.last = QStringLiteral("completed");
-    });
+    connect(&worker, &firmwareUpgrade::signalErrorDetected, &loop,
+            [&record] { record.end << QStringLiteral("failed"); });
+    connect(&worker, &firmwareUpgrade::signalProcedureCompleted, &loop,
+            [&record] { record.end << QStringLiteral("completed"); });
     connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(runTimeoutMs, &loop, &QEventLoop::quit);
 
-    QElapsedTimer clock;
-    clock.start();
     worker.start();
     loop.exec();
-    record.milliseconds = clock.elapsed();
     record.wasStopped = worker.wasStopped();
     return record;
 }

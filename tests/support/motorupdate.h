@@ -5,7 +5,6 @@
 #include "pacing.h"
 
 #include <QByteArray>
-#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QObject>
 #include <QPair>
@@ -19,15 +18,10 @@
 struct UpdateRecord
 {
     QStringList log;
-    QVector<int> progress; // as signalled
-    QVector<int> bar;      // what the page's progress bar makes of it
-    QVector<int> removed;
-    int completed = 0;
-    int failed = 0;
-    QString last;          // the run's last signal
+    QVector<int> bar;      // where the page's progress bar stood
+    QStringList end;       // "completed" or "failed", and "more" for whatever came behind
     QString lastStoppable; // the last line of the log at which the run could be stopped
     bool wasStopped = false;
-    qint64 milliseconds = 0;
 };
 
 // A motor driver in the virtual lab and the worker that updates it.
@@ -56,10 +50,11 @@ public:
     // The flash of a DSP, "communication" or "control", as the lab has it now.
     QByteArray dump(const QString &dsp) { return lab.dump(dsp); }
 
-    // One run to its end. Where `line` is the start of a log line, the thread is asked to stop when that
-    // line is logged, or does `instead` before its next step.
+    // One run to its end, for an instrument of this code. The worker does `act` before its next step when it
+    // logs a line that begins with `line`.
     UpdateRecord run(const QString &path, const Pacing &pacing, const QString &line = {},
-                     const std::function<void()> &instead = {});
+                     const std::function<void(QThread *worker)> &act = {},
+                     const QString &code = QStringLiteral("4100"));
 
     // The lab's `state` of the motor driver: "baudrate", "pins" ...
     QJsonObject state();
@@ -73,5 +68,5 @@ private:
     QTemporaryDir folder;
 };
 
-// The quick pace for the lab, whose module restarts in a tenth of a second.
+// The quick pace for the lab, whose module is still restarting when its pins are asked for, and refuses.
 Pacing labPacing();
