@@ -26,6 +26,7 @@ Instrument::Instrument(const InstrumentSpec &spec, const Workbench &bench, UdpFa
       m_log(macText(spec.identity.mac)),
       m_faults(spec.faults),
       m_addresses(bench.addresses),
+      m_verbose(bench.verbose),
       m_face(face),
       m_random(spec.seed)
 {
@@ -161,7 +162,7 @@ void Instrument::sendNow(const Datagram &query, const QVector<QByteArray> &datag
         const Datagram datagram{bytes,      m_identity.ip,  m_face.port(),
                                 query.from, query.fromPort, m_cable.index};
         m_face.send(datagram);
-        if (m_bench.verbose) {
+        if (m_verbose) {
             m_log.report("reply", eventFields(datagram));
         }
     }

@@ -25,8 +25,8 @@ struct Workbench
 // answer. It hears what is broadcast on its cable, whatever its own address, and what is sent to its
 // own address. What it says and obeys is its kind's.
 //
-// Events: "reply" (when verbose), "ignored" with a reason, "addressChanged" with from and to, "rebooted", "state";
-// "addressFailed" when the host cannot have the address.
+// Events: "reply" (when verbose), "ignored" with a reason, "addressChanged" with from and to, "rebooted",
+// "state"; "addressFailed" when the host cannot have the address.
 class Instrument : public QObject
 {
     Q_OBJECT
@@ -94,6 +94,7 @@ private:
     EventLog m_log;
     Faults m_faults;
     HostAddresses &m_addresses;
+    const bool m_verbose;
     UdpFace &m_face;
     QTimer m_restart;
     QRandomGenerator m_random;

@@ -25,8 +25,7 @@ int barAfter(int bar, int value)
 Pacing labPacing()
 {
     Pacing pacing = quickPacing();
-    pacing.channelRestarts = 10;
-    pacing.channelRestart = std::chrono::milliseconds(50);
+    pacing.gpioConnect = std::chrono::seconds(20);
     return pacing;
 }
 
@@ -43,7 +42,7 @@ void MotorUpdate::startLab(const QJsonObject &motor)
         faults.insert(QStringLiteral("channelPrompts"), 4);
     }
     quick.insert(QStringLiteral("faults"), faults);
-    labroom::play(lab, {motorbench::driver(quick, 100)});
+    labroom::play(lab, {motorbench::driver(quick, 500)});
 }
 
 void MotorUpdate::startRealLab()

@@ -68,5 +68,5 @@ private:
     QTemporaryDir folder;
 };
 
-// The quick pace for the lab, whose module restarts in a tenth of a second.
+// The quick pace for the lab, whose module is still restarting when its pins are asked for, and refuses.
 Pacing labPacing();
