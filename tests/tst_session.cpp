@@ -259,15 +259,16 @@ void TestSession::refusesWhatCannotBeSent()
 // It needs longer than the scan right behind the order takes. Nobody else's record is touched meanwhile.
 void TestSession::lateAddressIsLookedForQuietly()
 {
-    Room room({supply(11, {}, {{"applyMs"_s, 2000}}), supply(12)});
+    Room room({supply(11, {}, {{"applyMs"_s, 2000}}), supply(12, {}, {{"restartMs"_s, 1800}})});
     room.findAll();
     const QSignalSpy scans(&room.session, &Session::signalScanBegun);
-    room.tell("remove", 12, "removed");
+    room.lab.command({{"command"_s, "reboot"_s}, {"mac"_s, macOf(12)}});
+    room.tell("state", 12, "state"); // it is away now
     QCOMPARE(room.move(11, addressOf(50)), Refusal::None);
     room.scan();
     QVERIFY(room.session.report().lookingAgain);
     QVERIFY(room.change() != ChangeVerdict::State::Proven);
-    room.tell("restore", 12, "restored");
+    QVERIFY(room.lab.waitForEvent("rebooted"_s)); // and back before the other one has its address
     QTRY_COMPARE_WITH_TIMEOUT(room.change(), ChangeVerdict::State::Proven, patienceMs);
     QVERIFY(!room.session.report().lookingAgain);
     QCOMPARE(scans.size(), 1); // the ordered one
