@@ -104,6 +104,7 @@ void TestNetwSettings::judges()
 void TestNetwSettings::followsTheKeys()
 {
     open(three);
+    QCOMPARE(m_table->currentIndex(), cell(0, IpColumn)); // where typing begins
     type(1, IpColumn, text("10.0.0."), false);
     QVERIFY(editor()->property("invalid").toBool() && !canApply());
     QTest::keyClicks(editor(), text("77"));
@@ -201,6 +202,7 @@ void TestNetwSettings::pastes()
         {"23", "23", "1.0.0.3\n1.0.0.4\n1.0.0.5\n", "10.0.0.10 10.0.0.9 1.0.0.3 1.1.1.1",
          "Pasted into 1 row; the lines behind have no row here."},
         {"13", "13", "1.0.0.2\t255.0.0.0\n", "10.0.0.10 1.0.0.2 2.0.0.1 1.1.1.1", "Pasted into 1 row."},
+        {"14", "14", "255.0.0.0\t1.1.1.1\tno\tcolumn\n", before, "Pasted into 1 row."},
         {"03", "03", "1.0.0.1\n\n1.0.0.3\n", "1.0.0.1  1.0.0.3 1.1.1.1", "Pasted into 3 rows."},
         {"02", "02", "00-1a-2b-00-00-01\t1.0.0.1\n00 1A 2B 00 00 02 (rack 7)\t1.0.0.2\n",
          "1.0.0.1 1.0.0.2 2.0.0.1 1.1.1.1", "Pasted into 2 rows."},

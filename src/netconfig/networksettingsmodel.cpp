@@ -147,8 +147,7 @@ void NetworkSettingsModel::setCells(const QVector<CellEdit> &edits)
 
 bool NetworkSettingsModel::isEditable(int row, int column) const
 {
-    return row >= 0 && row < m_rows.size() && column >= firstAddressColumn && column < rowLength &&
-           m_rows.at(row).named;
+    return column >= firstAddressColumn && column < rowLength && m_rows.at(row).named;
 }
 
 QList<QStringList> NetworkSettingsModel::rows() const
