@@ -95,10 +95,11 @@ const Picture showcasePictures[] = {
     {"box-update-done", "until updateFwBtn.enabled=true", ""},
     {"firmware-done", "until labelFooter.text= before, "},
     {"save-log", "press dowloadLog", ""},
-    // A tool takes its new address when it is started anew, so the scan does not find it there.
+    // A tool takes its new address when it is started anew; until then it is waited for, and nobody is
+    // missing.
     {"box-reboot", "press configBtn; select 192.168.0.51; typeAddress 192.168.0.151; press saveConfBtn", ""},
-    {"configuration-not-found", ""},
-    {"not-found-details", "press footerDetailsBtn"}};
+    {"configuration-reboot", ""},
+    {"reboot-details", "press footerDetailsBtn"}};
 
 const Picture extremePictures[] = {
     {"texts-11", "open; until homePage.visible=false; press scanBtn; sort; select 192.168.0.11"},
