@@ -14,6 +14,7 @@ class TestParseHex : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void fileIsJudged_data();
     void fileIsJudged();
@@ -66,6 +67,13 @@ QString TestParseHex::write(const char *name, const QByteArray &content)
     QFile file(path);
     [&] { QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size()); }();
     return path;
+}
+
+void TestParseHex::initTestCase()
+{
+    ParseHex first; // of the whole program
+    QCOMPARE(first.readData(hexRecord(0, "ab") + '\n'), ParseHex::accepted);
+    QCOMPARE(blocksOf(first), QStringLiteral("0=ab"));
 }
 
 void TestParseHex::init()
