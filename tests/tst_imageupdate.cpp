@@ -74,6 +74,7 @@ private slots:
     void peerIsHeardOut_data();
     void peerIsHeardOut();
     void nobodyIsSelected();
+    void droppedWorkerStops();
     void lateLineIsNoAnswer();
     void consentBeforeTheLastPieceIsEarly();
 
@@ -199,6 +200,21 @@ void TestImageUpdate::nobodyIsSelected()
         const Run seen = run(QLatin1String("1100, ") + QLatin1String(row));
         QVERIFY(seen.log.isEmpty() && seen.progress.isEmpty() && seen.completed == 0 && seen.failed == 0);
     }
+}
+
+// Not only when the answer is due, which is after the end of this test.
+void TestImageUpdate::droppedWorkerStops()
+{
+    const ScriptedPeer peer(Dialogue(">MST\\r\\n").script());
+    XPortPorts ports;
+    ports.tunnel = peer.port();
+    {
+        firmwareUpgrade worker(path(QStringLiteral("image")), 0, {}, {}, loopback, nullptr, pacingOf({}),
+                               ports);
+        worker.start();
+        QTRY_COMPARE(peer.received(), QByteArray("MST\r\n"));
+    }
+    QTRY_COMPARE(peer.endedConnections(), 1);
 }
 
 // What the first command's answer goes on with, when it has been read, does not answer the second.
