@@ -49,24 +49,17 @@ struct Room
         QCOMPARE(session.devices().size(), count);
     }
 
-    int indexOf(int number) const
-    {
-        const QList<Device_t> &devices = session.devices();
-        return static_cast<int>(
-            std::find_if(devices.begin(), devices.end(),
-                         [number](const Device_t &device) { return device[Mac] == macOf(number); }) -
-            devices.begin());
-    }
+    static int numberOf(const Device_t &device) { return device[Mac].right(2).toInt(nullptr, 16); }
 
     // What instrument `number` is told.
     Refusal move(int number, const QString &to)
     {
-        NetworkSettings settings;
-        settings.device = session.devices().value(indexOf(number));
-        settings.ip = QHostAddress(to).toIPv4Address();
-        settings.netmask = 0xFFFFFF00;
-        settings.gateway = 0xC0A80001;
-        return session.sendSettings(settings);
+        const QList<Device_t> &all = session.devices();
+        const auto device = std::find_if(all.begin(), all.end(),
+                                         [number](const Device_t &one) { return numberOf(one) == number; });
+        const quint32 ip = QHostAddress(to).toIPv4Address();
+        return session.sendSettings(
+            {device == all.end() ? Device_t() : *device, ip, 0xFFFFFF00, 0xC0A80001, false});
     }
     Refusal moveMany(const QList<int> &numbers, const Session::BeforeRow &beforeRow = {})
     {
@@ -82,8 +75,7 @@ struct Room
     {
         UpdateStep step{file(), session.devices().size(), {}, {}};
         for (const Device_t &device : session.devices()) {
-            step.selected.append(std::any_of(numbers.begin(), numbers.end(),
-                                             [&device](int number) { return device[Mac] == macOf(number); }));
+            step.selected.append(numbers.contains(numberOf(device)));
         }
         return step;
     }
@@ -110,6 +102,14 @@ struct Room
     {
         lab.command({{"command"_s, QLatin1String(command)}, {"mac"_s, macOf(number)}});
         QVERIFY(lab.waitForEvent(QLatin1String(event)));
+    }
+    // How often an instrument has heard this line.
+    int told(const char *line) const
+    {
+        const QVector<QJsonObject> all = lab.events("lineReceived"_s);
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [line](const QJsonObject &event) {
+            return labroom::field(event, "line") == QLatin1String(line);
+        }));
     }
     int queries() const
     {
@@ -371,11 +371,14 @@ void TestSession::scanTakesOverFromALook()
 // Until another update is ordered, which tells of itself.
 void TestSession::slowRestartIsLookedFor()
 {
-    Room room({supply(11, {}, {{"restartMs"_s, 3000}}), supply(12, {{"nakAt"_s, "MST"_s}})});
+    Room room({supply(11, {}, {{"restartMs"_s, 5000}}), supply(12, {{"nakAt"_s, "MST"_s}})});
     room.findAll();
-    const auto updateEleven = [&room] {
+    int restarts = 0;
+    const auto updateEleven = [&room, &restarts] {
         QCOMPARE(room.update({11}), Refusal::None);
         QVERIFY(room.waitUntil(Activity::Idle));
+        ++restarts;
+        QTRY_COMPARE_WITH_TIMEOUT(room.told("MREBOOT"), restarts, patienceMs);
         room.scan();
         QCOMPARE(room.session.devices().size(), 1);
         QCOMPARE(room.session.activity(), Activity::AwaitingRestart);
@@ -407,16 +410,16 @@ void TestSession::recordsTellWhatBecameOfEach()
     QCOMPARE(room.session.updates().report().end, UpdateReport::End::Failed);
     room.scan();
     QVERIFY(room.waitUntil(Activity::Idle));
-    QMap<QString, UpdateOutcome> records;
+    QMap<int, UpdateOutcome> records;
     for (const UpdateOutcome &record : room.session.updates().report().records) {
-        records.insert(record.device[Mac], record);
+        records.insert(Room::numberOf(record.device), record);
     }
     QCOMPARE(records.size(), 4);
-    QCOMPARE(records.value(macOf(11)).state, State::Updated);
-    QCOMPARE(records.value(macOf(12)).state, State::Failed);
-    QCOMPARE(records.value(macOf(12)).why, "ERROR: Status not available!"_s);
-    QCOMPARE(records.value(macOf(13)).state, State::NotTried);
-    QCOMPARE(records.value(macOf(14)).state, State::Unchanged);
+    QCOMPARE(records.value(11).state, State::Updated);
+    QCOMPARE(records.value(12).state, State::Failed);
+    QCOMPARE(records.value(12).why, "ERROR: Status not available!"_s);
+    QCOMPARE(records.value(13).state, State::NotTried);
+    QCOMPARE(records.value(14).state, State::Unchanged);
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
     QCOMPARE(room.update({13}), Refusal::None); // the order can be given again at once
     QVERIFY(room.waitUntil(Activity::Idle));

@@ -18,6 +18,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -209,16 +210,16 @@ bool WindowFixture::wasCalled(int number) const
     });
 }
 
-void WindowFixture::answerBoxes(const QString &button)
+void WindowFixture::answerBoxes(const QString &button, std::function<bool(const QString &text)> when)
 {
-    answering = true;
+    answering = std::move(when);
     answer = button;
 }
 
 void WindowFixture::noteBox()
 {
     auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-    if (!box || !box->isVisible() || !answering) {
+    if (!box || !box->isVisible() || (answering && !answering(box->text()))) {
         return;
     }
     SeenBox now{box->windowTitle(), box->text(), {}};

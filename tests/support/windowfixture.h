@@ -13,6 +13,7 @@
 #include <QTimer>
 #include <QVector>
 
+#include <functional>
 #include <initializer_list>
 #include <memory>
 
@@ -89,10 +90,13 @@ public:
     bool wasCalled(int number) const; // on TCP
 
     // From now on each message box is noted and its button with this text pressed; a box without such
-    // a button is closed by Escape.
-    void answerBoxes(const QString &button);
-    // From now on boxes stay open, and are not noted.
-    void leaveBoxes() { answering = false; }
+    // a button is closed by Escape. One of which `when` is false, or that is left, stays open and is not
+    // noted.
+    void answerBoxes(const QString &button, std::function<bool(const QString &text)> when = {});
+    void leaveBoxes()
+    {
+        answering = [](const QString &) { return false; };
+    }
     const QVector<SeenBox> &boxes() const { return seen; }
     QString lastBox() const { return seen.isEmpty() ? QString() : seen.last().text; }
 
@@ -105,7 +109,7 @@ private:
 
     QTemporaryDir home;
     std::unique_ptr<MainWindow> window;
-    bool answering = true;
+    std::function<bool(const QString &text)> answering;
     QString answer = QStringLiteral("OK");
     QVector<SeenBox> seen;
     QTimer boxTimer;
