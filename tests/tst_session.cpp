@@ -14,6 +14,10 @@
 #include <functional>
 #include <utility>
 
+Q_DECLARE_METATYPE(Activity)
+Q_DECLARE_METATYPE(Refusal)
+Q_DECLARE_METATYPE(QJsonObject)
+
 namespace {
 
 constexpr int patienceMs = 30000;
@@ -487,10 +491,6 @@ void TestSession::stopsBetweenTwoInstruments()
     QVERIFY(!room.wasReached(12));
     QCOMPARE(updateroom::imageIn(room.lab, macOf(11)), room.image);
 }
-
-Q_DECLARE_METATYPE(Activity)
-Q_DECLARE_METATYPE(Refusal)
-Q_DECLARE_METATYPE(QJsonObject)
 
 // Of the core alone: no widget is linked.
 QTEST_GUILESS_MAIN(TestSession)
