@@ -19,7 +19,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <tuple>
 
 // What the firmware page offers, refuses and shows before an update runs.
@@ -28,7 +27,6 @@ class TestFirmwarePage : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
     void refusesWithoutFileOrSelection();
     void followsTheInstruments();
     void progressAndLog();
@@ -38,90 +36,84 @@ private slots:
 
 private:
     // Answers the file dialog that `button` opens with a file, empty for none.
-    void inFileDialog(const char *button, const QString &file,
-                      const std::function<void(QFileDialog &)> &look) const;
-
-    std::unique_ptr<WindowFixture> room;
+    static void inFileDialog(const WindowFixture &room, const char *button, const QString &file,
+                             const std::function<void(QFileDialog &)> &look);
 };
 
-void TestFirmwarePage::init()
+void TestFirmwarePage::inFileDialog(const WindowFixture &room, const char *button, const QString &file,
+                                    const std::function<void(QFileDialog &)> &look)
 {
-    room.reset();
-    room = std::make_unique<WindowFixture>();
-}
-
-void TestFirmwarePage::inFileDialog(const char *button, const QString &file,
-                                    const std::function<void(QFileDialog &)> &look) const
-{
-    QTimer::singleShot(0, room->find<QWidget>("pageUpdate"), [&] {
+    QTimer::singleShot(0, room.find<QWidget>("pageUpdate"), [&] {
         auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
         look(*dialog);
         dialog->findChild<QLineEdit *>("fileNameEdit"_s)->setText(file);
         static_cast<QDialog *>(dialog)->done(file.isEmpty() ? QDialog::Rejected : QDialog::Accepted);
     });
-    room->press(button);
+    room.press(button);
 }
 
 void TestFirmwarePage::refusesWithoutFileOrSelection()
 {
-    room->openPage({supply(11)});
-    room->press("updateFwBtn");
-    room->tick({11});
+    WindowFixture room;
+    room.openPage({supply(11)});
+    room.press("updateFwBtn");
+    room.tick({11});
     for (const char *path : {"", "/..."}) {
-        room->type("lineEditFirmware1", QLatin1String(path));
-        room->press("updateFwBtn");
+        room.type("lineEditFirmware1", QLatin1String(path));
+        room.press("updateFwBtn");
     }
     QStringList said;
-    for (const SeenBox &box : room->boxes()) {
+    for (const SeenBox &box : room.boxes()) {
         said.append(box.title + QLatin1Char('|') + box.text);
     }
     const QString noFile = "Firmware|ERROR: Please select a valid firmware!"_s;
     QCOMPARE(said, QStringList({"Devices to Update|ERROR: Select the devices to update!"_s, noFile, noFile}));
-    QVERIFY(!room->wasCalled(11));
+    QVERIFY(!room.wasCalled(11));
 }
 
 // Only those of one code are updated together; labels and filters are those of the selected one; and one
 // number stands for row and record when a box is unticked.
 void TestFirmwarePage::followsTheInstruments()
 {
-    room->openPage({labInstrument("beamline", "2100", 11), labInstrument("beamline", "2100", 12),
-                    labInstrument("transducer", "3100", 13), labInstrument("module", "", 14)});
-    const auto enabled = [this] {
+    WindowFixture room;
+    room.openPage({labInstrument("beamline", "2100", 11), labInstrument("beamline", "2100", 12),
+                   labInstrument("transducer", "3100", 13), labInstrument("module", "", 14)});
+    const auto enabled = [&room] {
         QString boxes;
         for (int number = 11; number <= 14; ++number) {
-            boxes += QLatin1Char(room->boxOf(number)->isEnabled() ? 'x' : '-');
+            boxes += QLatin1Char(room.boxOf(number)->isEnabled() ? 'x' : '-');
         }
         return boxes;
     };
     QCOMPARE(enabled(), "xx-x"_s); // a transducer is never updated from here
-    room->tick({14});
+    room.tick({14});
     QCOMPARE(enabled(), "---x"_s); // and can be unticked
-    room->boxOf(14)->setChecked(false);
-    room->tick({11});
+    room.boxOf(14)->setChecked(false);
+    room.tick({11});
     QCOMPARE(enabled(), "xx--"_s);
-    room->tick({12});
+    room.tick({12});
 
     for (const auto &[number, label, filter] :
          {std::tuple(12, "Select Firmware", "Firmware files (*.flash);;All files (*.*)"),
           std::tuple(14, "Communication Firmware", "Firmware files (*.hex);;All files (*.*)")}) {
-        room->selectRow(room->rowOf(number));
-        QCOMPARE(room->find<QWidget>("widgetFirmware2")->isHidden(), number == 12);
-        QCOMPARE(room->find<QLabel>("selectFirmwareLabel_4")->text(), QLatin1String(label));
+        room.selectRow(room.rowOf(number));
+        QCOMPARE(room.find<QWidget>("widgetFirmware2")->isHidden(), number == 12);
+        QCOMPARE(room.find<QLabel>("selectFirmwareLabel_4")->text(), QLatin1String(label));
         QStringList offered;
-        inFileDialog("chooseFirmwareBtn", {},
+        inFileDialog(room, "chooseFirmwareBtn", {},
                      [&](const QFileDialog &dialog) { offered = dialog.nameFilters(); });
         QCOMPARE(offered.join(";;"_s), QLatin1String(filter));
     }
-    QCOMPARE(room->find<QLabel>("labelSelectFirmware2")->text(), "Control Firmware"_s);
-    QCOMPARE(room->find<QLineEdit>("lineEditFirmware1")->text(), room->firmware); // no file, no change
+    QCOMPARE(room.find<QLabel>("labelSelectFirmware2")->text(), "Control Firmware"_s);
+    QCOMPARE(room.find<QLineEdit>("lineEditFirmware1")->text(), room.firmware); // no file, no change
 
-    room->table()->sortByColumn(DeviceTable::IpColumn, Qt::AscendingOrder);
+    room.table()->sortByColumn(DeviceTable::IpColumn, Qt::AscendingOrder);
     for (const int nobody : {-1, 4, 99}) {
-        (*room)->onRemoveSelectedDev(nobody);
+        room->onRemoveSelectedDev(nobody);
     }
-    QVERIFY(room->boxOf(11)->isChecked() && room->boxOf(12)->isChecked());
-    (*room)->onRemoveSelectedDev(0);
-    QVERIFY(!room->boxOf(11)->isChecked() && room->boxOf(12)->isChecked()); // the first row's, whoever it is
+    QVERIFY(room.boxOf(11)->isChecked() && room.boxOf(12)->isChecked());
+    room->onRemoveSelectedDev(0);
+    QVERIFY(!room.boxOf(11)->isChecked() && room.boxOf(12)->isChecked()); // the first row's, whoever it is
 }
 
 // Each line is drawn as it comes, and lines that wait are taken in while one is drawn: not from within
@@ -153,59 +145,62 @@ void TestFirmwarePage::progressAndLog()
 // The next choice begins where the last one ended, whichever button it is for.
 void TestFirmwarePage::chosenFileIsTaken()
 {
-    room->open();
+    WindowFixture room;
+    room.open();
     QString startsIn = QDir::homePath();
     for (const auto &[button, field] : {std::pair("chooseFirmwareBtn", "lineEditFirmware1"),
                                         std::pair("chooseFirmware2Btn", "lineEditFirmware2")}) {
-        const QString folder = room->homePath() + QLatin1Char('/') + QLatin1String(field);
+        const QString folder = room.homePath() + QLatin1Char('/') + QLatin1String(field);
         const QString chosen = folder + "/image.updt"_s;
-        QVERIFY(QDir().mkpath(folder) && QFile::copy(room->firmware, chosen));
-        (*room)->onWriteFwUpLog("an earlier run"_s);
-        (*room)->onChangeFwProgressBar(80);
-        inFileDialog(button, chosen, [&startsIn](const QFileDialog &dialog) {
+        QVERIFY(QDir().mkpath(folder) && QFile::copy(room.firmware, chosen));
+        room->onWriteFwUpLog("an earlier run"_s);
+        room->onChangeFwProgressBar(80);
+        inFileDialog(room, button, chosen, [&startsIn](const QFileDialog &dialog) {
             QCOMPARE(dialog.windowTitle(), "Open Firmware File"_s);
             QCOMPARE(dialog.directory().absolutePath(), startsIn);
         });
-        QCOMPARE(room->find<QLineEdit>(field)->text(), chosen);
+        QCOMPARE(room.find<QLineEdit>(field)->text(), chosen);
         QCOMPARE(AppSettings().fwDefaultDir(), folder);
-        QVERIFY(room->log().isEmpty());
-        QCOMPARE(room->find<QProgressBar>("progressBarFirmware")->value(), 0);
+        QVERIFY(room.log().isEmpty());
+        QCOMPARE(room.find<QProgressBar>("progressBarFirmware")->value(), 0);
         startsIn = folder;
     }
-    QVERIFY(room->find<QLineEdit>("lineEditFirmware1")->text().contains("/lineEditFirmware1/"_s));
+    QVERIFY(room.find<QLineEdit>("lineEditFirmware1")->text().contains("/lineEditFirmware1/"_s));
 }
 
 void TestFirmwarePage::droppedFileBecomesAPath()
 {
-    room->open();
-    (*room)->onWriteFwUpLog("an earlier run"_s);
+    WindowFixture room;
+    room.open();
+    room->onWriteFwUpLog("an earlier run"_s);
     // Onto a field that held another path: it is replaced, not inserted into.
-    auto *edit = room->find<QLineEdit>("lineEditFirmware2");
+    auto *edit = room.find<QLineEdit>("lineEditFirmware2");
     edit->setText("http://192.168.0.1/image.updt"_s);
     QCOMPARE(edit->text(), "http://192.168.0.1/image.updt"_s);
     QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(room->firmware), QUrl::fromLocalFile("/another"_s)});
+    files.setUrls({QUrl::fromLocalFile(room.firmware), QUrl::fromLocalFile("/another"_s)});
     QDragEnterEvent enter(edit->rect().center(), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(edit, &enter);
     QVERIFY(enter.isAccepted());
     QDropEvent drop(edit->rect().center(), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(edit, &drop);
-    QCOMPARE(edit->text(), room->firmware);
-    room->type("lineEditFirmware1", QUrl::fromLocalFile(room->firmware).toString() + QLatin1Char(' '));
-    QCOMPARE(room->find<QLineEdit>("lineEditFirmware1")->text(), room->firmware);
-    QCOMPARE(AppSettings().fwDefaultDir(), room->homePath());
-    QVERIFY(room->log().isEmpty());
+    QCOMPARE(edit->text(), room.firmware);
+    room.type("lineEditFirmware1", QUrl::fromLocalFile(room.firmware).toString() + QLatin1Char(' '));
+    QCOMPARE(room.find<QLineEdit>("lineEditFirmware1")->text(), room.firmware);
+    QCOMPARE(AppSettings().fwDefaultDir(), room.homePath());
+    QVERIFY(room.log().isEmpty());
 }
 
 void TestFirmwarePage::savesTheLog()
 {
-    room->open();
-    room->press("dowloadLog"); // no dialog for an empty log: it would wait here for ever
-    (*room)->onWriteFwUpLog("first line"_s);
-    (*room)->onWriteFwUpLog("second <b>line</b>"_s);
-    const QString path = room->homePath() + "/saved.txt"_s;
+    WindowFixture room;
+    room.open();
+    room.press("dowloadLog"); // no dialog for an empty log: it would wait here for ever
+    room->onWriteFwUpLog("first line"_s);
+    room->onWriteFwUpLog("second <b>line</b>"_s);
+    const QString path = room.homePath() + "/saved.txt"_s;
     QString proposed;
-    inFileDialog("dowloadLog", path, [&proposed](const QFileDialog &dialog) {
+    inFileDialog(room, "dowloadLog", path, [&proposed](const QFileDialog &dialog) {
         proposed = dialog.findChild<QLineEdit *>("fileNameEdit"_s)->text();
     });
     QVERIFY2(proposed.contains(QRegularExpression("update_log_\\d{4}(_\\d\\d){4}\\.txt$"_s)),

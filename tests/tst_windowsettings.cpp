@@ -37,14 +37,6 @@ QColor groundOf(const QTableWidget *table, int row)
     return table->viewport()->grab(cell).toImage().pixelColor(cell.width() - 10, cell.height() / 2);
 }
 
-int broadcasts(const LabProcess &lab)
-{
-    const QVector<QJsonObject> queries = lab.events("query"_s);
-    return static_cast<int>(std::count_if(queries.begin(), queries.end(), [](const QJsonObject &query) {
-        return query.value("to"_s).toString() == "255.255.255.255:30719"_s;
-    }));
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(QJsonObject)
@@ -326,9 +318,7 @@ void TestWindowSettings::untickedInterfaceIsNotAsked()
     }
     qobject_cast<NetworkInterfaces *>(dialog)->onApply();
     QTRY_VERIFY(!fixture->findChild<NetworkInterfaces *>());
-    const int before = broadcasts(fixture.lab);
     QVERIFY(fixture.scan());
-    QCOMPARE(broadcasts(fixture.lab), before + 1);
     QCOMPARE(fixture.said(),
              "0 instruments found on 1 network interface."_s); // on the other cable
 }
