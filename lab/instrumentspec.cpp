@@ -41,10 +41,9 @@ void readPowerSupply(JsonReader &reader, InstrumentSpec &spec)
     reader.text("note", texts.note);
     reader.text("site", texts.site);
     reader.number("parts", texts.parts, 4, 6);
-    if (textBlock(spec.identity, texts).size() >= textBlockSize) {
-        reader.fail(
-            "note",
-            QStringLiteral("shorter: all texts together have at most %1 bytes").arg(textBlockSize - 1));
+    if (textBlock(spec.identity, texts).size() >= replytexts::textBlockSize) {
+        reader.fail("note", QStringLiteral("shorter: all texts together have at most %1 bytes")
+                                .arg(replytexts::textBlockSize - 1));
     }
 }
 

@@ -92,7 +92,7 @@ QByteArray encodeReply(const NetworkIdentity &identity, const InstrumentTexts &t
     put(reply, 28, bigEndian(identity.gateway));
     put(reply, 32, QByteArray(12, unusedByte));
     if (texts.form == InstrumentTexts::TextBlock) {
-        put(reply, 44, textBlock(identity, texts).left(textBlockSize - 1));
+        put(reply, 44, textBlock(identity, texts).left(replytexts::textBlockSize - 1));
         return reply;
     }
     putFixed(reply, 44, texts.firmware);
@@ -101,7 +101,7 @@ QByteArray encodeReply(const NetworkIdentity &identity, const InstrumentTexts &t
         putFixed(reply, 36, texts.module);
         put(reply, 52, QByteArray(16, unusedByte));
     } else {
-        put(reply, 52, texts.module.toUtf8().left(textSize - 1));
+        put(reply, 52, texts.module.toUtf8().left(replytexts::textSize - 1));
     }
     return reply;
 }

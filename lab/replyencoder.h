@@ -23,8 +23,10 @@
 // five of them. Newer instruments, and power supplies in recovery mode, answer with the twelve characters
 // "Quorvex MS2:" and one JSON object.
 
+namespace replytexts {
 constexpr int textBlockSize = 204; // bytes 44 to 247
 constexpr int textSize = 196;      // bytes 52 to 247
+} // namespace replytexts
 
 struct InstrumentTexts
 {

@@ -58,7 +58,7 @@ struct ModuleHost : QTcpServer
                 }
             }
         });
-        listen(QHostAddress(onCable0()), serialTunnelPort);
+        listen(QHostAddress(onCable0()), versionquery::serialTunnelPort);
     }
 
     // Sends the reply of a serial server that nobody has heard of.

@@ -78,12 +78,12 @@ bool MotorDriver::start(const NetworkIdentity &identity)
     m_settings.ip = identity.ip;
     m_settings.netmask = identity.netmask;
     m_settings.gateway = identity.gateway;
-    m_baudrate = int(m_settings.channel[Baudrate]);
+    m_baudrate = int(m_settings.channel[setuptexts::Baudrate]);
     const Pace pace = m_spec.pacedLine ? Pace::ofBaudrate(m_baudrate) : Pace();
     m_lineIn.setPace(pace);
     m_lineOut.setPace(pace);
     return m_setup.open(m_mac, m_settings) && m_gpio.open(identity.ip) &&
-           m_tunnel.open(identity.ip, quint16(m_settings.channel[Port]));
+           m_tunnel.open(identity.ip, quint16(m_settings.channel[setuptexts::Port]));
 }
 
 void MotorDriver::stop()
@@ -113,8 +113,8 @@ void MotorDriver::passToClient(const QByteArray &bytes)
 
 QJsonObject MotorDriver::state() const
 {
-    return Fields{{"baudrate", int(m_settings.channel[Baudrate])},
-                  {"tunnelPort", int(m_settings.channel[Port])},
+    return Fields{{"baudrate", int(m_settings.channel[setuptexts::Baudrate])},
+                  {"tunnelPort", int(m_settings.channel[setuptexts::Port])},
                   {"pins", m_dsps.state()}};
 }
 

@@ -1,5 +1,7 @@
 #include "setupmenu.h"
 
+using namespace setuptexts;
+
 namespace {
 
 constexpr int fieldBytes = 16;

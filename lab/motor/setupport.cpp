@@ -77,8 +77,8 @@ void SetupPort::type(const QByteArray &keys)
 void SetupPort::store()
 {
     m_settings = m_menu->settings();
-    m_log.report("parametersStored",
-                 {{"baudrate", int(m_settings.channel[Baudrate])}, {"port", int(m_settings.channel[Port])}});
+    m_log.report("parametersStored", {{"baudrate", int(m_settings.channel[setuptexts::Baudrate])},
+                                      {"port", int(m_settings.channel[setuptexts::Port])}});
     m_store.start(m_spec.storeMs); // goes on when the client does not wait for it
     emit stored(m_settings);
 }

@@ -2,6 +2,8 @@
 
 #include <QHostAddress>
 
+using namespace setuptexts;
+
 namespace {
 
 using P = ChannelPrompt;

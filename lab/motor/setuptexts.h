@@ -6,6 +6,7 @@
 
 // What the setup menu asks for in its dialogue "Channel 1", in the order of asking. The remote address is
 // asked for number by number.
+namespace setuptexts {
 enum ChannelField {
     Baudrate,
     InterfaceMode,
@@ -28,6 +29,7 @@ enum ChannelField {
     SendCharacter2,
     ChannelFields // so many
 };
+} // namespace setuptexts
 
 // How a field is asked for, and answered. A prompt reads `before`, the present value in brackets, `after`.
 struct ChannelPrompt
@@ -54,7 +56,7 @@ struct ModuleSettings
     quint32 ip = 0;
     quint32 netmask = 0;
     quint32 gateway = 0; // 0: none
-    std::array<quint32, ChannelFields> channel{{921600, 0x4C, 0, 10001, 0xC0, 1, 1}};
+    std::array<quint32, setuptexts::ChannelFields> channel{{921600, 0x4C, 0, 10001, 0xC0, 1, 1}};
 };
 
 // What the module's setup menu prints, byte for byte. Two line ends, both with a NUL after the

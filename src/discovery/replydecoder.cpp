@@ -47,7 +47,8 @@ class Reply
 public:
     explicit Reply(const QByteArray &datagram)
     {
-        std::copy_n(datagram.constData(), std::min(datagram.size(), maxReplySize), m_bytes.begin());
+        std::copy_n(datagram.constData(), std::min(datagram.size(), replydecoder::maxReplySize),
+                    m_bytes.begin());
     }
 
     bool beginsWith(QLatin1String prefix) const
@@ -67,7 +68,7 @@ public:
     }
 
 private:
-    std::array<char, maxReplySize> m_bytes{};
+    std::array<char, replydecoder::maxReplySize> m_bytes{};
 };
 
 enum class InstrumentFamily { PowerSupplySystems, Beamline, CurrentTransducers, QuorvexTools, None };
@@ -251,7 +252,7 @@ std::optional<DeviceField> fieldOf(const QString &key)
 // that is not a string counts as empty.
 std::optional<Device_t> decodeJson(const Reply &reply)
 {
-    QString text = reply.text(0, maxReplySize);
+    QString text = reply.text(0, replydecoder::maxReplySize);
     text.remove(jsonPrefix); // wherever it stands, not only in front
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8());
     if (!document.isObject()) {

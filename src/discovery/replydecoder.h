@@ -12,7 +12,9 @@
 // cannot be read becomes "Unknown" or empty.
 
 // Bytes beyond this are not read; a shorter datagram reads as if zero bytes followed it.
+namespace replydecoder {
 constexpr int maxReplySize = 2048;
+}
 
 // A reply that arrived on UDP 30719, binary ("Quorvex Dev:") or JSON ("Quorvex MS2:") by its first
 // twelve bytes. No record for any other datagram, nor for JSON that is not one object.

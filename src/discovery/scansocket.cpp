@@ -48,7 +48,7 @@ void read(QUdpSocket &socket, int atMost, const DatagramHandler &handle)
     }
     // At least one read, whatever is said to be pending: a socket that was announced and not read
     // is never announced again.
-    std::array<char, maxReplySize> buffer;
+    std::array<char, replydecoder::maxReplySize> buffer;
     do {
         QHostAddress sender;
         const qint64 size = socket.readDatagram(buffer.data(), buffer.size(), &sender);

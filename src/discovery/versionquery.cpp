@@ -43,7 +43,7 @@ Device_t queryVersion(const Device_t &module, const TcpWaits &waits, const std::
     const milliseconds readWait(waits.read);
     LineConversation conversation('\r', milliseconds(waits.written));
     const auto ask = [&](const QByteArray &command) {
-        const QString line = conversation.ask(command, {readWait, lineWaits * readWait}, stop,
+        const QString line = conversation.ask(command, {readWait, versionquery::lineWaits * readWait}, stop,
                                               LineConversation::Answer::WhateverCame);
         qCDebug(discoveryLog) << device[Ip] << "was asked" << command << "and answered" << line.left(200);
         return line;

@@ -5,6 +5,9 @@
 namespace {
 
 using R = Refusal;
+constexpr std::size_t activityCount = 7;
+constexpr std::size_t orderCount = 5;
+
 using Row = std::array<Refusal, activityCount>;
 
 // A scan and a look work on the list of devices, and a scan replaces it; an update and new settings take

@@ -29,8 +29,5 @@ enum class Refusal {
     UnusableSettings // an address that no instrument can be given; nothing was sent
 };
 
-constexpr int activityCount = 7;
-constexpr int orderCount = 5;
-
 // What the activity alone says about the order.
 Refusal refusalOf(Order order, Activity activity);
