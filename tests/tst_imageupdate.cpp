@@ -21,7 +21,7 @@ const QString header = QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  
 
 // More than the system takes from us before the peer reads.
 constexpr int imageBytes = 32 * updateroom::sectorSize + 1;
-constexpr int runTimeoutMs = 60000;
+constexpr int runTimeoutMs = 40000;
 constexpr int lookMs = 10;
 
 // "key=value" of a row's section or name; `otherwise` when it is not there.
@@ -36,7 +36,7 @@ QString option(const QString &row, const char *key, const QString &otherwise = {
 Pacing pacingOf(const QString &row)
 {
     const auto bound = [&row](const char *key) {
-        return milliseconds(option(row, key, QString::number(2 * runTimeoutMs)).toInt());
+        return milliseconds(option(row, key, QString::number(runTimeoutMs + 5000)).toInt());
     };
     Pacing pacing = quickPacing();
     pacing.versionConnect = pacing.tunnelConnect = bound("answer");
