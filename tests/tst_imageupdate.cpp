@@ -21,7 +21,7 @@ const QString header = QStringLiteral(" ===  U P D A T E   T H E   D E V I C E  
 
 // More than the system takes from us before the peer reads.
 constexpr int imageBytes = 32 * updateroom::sectorSize + 1;
-constexpr int runTimeoutMs = 60000;
+constexpr int runTimeoutMs = 40000;
 constexpr int lookMs = 10;
 
 // "key=value" of a row's section or name; `otherwise` when it is not there.
@@ -36,7 +36,7 @@ QString option(const QString &row, const char *key, const QString &otherwise = {
 Pacing pacingOf(const QString &row)
 {
     const auto bound = [&row](const char *key) {
-        return milliseconds(option(row, key, QString::number(2 * runTimeoutMs)).toInt());
+        return milliseconds(option(row, key, QString::number(runTimeoutMs + 5000)).toInt());
     };
     Pacing pacing = quickPacing();
     pacing.versionConnect = pacing.tunnelConnect = bound("answer");
@@ -91,7 +91,7 @@ void TestImageUpdate::initTestCase()
     image = updateroom::firmwareFile(path(QStringLiteral("image")), imageBytes);
     QFile(path(QStringLiteral("empty"))).open(QIODevice::WriteOnly);
     updateroom::firmwareFile(path(QStringLiteral("huge")), 1);
-    QVERIFY(QFile::resize(path(QStringLiteral("huge")), ImageSender::largestImage + 1));
+    QVERIFY(QFile::resize(path(QStringLiteral("huge")), qint64{64} * 1024 * 1024 + 1));
     QCOMPARE(mkfifo(QFile::encodeName(path(QStringLiteral("pipe"))).constData(), 0600), 0);
     QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path(QStringLiteral("zero"))));
 }
@@ -153,7 +153,9 @@ void TestImageUpdate::peerIsHeardOut_data()
     for (int i = 0; i * updateroom::sectorSize < imageBytes; ++i) {
         erase += ">EPCSER:" + QByteArray::number(i) + "\\r  <#ACK\\r\\n  ";
     }
-    for (const DialogueRow &row : dialoguesIn("image.txt", {{"erase", erase + ">EPCSWR\\r"}})) {
+    const QByteArray longLine = '<' + QByteArray(70000, '.') + "\\n";
+    for (const DialogueRow &row :
+         dialoguesIn("image.txt", {{"erase", erase + ">EPCSWR\\r"}, {"longLine", longLine}})) {
         const QByteArray name = row.section + ", " + row.name;
         QTest::newRow(name.constData())
             << QString::fromLatin1(name) << row.steps << row.log.split(QStringLiteral(" / "));

@@ -23,7 +23,6 @@ LineConversation::LineConversation(char lineEnd, milliseconds written)
 bool LineConversation::open(const QString &host, quint16 port, milliseconds bound, const StopCondition &stop,
                             WhenRefused refusal)
 {
-    m_received.clear();
     if (!waits::forConnection(m_socket, host, port, bound, stop, refusal)) {
         return false;
     }

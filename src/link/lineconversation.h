@@ -40,7 +40,7 @@ public:
     // `written` is for what is sent to leave this computer, each time.
     LineConversation(char lineEnd, milliseconds written);
 
-    // True when the connection stands.
+    // Once. True when the connection stands.
     bool open(const QString &host, quint16 port, milliseconds bound, const StopCondition &stop,
               WhenRefused refusal = WhenRefused::IsNoAnswer);
     // True when the connection is closed afterwards.
