@@ -3,6 +3,7 @@
 #include "ipv4address.h"
 
 #include <QHostAddress>
+#include <QVector>
 
 // The addresses of a unicast scan. From `start` to `end` inclusive, ascending, in host byte order,
 // and none at all unless both are IPv4 and start <= end. Left out are those of addressesNotAsked().
@@ -26,3 +27,6 @@ void visitUnicastAddresses(const QHostAddress &start, const QHostAddress &end, V
         }
     }
 }
+
+// All of them; for ranges that are known to be small.
+QVector<quint32> unicastAddresses(const QHostAddress &start, const QHostAddress &end);

@@ -270,6 +270,7 @@ void MainWindow::onShowAdditionalInfoPage()
 void MainWindow::onShowConfigureDevicePage()
 {
     showPage(ConfigurationStackPage);
+    m_configPageActive = true;
     switchFilterOff();
 }
 

@@ -128,6 +128,7 @@ private:
     CloseQuestion m_closeQuestion;
     QList<bool> m_selectedForUpdate; // one flag a device index
     bool m_filterHidden = false;
+    bool m_configPageActive = true;
     bool m_selectionPending = true;
     bool m_manualIpEnabled = false;
     QString m_firmwareDefaultDir;

@@ -48,6 +48,7 @@ void MainWindow::onShowSettings()
 
 void MainWindow::onShowAdvancedNetwConf()
 {
+    m_configPageActive = true;
     auto *dialog = NewNetwSettings::forDevices(m_session->devices(), this);
     connect(dialog, &NewNetwSettings::signalApply, this,
             [this, dialog](const QList<QStringList> &changed) { applyNetworkSettings(dialog, changed); });
