@@ -2,6 +2,7 @@
 #include "dspprogmode.h"
 #include "hextext.h"
 #include "labroom.h"
+#include "lineconversation.h"
 #include "motorupdate.h"
 #include "quickpacing.h"
 #include "sendfirmware.h"
@@ -22,7 +23,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sys/socket.h>
 #include <vector>
 
 // The update of a motor driver: each part of it against peers that say the wrong thing, as
@@ -53,6 +53,7 @@ private:
     };
     Talk talk(const DialogueRow &row, int number);
     QStringList playPart(const DialogueRow &row, quint16 port, const QString &file, int *moves);
+    QStringList writeAll(quint16 port, std::chrono::milliseconds written);
     static void verifyBar(const UpdateRecord &record);
 
     QTemporaryDir folder;
@@ -161,6 +162,11 @@ QStringList TestMotorUpdate::playPart(const DialogueRow &row, quint16 port, cons
         boots ? dsp.loadBootloader() : dsp.setState(row.section.right(1).toInt(), loopback);
         return told;
     }
+    if (row.section == "lines") {
+        LineConversation link('\n', pacing.written);
+        link.open(loopback, port, pacing.tunnelConnect, rule);
+        return {link.ask("MVER\r\n", pacing.tunnelConnect, rule)};
+    }
     SendFirmware sender(nullptr, pacing, ports);
     connect(&sender, &SendFirmware::signalIncreaseProgressBar, &sender, move);
     connect(&sender, &SendFirmware::signalErrorDetected, &sender, tell);
@@ -204,8 +210,8 @@ TestMotorUpdate::Talk TestMotorUpdate::talk(const DialogueRow &row, int number)
     if (told.filter(QRegularExpression(QStringLiteral("ERROR|not set"))).isEmpty()) {
         told += QStringLiteral("%1 moves").arg(moves);
     }
-    const int connections = row.steps.trimmed().isEmpty() ? 0 : 1;
-    const bool ended = QTest::qWaitFor([&] { return peer.endedConnections() == connections; });
+    const bool ended =
+        QTest::qWaitFor([&] { return peer.endedConnections() == (row.steps.trimmed().isEmpty() ? 0 : 1); });
     const QByteArray received = peer.received();
     return {told.join(QStringLiteral(", ")), ended && dialogue.isHeard(received), received};
 }
@@ -233,25 +239,34 @@ void TestMotorUpdate::partIsHeardOut()
     QVERIFY2(seen.heard, seen.received.toPercentEncoding().constData());
 }
 
-// A module that takes no more bytes and closes nothing: nobody ever reads from this server.
-void TestMotorUpdate::stalledConnectionIsNoCompletion()
+// More goes to the peer than the system takes from us before it reads.
+QStringList TestMotorUpdate::writeAll(quint16 port, milliseconds written)
 {
-    QTcpServer server;
-    QVERIFY(server.listen(QHostAddress::LocalHost));
-    const int small = 4096;
-    setsockopt(static_cast<int>(server.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
     QTcpSocket socket;
-    socket.connectToHost(loopback, server.serverPort());
-    QVERIFY(socket.waitForConnected());
-    socket.setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, small);
+    socket.connectToHost(loopback, port);
+    socket.waitForConnected();
+    socket.setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, 4096);
     Pacing pacing = quickPacing();
-    pacing.written = milliseconds(1500); // four thousand of them would take hours
+    pacing.written = written;
     pacing.page = milliseconds(0);
     SendFirmware sender(nullptr, pacing);
     QStringList errors;
     connect(&sender, &SendFirmware::signalErrorDetected, this, [&](const QString &text) { errors << text; });
-    sender.writeBlock(0x3e8000, QByteArray(0x10f00 * 2, 'x'), true, &socket);
-    QCOMPARE(errors, QStringList{QStringLiteral("ERROR: writing failed!")});
+    for (int i = 0; i < 8 && errors.isEmpty(); ++i) {
+        sender.writeBlock(0x3e8000, QByteArray(0x10f00 * 2, 'x'), true, &socket);
+    }
+    return errors;
+}
+
+// Nobody reads from the one, and to wait for each packet would take hours. The other is only slow.
+void TestMotorUpdate::stalledConnectionIsNoCompletion()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    QCOMPARE(writeAll(server.serverPort(), milliseconds(1500)).value(0),
+             QStringLiteral("ERROR: writing failed!"));
+    const ScriptedPeer peer(Dialogue(".1000").script());
+    QCOMPARE(writeAll(peer.port(), ages), QStringList());
 }
 
 // It only moves forward, and shows 100 when all is done.
@@ -336,14 +351,13 @@ void TestMotorUpdate::driverIsProgrammed()
             .arg(path, whole ? QString() : asked, QLatin1String(whole ? "Control" : "Communication"));
     QCOMPARE(record.log.join(QLatin1Char(10)), expected);
     QCOMPARE(record.lastStoppable, QStringLiteral("Program..."));
-    QVERIFY(!record.wasStopped);
     QCOMPARE(record.end, completed);
-    QCOMPARE(record.bar.first(), 0);
+    QVERIFY(!record.wasStopped && record.bar.first() == 0);
     QVERIFY(record.bar.contains(71)); // it moves behind the flash too
     QCOMPARE(record.bar.last(), 100);
     verifyBar(record);
     const int written = record.bar.value(record.bar.indexOf(70) - 1);
-    QVERIFY2(!whole || (written > 55 && written < 70), qPrintable(QString::number(written)));
+    QVERIFY2(!whole || (written > 55 && written < 69), qPrintable(QString::number(written)));
 
     QVERIFY(driver.dump(dsp) == MotorUpdate::flashWith(blocks));
     QVERIFY(driver.dump(other) == before);
