@@ -219,6 +219,8 @@ void TestMainWindow::rowsOfALookKeepTheRest()
     const QTableWidgetItem *picture = table.item(3, DeviceTable::IconColumn);
     QVERIFY(picture->icon().pixmap(90).toImage() != before);
     QCOMPARE(picture->data(Qt::AccessibleTextRole).toString(), "new"_s);
+    QVERIFY(table.item(1, DeviceTable::IpColumn)->data(Qt::FontRole).isValid()); // digits below each other
+    QVERIFY(!table.item(1, DeviceTable::GroupColumn)->data(Qt::FontRole).isValid());
     QCOMPARE(table.currentDeviceIndex(), 2);
     QList<bool> ticked{false, false, false, false};
     table.readSelection(&ticked);
