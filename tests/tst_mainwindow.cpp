@@ -366,10 +366,14 @@ void TestMainWindow::footerSaysWhatWentWrong()
     ScanReport report;
     report.instruments = 1;
     report.interfacesQueried = 2;
-    report.problem = "port"_s;
     report.settingsRefused = true;
-    QCOMPARE(footerOf(report), "!1 instrument found on 2 network interfaces. Not everyone could be "
-                               "asked or heard (port). The new settings were refused: nothing was sent."_s);
+    QCOMPARE(footerOf(report), "!1 instrument found on 2 network interfaces. The new settings were refused: "
+                               "nothing was sent."_s);
+    report = reportOf({Change::Proven});
+    report.problem = "port"_s;
+    QCOMPARE(footerOf(report),
+             "!Not everyone could be asked or heard (port). The changed instrument answers at "
+             "its new address."_s);
     // Who was not reached is not missing.
     report = reportOf({Change::Silent}, {{record("1100", 10, ""), {}, Version::Silent}});
     report.stopped = true;

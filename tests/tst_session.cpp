@@ -159,7 +159,6 @@ private slots:
     void refusesWhatMayNotStart();
     void refusesWhatCannotBeSent();
     void lateAddressIsLookedForQuietly();
-    void looksBecomeRarer();
     void lostInstrumentIsSaidInTheEnd();
     void toolsWaitForTheirReboot();
     void nothingHappensWhileHeld();
@@ -280,28 +279,6 @@ void TestSession::lateAddressIsLookedForQuietly()
     QCOMPARE(room.session.devices().size(), 1);
     QCOMPARE(room.session.devices().first()[Ip], addressOf(50));
     QCOMPARE(room.session.activity(), Activity::Idle);
-}
-
-// And end. Those whose time is over when one has taken long are left out, save the last.
-void TestSession::looksBecomeRarer()
-{
-    using namespace std::chrono_literals;
-    LookSchedule looks;
-    for (const auto &[patience, expected] :
-         {std::pair(8s, QVector<qint64>{1, 2, 4, 8}), std::pair(20s, QVector<qint64>{1, 2, 4, 8, 14, 20})}) {
-        looks.begin(patience, 1h);
-        QVector<qint64> seen;
-        for (; looks.isOpen(); looks.pass(false)) {
-            seen.append((looks.untilNext() + 30min) / 1h);
-        }
-        QCOMPARE(seen, expected);
-        QVERIFY(!looks.hasLooked());
-        looks.begin(patience, 0s);
-        looks.pass(true);
-        QVERIFY(looks.isOpen());
-        looks.pass(false);
-        QVERIFY(!looks.isOpen() && looks.hasLooked());
-    }
 }
 
 void TestSession::lostInstrumentIsSaidInTheEnd()
