@@ -173,11 +173,10 @@ void MainWindow::connectActions()
     connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::onShowAbout);
 }
 
-// Of the push buttons. Return and Enter press the one that has the focus. Space does not: it belongs to "New
-// Scan".
+// Return and Enter press the push button that has the focus. Space does not: it belongs to "New Scan".
 bool MainWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    const bool key = event->type() == QEvent::KeyPress;
+    const bool key = event->type() == QEvent::KeyPress && qobject_cast<QPushButton *>(watched);
     const bool space = key && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Space;
     return space || (key && ReturnPresses::press(watched, event)) || QMainWindow::eventFilter(watched, event);
 }
