@@ -3,6 +3,7 @@
 #include "beamlineupdate.h"
 #include "devicecatalogue.h"
 #include "firmwarelog.h"
+#include "instrumentrules.h"
 #include "lineconversation.h"
 #include "motordriverupdate.h"
 #include "powersupplyupdate.h"
@@ -158,23 +159,20 @@ bool firmwareUpgrade::failBefore(const QString &error)
     return false;
 }
 
-// The first that matches.
 bool firmwareUpgrade::dispatch()
 {
-    if (devicecatalogue::is1600(m_currentCode)) {
+    using instrumentrules::Procedure;
+    switch (instrumentrules::procedure(m_currentCode)) {
+    case Procedure::Beamline:
         return updateBeamline();
-    }
-    if (devicecatalogue::isSerialServer(m_currentCode)) {
+    case Procedure::MotorDriver:
         return updateRovanFirmware();
-    }
-    if (devicecatalogue::is1400(m_currentCode)) {
+    case Procedure::PowerSupplyModular:
         return updatePowerSupply(1);
-    }
-    if (devicecatalogue::isPowerSupply(m_currentCode)) {
+    case Procedure::PowerSupply:
         return updatePowerSupply(0);
-    }
-    if (devicecatalogue::isBeamline(m_currentCode)) {
-        return updateBeamline();
+    case Procedure::None:
+        break;
     }
     return failBefore(unsupportedText(m_currentCode));
 }
