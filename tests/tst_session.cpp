@@ -166,6 +166,7 @@ private slots:
     void refusesWhatCannotBeSent();
     void lateAddressIsLookedForQuietly();
     void lostInstrumentIsSaidInTheEnd();
+    void motorDriversAreGivenLonger();
     void toolsWaitForTheirReboot();
     void nothingHappensWhileHeld();
     void nobodyLookedIsNotLost();
@@ -302,6 +303,16 @@ void TestSession::lostInstrumentIsSaidInTheEnd()
     QCOMPARE(room.change(2), ChangeVerdict::State::Proven);
     const int looks = room.queries() - queries - 1;
     QVERIFY(looks >= 2 && looks <= 4); // a busy machine leaves some out
+}
+
+// Its module is away when the scan behind the order asks, and still away when others would be given up.
+void TestSession::motorDriversAreGivenLonger()
+{
+    Room room({labInstrument("module", "", 11, {{"restartMs"_s, 5500}})}, quick());
+    room.findAll();
+    QCOMPARE(room.moveMany({11}), Refusal::None);
+    QVERIFY(room.waitUntil(Activity::Idle));
+    QCOMPARE(room.change(), ChangeVerdict::State::Proven);
 }
 
 void TestSession::toolsWaitForTheirReboot()

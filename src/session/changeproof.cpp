@@ -1,5 +1,6 @@
 #include "changeproof.h"
 
+#include "instrumentrules.h"
 #include "macaddress.h"
 
 #include <QHash>
@@ -17,9 +18,14 @@ bool isMissing(const ChangeVerdict &verdict)
 
 } // namespace
 
-void ChangeProof::expect(const QString &mac, const QString &ip, bool afterReboot)
+void ChangeProof::expect(const QString &mac, const QString &ip, const QString &code)
 {
-    const ChangeVerdict expected{plainMac(mac), ip, {}, afterReboot ? State::WaitsForReboot : State::Silent};
+    const ChangeVerdict expected{plainMac(mac),
+                                 ip,
+                                 {},
+                                 instrumentrules::needsRebootForAddress(code) ? State::WaitsForReboot
+                                                                              : State::Silent,
+                                 code};
     const auto known =
         std::find_if(m_changes.begin(), m_changes.end(),
                      [&expected](const ChangeVerdict &change) { return change.mac == expected.mac; });

@@ -22,6 +22,7 @@ struct ChangeVerdict
     QString wanted; // empty: an address by DHCP, any will do
     QString seen;   // where it answers; empty while it does not
     State state = State::Silent;
+    QString code = {}; // of the product, as known when it was told; empty when it was not
 };
 
 // What the instruments were told, held against what they answer. Settings go out by datagram and nothing
@@ -31,8 +32,8 @@ class ChangeProof
 {
 public:
     // A second expectation of an instrument replaces the first. The address is dotted; an empty one stands
-    // for DHCP.
-    void expect(const QString &mac, const QString &ip, bool afterReboot = false);
+    // for DHCP. Its product code says whether it takes the address at its next start only.
+    void expect(const QString &mac, const QString &ip, const QString &code);
     // Before a new order: what is proven needs no repeating, and what was given up is not waited for any
     // longer. An instrument that waits for its reboot is kept.
     void forgetSettled();

@@ -1,7 +1,6 @@
 #include "session.h"
 
 #include "client.h"
-#include "instrumentrules.h"
 #include "macaddress.h"
 #include "networksettingsrow.h"
 
@@ -162,8 +161,9 @@ Refusal Session::sendSettings(const NetworkSettings &settings)
         settings.netmask, settings.gateway, settings.dhcp ? 1 : 0, QHostAddress(settings.device[Ip]));
     m_lastSettings = sent ? Refusal::None : Refusal::UnusableSettings;
     if (sent) {
-        expect(settings.device[Mac], settings.dhcp ? QString() : QHostAddress(settings.ip).toString(),
-               codesByMac());
+        m_changes.expect(settings.device[Mac],
+                         settings.dhcp ? QString() : QHostAddress(settings.ip).toString(),
+                         settings.device[Code]);
         m_scanDue = true;
     }
     setWork(Work::Idle);
@@ -188,19 +188,15 @@ Refusal Session::sendSettings(const QList<QStringList> &rows, const BeforeRow &b
     changeNetworkConfiguration().applyList(interfaces, rows, [&](int row) {
         const bool goOn = !beforeRow || beforeRow(row);
         if (goOn && networkrow::rowProblem(rows.at(row)).isEmpty()) {
-            expect(rows.at(row).at(networkrow::MacColumn), rows.at(row).at(networkrow::IpColumn).trimmed(),
-                   codes);
+            const QString &mac = rows.at(row).at(networkrow::MacColumn);
+            m_changes.expect(mac, rows.at(row).at(networkrow::IpColumn).trimmed(),
+                             codes.value(plainMac(mac)));
         }
         return goOn;
     });
     m_scanDue = true;
     setWork(Work::Idle);
     return Refusal::None;
-}
-
-void Session::expect(const QString &mac, const QString &ip, const QHash<QString, QString> &codes)
-{
-    m_changes.expect(mac, ip, instrumentrules::needsRebootForAddress(codes.value(plainMac(mac))));
 }
 
 QHash<QString, QString> Session::codesByMac() const

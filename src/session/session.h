@@ -111,7 +111,6 @@ private:
     bool isAwaitingAddresses() const { return m_scanDue || m_addressLooks.isOpen(); }
     bool hasLeave() const;
 
-    void expect(const QString &mac, const QString &ip, const QHash<QString, QString> &codes);
     QHash<QString, QString> codesByMac() const; // in its plain spelling
     std::chrono::milliseconds patience() const;
 

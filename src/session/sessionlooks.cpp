@@ -144,9 +144,8 @@ void Session::reportProofs()
 milliseconds Session::patience() const
 {
     milliseconds longest{0};
-    const QHash<QString, QString> codes = codesByMac();
     for (const ChangeVerdict &change : m_changes.verdicts()) {
-        longest = std::max(longest, instrumentrules::restartTime(codes.value(change.mac)));
+        longest = std::max(longest, instrumentrules::restartTime(change.code));
     }
     for (const VersionVerdict &version : m_versions.verdicts()) {
         longest = std::max(longest, instrumentrules::restartTime(version.before[Code]));
